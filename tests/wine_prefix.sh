@@ -1,0 +1,24 @@
+#!/bin/sh
+# Private Wine prefix for the test suite: made once per build tree, then reused.
+set -e
+action=$1
+export WINEPREFIX=$2
+export WINEDEBUG=-all
+export WINEDLLOVERRIDES=mscoree,mshtml=
+unset DISPLAY
+case "$action" in
+up)
+    if [ ! -f "$WINEPREFIX/system.reg" ]; then
+        wineboot -i </dev/null >/dev/null 2>&1 || true
+        wineserver -w
+        # Crash tests must never wait on Wine's crash dialog.
+        wine reg add 'HKCU\Software\Wine\WineDbg' /v ShowCrashDialog /t REG_DWORD /d 0 /f \
+            </dev/null >/dev/null 2>&1
+    fi
+    wineserver -p </dev/null >/dev/null 2>&1
+    wine cmd /c exit </dev/null >/dev/null 2>&1
+    ;;
+down)
+    wineserver -k </dev/null >/dev/null 2>&1 || true
+    ;;
+esac
