@@ -1,0 +1,218 @@
+#include "converter/OptionStore.h"
+
+#include <array>
+
+namespace wm {
+
+namespace {
+
+constexpr char16_t kQuote = u'"';
+
+bool EndsName(char16_t c) { return c == kQuote || c == u'=' || c == u' '; }
+
+} // namespace
+
+void OptionStore::Fill(StringView t, size_t start) {
+    names_.clear();
+    values_.clear();
+    size_t p = t.find(u'-', start);
+    while (p != StringView::npos) {
+        size_t nameStart = p + 1;
+        if (nameStart < t.size() && t[nameStart] == u'-')
+            ++nameStart;
+        size_t i = nameStart;
+        while (i < t.size() && !EndsName(t[i]))
+            ++i;
+        if (i == nameStart) { // empty name: look for the next option after it
+            p = t.find(u'-', i);
+            continue;
+        }
+        String name(t.substr(nameStart, i - nameStart));
+        while (i < t.size() && (t[i] == u' ' || t[i] == u'='))
+            ++i;
+        if (i >= t.size() || t[i] == u'-') {
+            names_.push_back(std::move(name));
+            values_.emplace_back();
+            p = i < t.size() ? i : StringView::npos;
+            continue;
+        }
+        size_t resume;
+        String value;
+        if (t[i] != kQuote) {
+            size_t end = t.find(u' ', i);
+            if (end == StringView::npos)
+                end = t.size();
+            value.assign(t.substr(i, end - i));
+            resume = end;
+        } else {
+            size_t close = t.find(kQuote, i + 1);
+            if (close == StringView::npos) {
+                resume = i + 1; // unterminated: empty value, scan on after the quote
+            } else {
+                value.assign(t.substr(i + 1, close - i - 1));
+                resume = close + 1;
+            }
+        }
+        names_.push_back(std::move(name));
+        values_.push_back(std::move(value));
+        p = t.find(u'-', resume);
+    }
+}
+
+bool OptionStore::Find(StringView name, String* value) const {
+    for (size_t i = 0; i < names_.size(); ++i) {
+        if (EqualsNoCase(names_[i], name)) {
+            if (value)
+                *value = values_[i];
+            return true;
+        }
+    }
+    if (value)
+        value->clear();
+    return false;
+}
+
+String OptionStore::Value(StringView name) const {
+    String v;
+    Find(name, &v);
+    return v;
+}
+
+namespace {
+
+// One argument by the standard Windows quoting rules: returns the decoded text and moves pos
+// past the argument. Backslashes are literal unless they precede a quote.
+String DecodeStandardArgument(StringView s, size_t& pos) {
+    String out;
+    bool quoted = false;
+    while (pos < s.size()) {
+        char16_t c = s[pos];
+        if (!quoted && (c == u' ' || c == u'\t'))
+            break;
+        if (c == u'\\') {
+            size_t n = 0;
+            while (pos < s.size() && s[pos] == u'\\') {
+                ++n;
+                ++pos;
+            }
+            if (pos < s.size() && s[pos] == kQuote) {
+                out.append(n / 2, u'\\');
+                if (n % 2) {
+                    out.push_back(kQuote);
+                    ++pos;
+                }
+            } else {
+                out.append(n, u'\\');
+            }
+            continue;
+        }
+        if (c == kQuote) {
+            if (quoted && pos + 1 < s.size() && s[pos + 1] == kQuote) {
+                out.push_back(kQuote); // "" inside quotes is a literal quote
+                pos += 2;
+                continue;
+            }
+            quoted = !quoted;
+            ++pos;
+            continue;
+        }
+        out.push_back(c);
+        ++pos;
+    }
+    return out;
+}
+
+// -name=value (as decoded) in the tokeniser's form -name="value".
+String ToTokeniserForm(StringView decoded) {
+    size_t i = 1;
+    while (i < decoded.size() && decoded[i] == u'-')
+        ++i;
+    while (i < decoded.size() && !EndsName(decoded[i]))
+        ++i;
+    if (i >= decoded.size())
+        return String(decoded);
+    String out(decoded.substr(0, i));
+    size_t v = i;
+    while (v < decoded.size() && (decoded[v] == u' ' || decoded[v] == u'='))
+        ++v;
+    String value(decoded.substr(v));
+    ReplaceAll(value, u"\"", u"{qt}"); // the tokeniser has no escape for a quote
+    out += u"=\"";
+    out += value;
+    out += u'"';
+    return out;
+}
+
+} // namespace
+
+String OptionTextOfCommandLine(StringView line) {
+    size_t pos;
+    if (!line.empty() && line[0] == kQuote) {
+        size_t close = line.find(kQuote, 1);
+        pos = close == StringView::npos ? 0 : close + 1;
+    } else {
+        size_t space = line.find(u' ');
+        pos = space == StringView::npos ? 0 : space + 1;
+    }
+    if (pos == 0)
+        return String(line);
+    String out;
+    while (pos < line.size()) {
+        char16_t c = line[pos];
+        if (c == u' ' || c == u'\t') {
+            out.push_back(c);
+            ++pos;
+            continue;
+        }
+        size_t begin = pos;
+        String decoded = DecodeStandardArgument(line, pos);
+        if (c == kQuote && pos > begin + 1 && line[begin + 1] == u'-')
+            out += ToTokeniserForm(decoded);
+        else
+            out.append(line.substr(begin, pos - begin));
+    }
+    return out;
+}
+
+String StripWavemillCmds(const OptionStore& store, size_t dspCount) {
+    static constexpr std::array<const char16_t*, 22> kConsumed = {
+        u"infile",       u"outfile",        u"convert_to",  u"twcmd",
+        u"evtquit",      u"evtafterconvseterror", u"evtwatchdog", u"priority",
+        u"silent",       u"errorfile",      u"processor",   u"sourcefreq",
+        u"sourcebits",   u"sourcechannels", u"sourcelength", u"idtags",
+        u"noidtag",      u"tag",            u"shrbytesencoded", u"batchid",
+        u"tmpfolder",    u"fntousefortagloaddec"};
+    auto consumed = [&](const String& name) {
+        for (const char16_t* c : kConsumed)
+            if (EqualsNoCase(name, c))
+                return true;
+        if (StartsWithNoCase(name, u"dspeffect")) {
+            StringView digits = StringView(name).substr(9);
+            if (digits.empty() || digits.size() > 9 || digits[0] == u'0')
+                return false;
+            size_t n = 0;
+            for (char16_t d : digits) {
+                if (d < u'0' || d > u'9')
+                    return false;
+                n = n * 10 + (d - u'0');
+            }
+            return n >= 1 && n <= dspCount;
+        }
+        return false;
+    };
+    String out;
+    for (size_t i = 0; i < store.Count(); ++i) {
+        if (consumed(store.NameAt(i)))
+            continue;
+        out += u" -";
+        out += store.NameAt(i);
+        if (!store.ValueAt(i).empty()) {
+            out += u"=\"";
+            out += store.ValueAt(i);
+            out += u'"';
+        }
+    }
+    return out;
+}
+
+} // namespace wm

@@ -1,0 +1,78 @@
+#include "converter/OptionStore.h"
+
+#include <gtest/gtest.h>
+
+using namespace wm;
+
+namespace {
+
+std::string Dump(const OptionStore& s) {
+    std::string out;
+    for (size_t i = 0; i < s.Count(); ++i)
+        out += "[" + Narrow(s.NameAt(i)) + "=" + Narrow(s.ValueAt(i)) + "]";
+    return out;
+}
+
+std::string Tokenise(std::u16string_view text) {
+    OptionStore s;
+    s.Fill(text);
+    return Dump(s);
+}
+
+} // namespace
+
+TEST(Tokeniser, QuotedPathsSpacesAndTrailingValue) {
+    OptionStore s;
+    s.Fill(u"-infile=\"C:\\My Music\\a b.wav\" -outfile=C:\\out.mp3 -convert_to=\"MP3\" -b 320");
+    EXPECT_EQ(Dump(s), "[infile=C:\\My Music\\a b.wav][outfile=C:\\out.mp3][convert_to=MP3][b=320]");
+    EXPECT_EQ(StripWavemillCmds(s, 0), u" -b=\"320\"");
+}
+
+TEST(Tokeniser, ValueRules) {
+    EXPECT_EQ(Tokenise(u"-silent -infile=x"), "[silent=][infile=x]");
+    EXPECT_EQ(Tokenise(u"--name = v"), "[name=v]");
+    EXPECT_EQ(Tokenise(u"-a=\"x -y z\" -b"), "[a=x -y z][b=]");
+    // An unterminated quote gives an empty value and scanning resumes inside it.
+    EXPECT_EQ(Tokenise(u"-a=\"open -b=2"), "[a=][b=2]");
+    // Leading text, empty names and byte-order marks are skipped.
+    EXPECT_EQ(Tokenise(u"\xFEFFjunk - -x=1"), "[x=1]");
+    EXPECT_EQ(Tokenise(u"no options here"), "");
+    EXPECT_EQ(Tokenise(u""), "");
+}
+
+TEST(Tokeniser, RefillReplacesAndLookupIsCaseBlind) {
+    OptionStore s;
+    s.Fill(u"-infile=a -tag=one -TAG=two");
+    s.Fill(u"-InFile=b -Tag=\"x\"");
+    String v;
+    EXPECT_TRUE(s.Find(u"INFILE", &v));
+    EXPECT_EQ(v, u"b");
+    EXPECT_EQ(s.Count(), 2u);
+    EXPECT_FALSE(s.Find(u"outfile", &v));
+    EXPECT_TRUE(v.empty());
+}
+
+TEST(StripWavemillCmds, KeepsOnlyEncoderOptions) {
+    OptionStore s;
+    s.Fill(u"-infile=a -outfile=b -convert_to=c -silent -priority=low -sourceisfloat -help "
+           u"-dspeffect1=\"Volume={qt}+3{qt}\" -dspeffect3=\"Eq=x\" -V 2 -Processor=3");
+    EXPECT_EQ(StripWavemillCmds(s, 1),
+              u" -sourceisfloat -help -dspeffect3=\"Eq=x\" -V=\"2\"");
+    EXPECT_EQ(StripWavemillCmds(OptionStore{}, 0), u"");
+}
+
+TEST(CommandLineSplit, BothQuotingShapesGiveTheSameOptions) {
+    // As a person types it in a console, and as standard argument quoting wraps it.
+    const char16_t* typed =
+        u"\"C:\\Program Files\\Wavemill.exe\" -infile=\"a b.wav\" -tmpfolder=\"C:\\my tmp\\\" -b 320";
+    const char16_t* wrapped =
+        u"\"Z:\\w\\Wavemill.exe\" \"-infile=a b.wav\" \"-tmpfolder=C:\\my tmp\\\\\" -b 320";
+    std::string expect = "[infile=a b.wav][tmpfolder=C:\\my tmp\\][b=320]";
+    EXPECT_EQ(Tokenise(OptionTextOfCommandLine(typed)), expect);
+    EXPECT_EQ(Tokenise(OptionTextOfCommandLine(wrapped)), expect);
+    EXPECT_EQ(Tokenise(OptionTextOfCommandLine(u"Wavemill.exe \"-silent\" -x=1")), "[silent=][x=1]");
+    EXPECT_EQ(Tokenise(OptionTextOfCommandLine(u"p \"-tag=say \\\"hi\\\"\"")),
+              "[tag=say {qt}hi{qt}]");
+    // A plain path program without arguments.
+    EXPECT_EQ(Tokenise(OptionTextOfCommandLine(u"Wavemill.exe")), "");
+}
