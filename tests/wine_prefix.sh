@@ -13,10 +13,15 @@ up)
         wineserver -w
         # Crash tests must never wait on Wine's crash dialog.
         wine reg add 'HKCU\Software\Wine\WineDbg' /v ShowCrashDialog /t REG_DWORD /d 0 /f \
-            </dev/null >/dev/null 2>&1
+            </dev/null >/dev/null 2>&1 || true
     fi
-    wineserver -p </dev/null >/dev/null 2>&1
-    wine cmd /c exit </dev/null >/dev/null 2>&1
+    wineserver -p </dev/null >/dev/null 2>&1 || true
+    # The first start after creating a prefix can fail while Wine finishes its set-up.
+    for try in 1 2 3; do
+        wine cmd /c exit </dev/null >/dev/null 2>&1 && exit 0
+        sleep 2
+    done
+    exit 1
     ;;
 down)
     wineserver -k </dev/null >/dev/null 2>&1 || true

@@ -1,0 +1,17 @@
+#!/bin/bash
+# Installs the Debian packages the build, the tests and the benchmark need, if any is missing.
+set -euo pipefail
+packages=(cmake ninja-build clang libclang-rt-14-dev g++-mingw-w64-x86-64-posix
+          binutils-mingw-w64-x86-64 wine wine64 googletest sox ffmpeg xxd)
+missing=()
+for p in "${packages[@]}"; do
+    dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
+done
+if ((${#missing[@]})); then
+    echo "Installing: ${missing[*]}"
+    sudo_cmd=""
+    [ "$(id -u)" -eq 0 ] || sudo_cmd="sudo"
+    $sudo_cmd apt-get update -qq
+    DEBIAN_FRONTEND=noninteractive $sudo_cmd apt-get install -y -qq --no-install-recommends \
+        "${missing[@]}" </dev/null
+fi
