@@ -106,7 +106,7 @@ bool TwWavemill::OpenStdInput() {
         DWORD waiting = 0;
         // Pipes that cannot be peeked (a Linux pipe under Wine) are read with blocking reads.
         stdInPeekWorks_ = PeekNamedPipe(stdIn_, nullptr, 0, nullptr, &waiting, nullptr) ||
-                          GetLastError() != ERROR_INVALID_FUNCTION && GetLastError() != 50;
+                          GetLastError() != ERROR_NOT_SUPPORTED;
     }
     LogLine(u"Using StdInput WFX:" + stdInFormat_.Describe());
     return true;

@@ -166,10 +166,14 @@ String OptionTextOfCommandLine(StringView line) {
         }
         size_t begin = pos;
         String decoded = DecodeStandardArgument(line, pos);
+        StringView raw = line.substr(begin, pos - begin);
         if (c == kQuote && pos > begin + 1 && line[begin + 1] == u'-')
             out += ToTokeniserForm(decoded);
+        else if (c == u'-' && raw.size() > 2 && raw.substr(raw.size() - 2) == u"=-" &&
+                 raw.find(kQuote) == StringView::npos)
+            out += ToTokeniserForm(raw); // -infile=- as shells pass it: "-" is a value here
         else
-            out.append(line.substr(begin, pos - begin));
+            out.append(raw);
     }
     return out;
 }

@@ -30,7 +30,8 @@ class OptionStore {
 
 // Splits a Windows process command line: skips the program path, rewrites every argument that
 // standard argument quoting wrapped whole ("-name=a b") into the tokeniser's form -name="a b",
-// and returns the text for the tokeniser.
+// and an unquoted -name=- into -name="-" (standard input as shells pass it), and returns the
+// text for the tokeniser.
 String OptionTextOfCommandLine(StringView commandLine);
 
 // The encoder's command line: every option the converter does not consume, as " -name" or

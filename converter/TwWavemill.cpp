@@ -10,6 +10,7 @@
 #include "plugins/clTwCodecHandler.h"
 #include "process/MutexHandle.h"
 #include "process/Registry.h"
+#include "process/RunProcess.h"
 #include "process/WinString.h"
 #include "text/NumberText.h"
 

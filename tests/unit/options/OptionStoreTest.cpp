@@ -73,6 +73,9 @@ TEST(CommandLineSplit, BothQuotingShapesGiveTheSameOptions) {
     EXPECT_EQ(Tokenise(OptionTextOfCommandLine(u"Wavemill.exe \"-silent\" -x=1")), "[silent=][x=1]");
     EXPECT_EQ(Tokenise(OptionTextOfCommandLine(u"p \"-tag=say \\\"hi\\\"\"")),
               "[tag=say {qt}hi{qt}]");
+    // Standard input as a shell passes it; the tokeniser alone reads "-" as no value.
+    EXPECT_EQ(Tokenise(OptionTextOfCommandLine(u"w.exe -infile=- -outfile=x")), "[infile=-][outfile=x]");
+    EXPECT_EQ(Tokenise(u"-infile=- -outfile=x"), "[infile=][outfile=x]");
     // A plain path program without arguments.
     EXPECT_EQ(Tokenise(OptionTextOfCommandLine(u"Wavemill.exe")), "");
 }

@@ -1,0 +1,25 @@
+// Reads the layout of a RIFF WAVE or RF64 file: its format and where its samples are.
+#pragma once
+
+#include "bundled/wav/ByteSource.h"
+
+#include <sdk/wavemill_plugin.h>
+
+#include <cstdint>
+#include <string>
+
+namespace wm::wav {
+
+struct WaveLayout {
+    WmWaveFormat format{};   // normalised (see WaveFormatRules.h)
+    uint64_t dataOffset = 0; // first sample byte
+    uint64_t dataLength = 0; // whole frames that are actually in the file
+    bool rf64 = false;
+};
+
+// Walks the chunks after the RIFF header, skipping the unknown ones, until both "fmt " and
+// "data" are known. Sizes that run past the end of the input are cut to what is there, so a
+// truncated file yields its whole frames. On failure `error` says why.
+bool ParseWaveHeader(ByteSource& source, WaveLayout& layout, std::string& error);
+
+} // namespace wm::wav

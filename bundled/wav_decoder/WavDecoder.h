@@ -1,0 +1,33 @@
+// One decoder instance: an open wave file delivered as PCM blocks straight from the file.
+#pragma once
+
+#include "bundled/wav/WaveHeaderParser.h"
+#include "bundled/win/Win32File.h"
+
+#include <sdk/wavemill_plugin.h>
+
+#include <memory>
+
+namespace wm::bundled {
+
+class WavDecoder {
+  public:
+    uint32_t Get(const WmChar* name, PluginValue* value) noexcept;
+    uint32_t Set(const WmChar* name, PluginValue* value) noexcept;
+    uint32_t Open(DecodeOpenInfo* info) noexcept;
+    uint32_t Close() noexcept;
+    uint32_t DecodeBlock(AudioBlockInfo* block) noexcept;
+    // Moves the next block to `ms` milliseconds from the start (rounded down to a frame).
+    uint32_t SetPosition(uint64_t ms) noexcept;
+
+  private:
+    bool OpenFile(DecodeOpenInfo& info);
+
+    Win32File file_;
+    wav::WaveLayout layout_;
+    uint64_t delivered_ = 0; // data bytes handed out so far
+    std::unique_ptr<uint8_t[]> buffer_;
+    size_t bufferSize_ = 0;
+};
+
+} // namespace wm::bundled

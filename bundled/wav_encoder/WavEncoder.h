@@ -1,0 +1,36 @@
+// One encoder instance: writes the blocks it is given behind a wave header that is patched
+// with the final sizes at the end.
+#pragma once
+
+#include "bundled/wav/WaveHeaderWriter.h"
+#include "bundled/win/Win32File.h"
+
+#include <sdk/wavemill_plugin.h>
+
+#include <memory>
+
+namespace wm::bundled {
+
+class WavEncoder {
+  public:
+    uint32_t Get(const WmChar* name, PluginValue* value) noexcept;
+    uint32_t Set(const WmChar* name, PluginValue* value) noexcept;
+    uint32_t Begin(const ConversionInfo* conversion) noexcept;
+    uint32_t Encode(const AudioBlockInfo* block) noexcept;
+    uint32_t End(uint32_t* tagAfterwards) noexcept;
+
+  private:
+    bool Append(const uint8_t* data, size_t length);
+    bool Flush();
+    void Abandon();
+
+    Win32File file_;
+    wav::WaveHeaderWriter writer_;
+    std::unique_ptr<uint8_t[]> buffer_;
+    size_t used_ = 0;
+    uint64_t dataBytes_ = 0;
+    bool begun_ = false;
+    bool failed_ = false; // a write failed: the file is not worth finishing
+};
+
+} // namespace wm::bundled

@@ -1,0 +1,44 @@
+#include "plugins/XDLL.h"
+
+#include <cstring>
+
+namespace wm {
+
+XDLL::~XDLL() {
+    FreeLibrary();
+}
+
+bool XDLL::Load(const String& path) {
+    return LoadAndResolve(path, {});
+}
+
+bool XDLL::LoadAndResolve(const String& path, std::span<const EntryPoint> table) {
+    if (module_)
+        return loadedOk_;
+    loadedOk_ = true;
+    if (path.empty()) {
+        loadedOk_ = false;
+    } else {
+        // The altered search path lets a plug-in import DLLs that sit in its own folder.
+        module_ = ::LoadLibraryExW(reinterpret_cast<const wchar_t*>(path.c_str()), nullptr,
+                                   LOAD_WITH_ALTERED_SEARCH_PATH);
+        if (!module_)
+            loadedOk_ = false;
+    }
+    for (const EntryPoint& entry : table) {
+        FARPROC proc = module_ ? ::GetProcAddress(module_, entry.name) : nullptr;
+        if (!proc)
+            loadedOk_ = false;
+        std::memcpy(entry.slot, &proc, sizeof proc);
+    }
+    return loadedOk_;
+}
+
+void XDLL::FreeLibrary() {
+    if (module_)
+        ::FreeLibrary(module_);
+    module_ = nullptr;
+    loadedOk_ = false;
+}
+
+} // namespace wm

@@ -1,0 +1,164 @@
+#include "plugins/clTwCodecHandler.h"
+
+#include "converter/Log.h"
+#include "files/PathText.h"
+#include "plugins/DecoderFilter.h"
+#include "plugins/PluginFolder.h"
+#include "process/Registry.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace wm {
+
+namespace {
+
+String CacheKey(const char16_t* cacheKey) {
+    return String(cacheKey ? cacheKey : clTwCodecHandler::kDecoderCacheKey) + u"64";
+}
+
+String AnsweredText(void* pointer) {
+    return pointer ? String(static_cast<const char16_t*>(pointer)) : String();
+}
+
+} // namespace
+
+bool clTwCodecHandler::TryDecoder(const String& libraryPath, StringView extension,
+                                  clTwDecoder& decoder, void* hostContext, bool isExtension) {
+    if (!decoder.LoadForExtension(extension, libraryPath) || !decoder.CreateInstance(hostContext)) {
+        decoder.Unload();
+        return false;
+    }
+    const char16_t* valueName = isExtension ? WM_VALUE_STREAMING_DECODES : WM_VALUE_DECODES;
+    PluginValue value{};
+    while (decoder.Get(valueName, &value)) {
+        if (!value.pointer1)
+            break;
+        if (EqualsNoCase(AnsweredText(value.pointer1), extension))
+            return true;
+        const uint32_t next = value.value1 + 1;
+        value = PluginValue{};
+        value.value1 = next;
+    }
+    decoder.Unload();
+    return false;
+}
+
+bool clTwCodecHandler::FindDecoder(const String& pathOrExt, clTwDecoder& decoder, void* hostContext,
+                                   const String& programFolder, bool isExtension,
+                                   const char16_t* cacheKey) {
+    decoder.DestroyInstance();
+    const String extension = isExtension ? pathOrExt : ExtensionOf(pathOrExt);
+    // A path without an extension names no file type: no decoder can claim it.
+    if (extension.empty())
+        return false;
+
+    if (!decoder.IsLoaded())
+        decoder.ClearExtensionServed();
+    if (EqualsNoCase(decoder.ExtensionServed(), extension))
+        return decoder.CreateInstance(hostContext);
+
+    const String key = CacheKey(cacheKey);
+    const String decoderFolder = PluginFolder(programFolder, u"decoder");
+    bool found = false;
+
+    // The cache stores a full path, but only its file name counts: another copy of the program
+    // in another folder shares the cache.
+    const String cached = RegReadString(extension, HKEY_CURRENT_USER, key.c_str());
+    if (!cached.empty())
+        found = TryDecoder(decoderFolder + FileNamePart(cached), extension, decoder, hostContext,
+                           isExtension);
+    if (!found) {
+        for (const String& library : PluginLibraries(decoderFolder)) {
+            if (TryDecoder(library, extension, decoder, hostContext, isExtension)) {
+                found = true;
+                break;
+            }
+        }
+    }
+    if (found)
+        RegWriteString(extension, decoder.LibraryPath(), HKEY_CURRENT_USER, key.c_str());
+    return found;
+}
+
+void clTwCodecHandler::ListDecoders(bool allFilesEntry, StringList* extensions,
+                                    StringList* descriptions, String* filter,
+                                    const String& programFolder) {
+    StringList exts, descs;
+    for (const String& library : PluginLibraries(PluginFolder(programFolder, u"decoder"))) {
+        clTwDecoder decoder;
+        // A served extension no file has, so that nothing later mistakes this load for a choice.
+        if (!decoder.LoadForExtension(u".NOTUSING", library) ||
+            !decoder.CreateInstance(LogHostContext()))
+            continue;
+        for (uint32_t index = 0;; ++index) {
+            PluginValue value{};
+            value.value1 = index;
+            if (!decoder.Get(WM_VALUE_DECODES, &value) || !value.pointer1 || !value.pointer2)
+                break;
+            String ext = AnsweredText(value.pointer1);
+            if (FindNoCase(ext, u".IGNORE") != StringView::npos)
+                continue;
+            exts.push_back(std::move(ext));
+            descs.push_back(AnsweredText(value.pointer2));
+        }
+        decoder.Unload();
+    }
+    if (filter)
+        *filter = BuildDecoderFilter(allFilesEntry, exts, descs);
+    if (extensions)
+        *extensions = std::move(exts);
+    if (descriptions)
+        *descriptions = std::move(descs);
+}
+
+bool clTwCodecHandler::LoadEncoder(const String& codec, clTwEncoder& encoder, void* hostContext,
+                                   const String& programFolder) {
+    LogScope scope("clTwCodecHandler::LoadEncoder");
+    // The codec name is used as typed: the file system decides about letter case.
+    const String path = PluginFolder(programFolder, u"encoder") + codec + u".DLL";
+    LogLine(u"Loading Encoder '" + path + u"'");
+    return encoder.Reload(path) && encoder.CreateInstance(hostContext);
+}
+
+String clTwCodecHandler::QueryExtension(const String& codec, const String& programFolder) {
+    clTwEncoder encoder;
+    String extension;
+    if (LoadEncoder(codec, encoder, LogHostContext(), programFolder)) {
+        PluginValue value{};
+        if (encoder.Get(WM_VALUE_EXTENSION, &value))
+            extension = AnsweredText(value.pointer1);
+    }
+    encoder.Unload();
+    return extension;
+}
+
+StringList clTwCodecHandler::ListEncoders(const String& programFolder) {
+    StringList names;
+    for (const String& library : PluginLibraries(PluginFolder(programFolder, u"encoder"))) {
+        String name = FileNamePart(library);
+        if (std::find(names.begin(), names.end(), name) == names.end())
+            names.push_back(std::move(name));
+    }
+    // "[multi encoder]" goes last: "{" sorts after every letter, so it stands in for "["
+    // while sorting and is put back afterwards.
+    for (String& name : names)
+        if (StartsWithNoCase(name, u"[multi encoder]"))
+            name[0] = u'{';
+    std::sort(names.begin(), names.end(),
+              [](const String& a, const String& b) { return CompareNoCase(a, b) < 0; });
+    for (String& name : names)
+        if (!name.empty() && name[0] == u'{')
+            name[0] = u'[';
+    return names;
+}
+
+bool clTwCodecHandler::LoadDSP(const String& name, clTwDSP& dsp, void* hostContext,
+                               const String& programFolder) {
+    LogScope scope("clTwCodecHandler::LoadDSP");
+    const String path = PluginFolder(programFolder, u"DSPs") + name + u".DLL";
+    LogLine(u"Loading DSP '" + path + u"'");
+    return dsp.Reload(path) && dsp.CreateInstance(hostContext);
+}
+
+} // namespace wm

@@ -1,0 +1,79 @@
+#include "process/SharedMemoryBlock.h"
+
+#include "process/WinString.h"
+
+#include <cstring>
+
+namespace wm {
+
+SharedMemoryBlock::SharedMemoryBlock(StringView baseName, uint32_t size, bool* opened,
+                                     bool* alreadyExisted) {
+    bool ok = Open(baseName, size, alreadyExisted);
+    if (opened)
+        *opened = ok;
+}
+
+bool SharedMemoryBlock::Open(StringView baseName, uint32_t size, bool* alreadyExisted) {
+    Close();
+    size_ = size;
+    locked_ = false;
+    if (alreadyExisted)
+        *alreadyExisted = false;
+
+    guard_.CreateOrOpen(String(u"SMutex_") + String(baseName));
+
+    String mappingName = String(u"NSharedData_") + String(baseName);
+    ::SetLastError(0);
+    mapping_.reset(::CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, size,
+                                        W(mappingName)));
+    if (alreadyExisted && ::GetLastError() == ERROR_ALREADY_EXISTS)
+        *alreadyExisted = true;
+    if (mapping_.valid())
+        view_ = ::MapViewOfFile(mapping_.get(), FILE_MAP_WRITE, 0, 0, 0);
+    return IsOpen();
+}
+
+void SharedMemoryBlock::Lock() {
+    guard_.Lock();
+    locked_ = true;
+}
+
+void SharedMemoryBlock::Unlock() {
+    guard_.Unlock();
+    locked_ = false;
+}
+
+bool SharedMemoryBlock::Read(void* destination) {
+    if (!view_)
+        return false;
+    if (!locked_)
+        guard_.Lock();
+    std::memcpy(destination, view_, size_);
+    if (!locked_)
+        guard_.Unlock();
+    return true;
+}
+
+bool SharedMemoryBlock::Write(const void* source) {
+    if (!view_)
+        return false;
+    if (!locked_)
+        guard_.Lock();
+    std::memcpy(view_, source, size_);
+    if (!locked_)
+        guard_.Unlock();
+    return true;
+}
+
+void SharedMemoryBlock::Close() {
+    if (view_) {
+        ::UnmapViewOfFile(view_);
+        view_ = nullptr;
+    }
+    mapping_.reset();
+    if (locked_)
+        Unlock();
+    guard_.Close();
+}
+
+} // namespace wm

@@ -1,0 +1,61 @@
+// Test helper: starts kernel_peer.exe, the second process of the cross-process tests, and
+// names kernel objects uniquely per test process (tests may run side by side in one prefix).
+#pragma once
+
+#include "process/UniqueHandle.h"
+#include "process/WinString.h"
+#include "text/String.h"
+
+#include <windows.h>
+
+#include <atomic>
+#include <string>
+
+namespace wm::test {
+
+inline String KernelPeerPath() {
+    String path = u"Z:" + Widen(WM_KERNEL_PEER);
+    for (char16_t& c : path)
+        if (c == u'/')
+            c = u'\\';
+    return path;
+}
+
+inline String UniqueName(const char* tag) {
+    static std::atomic<int> counter{0};
+    std::string text = std::string("WmTest_") + tag + "_" +
+                       std::to_string(::GetCurrentProcessId()) + "_" + std::to_string(++counter);
+    return Widen(text);
+}
+
+// A running peer; ended on destruction if a failed test left it running.
+class PeerProcess {
+  public:
+    ~PeerProcess() {
+        if (process_ && !Wait(0))
+            ::TerminateProcess(process_.get(), 99);
+    }
+    bool Start(StringView arguments) {
+        String commandLine = u"\"" + KernelPeerPath() + u"\" " + String(arguments);
+        STARTUPINFOW startup{};
+        startup.cb = sizeof(startup);
+        PROCESS_INFORMATION info{};
+        if (!::CreateProcessW(nullptr, W(commandLine), nullptr, nullptr, FALSE, 0, nullptr,
+                              nullptr, &startup, &info))
+            return false;
+        process_.reset(info.hProcess);
+        ::CloseHandle(info.hThread);
+        return true;
+    }
+    bool Wait(uint32_t ms) { return ::WaitForSingleObject(process_.get(), ms) == WAIT_OBJECT_0; }
+    DWORD ExitCode() {
+        DWORD code = 12345;
+        ::GetExitCodeProcess(process_.get(), &code);
+        return code;
+    }
+
+  private:
+    UniqueHandle process_;
+};
+
+} // namespace wm::test

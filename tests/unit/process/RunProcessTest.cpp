@@ -1,0 +1,63 @@
+#include "process/EventHandle.h"
+#include "process/RunProcess.h"
+#include "tests/unit/process/PeerProcess.h"
+
+#include <gtest/gtest.h>
+
+using namespace wm;
+using wm::test::KernelPeerPath;
+using wm::test::UniqueName;
+
+TEST(RunProcess, MissingProgramFails) {
+    EXPECT_FALSE(RunProcess(u"C:\\no\\such\\program.exe", u"", true, 0, false, 0, false));
+    EXPECT_FALSE(RunProcess(u"C:\\no\\such\\program.exe", u"", false, 0, false, 0, false));
+}
+
+namespace {
+
+struct HoldingPeer {
+    String ready = UniqueName("ready"), release = UniqueName("release"),
+           finished = UniqueName("finished");
+    EventHandle readyEvent, releaseEvent, finishedEvent;
+    HoldingPeer() {
+        readyEvent.CreateOrOpen(ready);
+        releaseEvent.CreateOrOpen(release);
+        finishedEvent.CreateOrOpen(finished);
+    }
+    String Arguments() const { return u"hold " + ready + u" " + release + u" " + finished; }
+};
+
+} // namespace
+
+TEST(RunProcess, WaitsForAChildThatEnds) {
+    EXPECT_TRUE(RunProcess(KernelPeerPath(), u"exit 3", true, 0, false, 0, false));
+    HoldingPeer peer;
+    peer.releaseEvent.Set();
+    EXPECT_TRUE(RunProcess(KernelPeerPath(), peer.Arguments(), true, 60000, false, 0, true));
+    EXPECT_TRUE(peer.finishedEvent.IsSet()); // it had ended before the call returned
+}
+
+TEST(RunProcess, TimeLimitWithoutEndLeavesChildRunning) {
+    HoldingPeer peer;
+    EXPECT_FALSE(RunProcess(KernelPeerPath(), peer.Arguments(), true, 300, false, 0, false));
+    // Still alive: it reacts to the release.
+    peer.releaseEvent.Set();
+    EXPECT_TRUE(peer.finishedEvent.Wait(30000));
+}
+
+TEST(RunProcess, TimeLimitWithEndTerminatesChild) {
+    HoldingPeer peer;
+    EXPECT_FALSE(RunProcess(KernelPeerPath(), peer.Arguments(), true, 300, false, 0, true));
+    peer.releaseEvent.Set();
+    // A live child would answer the release almost at once; an ended one never does.
+    EXPECT_FALSE(peer.finishedEvent.Wait(3000));
+}
+
+TEST(RunProcess, WithoutWaitReturnsWhileChildRuns) {
+    HoldingPeer peer;
+    EXPECT_TRUE(RunProcess(KernelPeerPath(), peer.Arguments(), false, 0, false, 0, false));
+    EXPECT_TRUE(peer.readyEvent.Wait(30000));
+    EXPECT_FALSE(peer.finishedEvent.IsSet());
+    peer.releaseEvent.Set();
+    EXPECT_TRUE(peer.finishedEvent.Wait(30000));
+}

@@ -1,0 +1,83 @@
+// The second process of the cross-process tests. Modes:
+//   block <base> <ready> <done>   open the 8-byte block, signal ready, add 1 to its value
+//                                 (under its guard), signal done; exit 0 when the block
+//                                 existed already
+//   hold <ready> <release> <finished>     signal ready, wait for release, signal finished
+//   lockfile <path> <ready> <releasing> <holdMs> <release|->
+//                                 hold path open without sharing until holdMs pass or the
+//                                 release event is set, then signal releasing and close it
+//   exit <code>                   exit with code
+#include "process/EventHandle.h"
+#include "process/SharedMemoryBlock.h"
+#include "process/UniqueHandle.h"
+#include "process/WinString.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
+using namespace wm;
+
+namespace {
+
+EventHandle OpenEvent(const char* name) {
+    EventHandle e;
+    e.CreateOrOpen(Widen(name));
+    return e;
+}
+
+int Block(char** argv) {
+    bool existed = false;
+    SharedMemoryBlock block;
+    if (!block.Open(Widen(argv[2]), 8, &existed))
+        return 3;
+    OpenEvent(argv[3]).Set();
+    block.Lock();
+    int64_t value = 0;
+    block.Read(&value);
+    ++value;
+    block.Write(&value);
+    block.Unlock();
+    OpenEvent(argv[4]).Set();
+    return existed ? 0 : 4;
+}
+
+int Hold(char** argv) {
+    OpenEvent(argv[2]).Set();
+    if (!OpenEvent(argv[3]).Wait(30000))
+        return 5;
+    OpenEvent(argv[4]).Set();
+    return 0;
+}
+
+int LockFile(char** argv) {
+    String path = Widen(argv[2]);
+    UniqueHandle file(::CreateFileW(W(path), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file)
+        return 6;
+    OpenEvent(argv[3]).Set();
+    uint32_t holdMs = static_cast<uint32_t>(std::strtoul(argv[5], nullptr, 10));
+    if (std::strcmp(argv[6], "-") == 0)
+        ::Sleep(holdMs);
+    else
+        OpenEvent(argv[6]).Wait(holdMs);
+    // Signalled before the close: whoever sees the file free has seen this too.
+    OpenEvent(argv[4]).Set();
+    file.reset();
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (argc >= 5 && std::strcmp(argv[1], "block") == 0)
+        return Block(argv);
+    if (argc >= 5 && std::strcmp(argv[1], "hold") == 0)
+        return Hold(argv);
+    if (argc >= 7 && std::strcmp(argv[1], "lockfile") == 0)
+        return LockFile(argv);
+    if (argc >= 3 && std::strcmp(argv[1], "exit") == 0)
+        return std::atoi(argv[2]);
+    return 2;
+}
