@@ -30,7 +30,7 @@ constexpr DWORD kIdleTableMs[] = {0, 0, 25, 25, 50};
 
 TwWavemill::TwWavemill() {
     RegSetDefaultLocation(HKEY_CURRENT_USER, kSettingsRoot);
-    WriteFirstRunDefaults();
+    ApplyTaggingDefaults();
     InstallRegistryLocaleLoader();
     programFolder_ = ProgramFolder();
     if (!SetUpDebugAndHandles()) {
@@ -181,8 +181,8 @@ bool TwWavemill::PrepareConversion() {
     ParentLine(u"msLen: " + IntToText(static_cast<int64_t>(openInfo_.msLength)));
     SetConversionPriority();
     ChooseOutputName();
-    if (!PrepareEncoderTags())
-        Fail();
+    UpdateEncoderTags(openInfo_.tagData, openInfo_.tagSize, openInfo_.secondData,
+                      openInfo_.secondSize, EncoderWantsReplayGain(), encoderCommandLine_);
     conversion_.inputPath = inputFile_.c_str();
     conversion_.outputPath = tempOutputFile_.empty() ? outputFile_.c_str() : tempOutputFile_.c_str();
     conversion_.commandLine = encoderCommandLine_.c_str();
@@ -214,8 +214,8 @@ bool TwWavemill::RawHandOver() {
     if (!OpenDecoder(WM_OPEN_RAW_HANDOVER))
         return true;
     SetConversionPriority();
-    if (!PrepareEncoderTags())
-        conversion_.runError = 1;
+    UpdateEncoderTags(openInfo_.tagData, openInfo_.tagSize, openInfo_.secondData,
+                      openInfo_.secondSize, EncoderWantsReplayGain(), encoderCommandLine_);
     if (!CloseDecoder())
         conversion_.runError = 1;
     conversion_.inputPath = inputFile_.c_str();
@@ -231,15 +231,9 @@ bool TwWavemill::RawHandOver() {
     return true;
 }
 
-bool TwWavemill::PrepareEncoderTags() {
-    // The tag writer is not part of this build: refuse tag work the user asked for explicitly
-    // instead of dropping it without a word.
-    if (writeTags_ && options_.Present(u"tag")) {
-        LogError(u"Error: tag options need the tag writer, which this build of Wavemill lacks.",
-                 kRunContext);
-        return false;
-    }
-    return true;
+bool TwWavemill::EncoderWantsReplayGain() {
+    PluginValue pv{};
+    return encoder_.Get(WM_VALUE_SEND_OVER_REPLAYGAIN_TAGS, &pv) != 0;
 }
 
 void TwWavemill::PreCacheInput() {
@@ -406,10 +400,10 @@ void TwWavemill::FinishConversion() {
                     u" bytes   Filename: " + outputFile_);
         if (parentMode_)
             ParentLine(u"Action: Writing ID Tags '" + FileNamePart(outputFile_) + u"'");
-        // The tag writer is not part of this build: say so rather than leave the file
-        // silently untagged.
-        LogError(u"Unable to tag file '" + outputFile_ + u"'");
-        Fail();
+        if (!IDTagWriter(outputFile_, tagBlock_.data(), static_cast<uint32_t>(tagBlock_.size()))) {
+            LogError(u"Unable to tag file '" + outputFile_ + u"'");
+            Fail();
+        }
     }
 }
 

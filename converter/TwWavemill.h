@@ -11,6 +11,7 @@
 #include "process/UniqueHandle.h"
 #include "process/WorkerThread.h"
 #include "sdk/wavemill_plugin.h"
+#include "tags/IDTagSet.h"
 #include "text/String.h"
 #include "text/WaveFormat.h"
 
@@ -60,7 +61,12 @@ class TwWavemill {
     bool RawHandOver();
     void PreCacheInput();
     void ChooseOutputName();
-    bool PrepareEncoderTags();
+    bool EncoderWantsReplayGain();
+
+    // Tags.
+    void UpdateEncoderTags(const void* tagBlock, uint32_t tagSize, const void* infoBlock,
+                           uint32_t infoSize, bool keepReplayGain, const String& encoderSettings);
+    bool IDTagWriter(const String& outputFileName, const void* tagBlock, uint32_t tagSize);
 
     // Audio source.
     void ApplyDecodeOptions();
@@ -99,6 +105,8 @@ class TwWavemill {
     uint64_t bytesEncoded_ = 0;
     uint32_t batchId_ = 0;
     OptionStore options_;
+    IDTagSet tagSet_;
+    std::vector<uint8_t> tagBlock_;
 
     clTwDecoder decoder_;
     clTwEncoder encoder_;

@@ -23,7 +23,9 @@ bool AskRetry(const String& text, const char16_t* caption, UINT style = kRetryCa
 
 } // namespace
 
-FileAccess::~FileAccess() { AbandonRewrite(); }
+FileAccess::~FileAccess() {
+    AbandonRewrite();
+}
 
 void FileAccess::AbandonRewrite() {
     Close();
@@ -89,7 +91,9 @@ void FileAccess::Adopt(HANDLE handle, bool owned) {
     openedHere_ = false;
 }
 
-bool FileAccess::TrySeek(int origin) { return origin == kNoSeek || Seek(0, origin); }
+bool FileAccess::TrySeek(int origin) {
+    return origin == kNoSeek || Seek(0, origin);
+}
 
 uint32_t FileAccess::Read(void* buffer, uint32_t count, int origin, bool* failed) {
     for (;;) {
@@ -168,7 +172,9 @@ bool FileAccess::SetSize(uint64_t size) {
     return Seek(static_cast<int64_t>(size), kFromStart) && Truncate();
 }
 
-bool FileAccess::Truncate() { return IsOpen() && ::SetEndOfFile(handle_); }
+bool FileAccess::Truncate() {
+    return IsOpen() && ::SetEndOfFile(handle_);
+}
 
 bool FileAccess::GetTimes(FILETIME* creation, FILETIME* lastAccess, FILETIME* lastWrite) const {
     return IsOpen() && ::GetFileTime(handle_, creation, lastAccess, lastWrite);

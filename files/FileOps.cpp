@@ -186,8 +186,12 @@ uint64_t FileSizeOfPath(StringView path, bool* missing) {
     return opened ? file.Size() : 0;
 }
 
-String Win32ErrorText(DWORD error) { return ErrorText("(win:", static_cast<int>(error)); }
+String Win32ErrorText(DWORD error) {
+    return ErrorText("(win:", static_cast<int>(error));
+}
 
-String Win32ErrorTextU(DWORD error) { return ErrorText("(Win:", error); }
+String Win32ErrorTextU(DWORD error) {
+    return ErrorText("(Win:", error);
+}
 
 } // namespace wm

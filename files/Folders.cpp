@@ -58,7 +58,9 @@ void FolderWalk::Close() {
     find_ = INVALID_HANDLE_VALUE;
 }
 
-String FolderWalk::Name() const { return FromW(entry_.cFileName); }
+String FolderWalk::Name() const {
+    return FromW(entry_.cFileName);
+}
 
 // ---- Special folders ----
 
@@ -73,8 +75,7 @@ String FromSystemCall(FolderCall call) {
 }
 
 String ProgramFilesValue(const char16_t* name) {
-    return RegReadString(name, HKEY_LOCAL_MACHINE,
-                         u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion");
+    return RegReadString(name, HKEY_LOCAL_MACHINE, u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion");
 }
 
 String FromShell(int id) {
@@ -142,8 +143,8 @@ String VolumeLabel(StringView driveRoot) {
         return String();
     UINT previous = ::SetErrorMode(SEM_FAILCRITICALERRORS);
     wchar_t name[MAX_PATH + 1] = {};
-    BOOL ok = ::GetVolumeInformationW(W(root), name, MAX_PATH, nullptr, nullptr, nullptr,
-                                      nullptr, 0);
+    BOOL ok =
+        ::GetVolumeInformationW(W(root), name, MAX_PATH, nullptr, nullptr, nullptr, nullptr, 0);
     ::SetErrorMode(previous);
     return ok ? FromW(name) : String();
 }

@@ -6,7 +6,9 @@ namespace wm {
 
 namespace {
 
-size_t LastSeparator(StringView path) { return path.find_last_of(u"\\/"); }
+size_t LastSeparator(StringView path) {
+    return path.find_last_of(u"\\/");
+}
 
 bool IsDriveAbsolute(StringView path) {
     return path.size() >= 3 && path[1] == u':' && IsSeparator(path[2]) &&
@@ -20,9 +22,13 @@ String Decimal(int64_t n) {
 
 } // namespace
 
-bool IsSeparator(char16_t c) { return c == u'\\' || c == u'/'; }
+bool IsSeparator(char16_t c) {
+    return c == u'\\' || c == u'/';
+}
 
-bool IsUnc(StringView path) { return path.size() >= 2 && path[0] == u'\\' && path[1] == u'\\'; }
+bool IsUnc(StringView path) {
+    return path.size() >= 2 && path[0] == u'\\' && path[1] == u'\\';
+}
 
 String LongPathForm(StringView path, size_t limit, bool* unusable) {
     bool bad = path.empty() || path.find(u'\0') != StringView::npos;

@@ -9,10 +9,10 @@
 namespace wm {
 
 // The program's own identifiers above the shell's CSIDL numbers.
-inline constexpr int kFolderProgramFiles = 20480;   // "ProgramFilesDir"
-inline constexpr int kFolderWindows = 20481;        // GetWindowsDirectoryW
-inline constexpr int kFolderSystem = 20482;         // GetSystemDirectoryW
-inline constexpr int kFolderTemp = 20483;           // GetTempPathW
+inline constexpr int kFolderProgramFiles = 20480;       // "ProgramFilesDir"
+inline constexpr int kFolderWindows = 20481;            // GetWindowsDirectoryW
+inline constexpr int kFolderSystem = 20482;             // GetSystemDirectoryW
+inline constexpr int kFolderTemp = 20483;               // GetTempPathW
 inline constexpr int kFolderProgramFilesNative = 20484; // "ProgramW6432Dir", else the above
 
 // Raw answer of the system for one identifier; empty when it has none.
@@ -28,10 +28,11 @@ struct NamedFolder {
 };
 // The folder choices offered by name, in their display order.
 inline constexpr NamedFolder kNamedFolders[] = {
-    {u"Music", 13},           {u"Pictures", 39},         {u"Video", 14},
-    {u"Documents", 5},        {u"Public Music", 53},     {u"Public Pictures", 54},
-    {u"Public Video", 55},    {u"Public Documents", 46}, {u"Desktop", 16},
-    {u"[Temporary Folder]", kFolderTemp},
+    {u"Music", 13},        {u"Pictures", 39},
+    {u"Video", 14},        {u"Documents", 5},
+    {u"Public Music", 53}, {u"Public Pictures", 54},
+    {u"Public Video", 55}, {u"Public Documents", 46},
+    {u"Desktop", 16},      {u"[Temporary Folder]", kFolderTemp},
 };
 
 // GetDriveType numbers as text; empty for unknown, missing and other types.

@@ -43,7 +43,9 @@ void EventHandle::Adopt(HANDLE h) {
     alreadyExisted_ = true;
 }
 
-bool EventHandle::IsSet() const { return Wait(0); }
+bool EventHandle::IsSet() const {
+    return Wait(0);
+}
 
 bool EventHandle::Wait(uint32_t ms) const {
     return handle_.valid() && ::WaitForSingleObject(handle_.get(), ms) == WAIT_OBJECT_0;
@@ -82,6 +84,8 @@ bool EventHandle::Toggle() {
     return true;
 }
 
-void EventHandle::Close() { handle_.reset(); }
+void EventHandle::Close() {
+    handle_.reset();
+}
 
 } // namespace wm

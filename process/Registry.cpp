@@ -14,8 +14,12 @@ String g_defaultPath = kSettingsRoot;
 
 constexpr DWORD kEnumNameChars = 1040;
 
-HKEY HiveOr(HKEY hive) { return hive ? hive : g_defaultHive; }
-String PathOr(const char16_t* path) { return path ? String(path) : g_defaultPath; }
+HKEY HiveOr(HKEY hive) {
+    return hive ? hive : g_defaultHive;
+}
+String PathOr(const char16_t* path) {
+    return path ? String(path) : g_defaultPath;
+}
 
 bool TypesMatch(DWORD stored, DWORD expected) {
     auto isText = [](DWORD t) { return t == REG_SZ || t == REG_EXPAND_SZ; };
@@ -32,8 +36,8 @@ bool QueryInfo(StringView name, HKEY hive, const char16_t* path, DWORD* type, DW
            ERROR_SUCCESS;
 }
 
-template <typename T> T ReadScalar(StringView name, DWORD type, HKEY hive, const char16_t* path,
-                                   bool* failed) {
+template <typename T>
+T ReadScalar(StringView name, DWORD type, HKEY hive, const char16_t* path, bool* failed) {
     T value{};
     bool ok = RegReadTyped(name, &value, sizeof(value), type, hive, path);
     if (failed)
@@ -63,8 +67,12 @@ void RegSetDefaultLocation(HKEY hive, StringView path) {
     g_defaultPath = String(path);
 }
 
-HKEY RegDefaultHive() { return g_defaultHive; }
-String RegDefaultPath() { return g_defaultPath; }
+HKEY RegDefaultHive() {
+    return g_defaultHive;
+}
+String RegDefaultPath() {
+    return g_defaultPath;
+}
 
 UniqueRegKey RegOpenSettingsKey(REGSAM access, HKEY hive, const char16_t* path) {
     String keyPath = PathOr(path);
@@ -104,8 +112,7 @@ float RegReadFloat(StringView name, HKEY hive, const char16_t* path, bool* faile
     return ReadScalar<float>(name, REG_BINARY, hive, path, failed);
 }
 
-bool RegReadBinary(StringView name, void* buffer, uint32_t size, HKEY hive,
-                   const char16_t* path) {
+bool RegReadBinary(StringView name, void* buffer, uint32_t size, HKEY hive, const char16_t* path) {
     return RegReadTyped(name, buffer, size, REG_BINARY, hive, path);
 }
 
@@ -265,7 +272,7 @@ bool RegEnumValues(StringList& names, std::vector<uint32_t>* types, HKEY hive,
     return true;
 }
 
-void WriteFirstRunDefaults(StringView root) {
+void ApplyTaggingDefaults(StringView root) {
     String base(root);
     String tagging = base + u"\\Tagging";
     String profile = base + u"\\Discpull\\Profiles\\(default)";

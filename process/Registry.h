@@ -49,13 +49,12 @@ HKEY RegDefaultHive();
 String RegDefaultPath();
 
 // Opens, creating it when missing. Empty on any error.
-UniqueRegKey RegOpenSettingsKey(REGSAM access, HKEY hive = nullptr,
-                                const char16_t* path = nullptr);
+UniqueRegKey RegOpenSettingsKey(REGSAM access, HKEY hive = nullptr, const char16_t* path = nullptr);
 
 // Fills the buffer, or zeroes it and returns false. REG_SZ and REG_EXPAND_SZ stand in for
 // each other; any other type mismatch is a failure.
-bool RegReadTyped(StringView name, void* buffer, uint32_t size, uint32_t type,
-                  HKEY hive = nullptr, const char16_t* path = nullptr);
+bool RegReadTyped(StringView name, void* buffer, uint32_t size, uint32_t type, HKEY hive = nullptr,
+                  const char16_t* path = nullptr);
 uint32_t RegReadDword(StringView name, HKEY hive = nullptr, const char16_t* path = nullptr,
                       bool* failed = nullptr);
 uint64_t RegReadQword(StringView name, HKEY hive = nullptr, const char16_t* path = nullptr,
@@ -107,7 +106,7 @@ bool RegEnumValues(StringList& names, std::vector<uint32_t>* types = nullptr, HK
 
 // The four first-run DWORDs (HKEY_CURRENT_USER), written only while root\Tagging has no
 // "Mp3TagDefault".
-void WriteFirstRunDefaults(StringView root = kSettingsRoot);
+void ApplyTaggingDefaults(StringView root = kSettingsRoot);
 
 // Makes number text use the user's "Control Panel\International" settings.
 void InstallRegistryLocaleLoader();

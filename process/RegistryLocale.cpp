@@ -16,6 +16,8 @@ LocaleNumberSettings LoadFromRegistry() {
 
 } // namespace
 
-void InstallRegistryLocaleLoader() { SetLocaleLoader(&LoadFromRegistry); }
+void InstallRegistryLocaleLoader() {
+    SetLocaleLoader(&LoadFromRegistry);
+}
 
 } // namespace wm

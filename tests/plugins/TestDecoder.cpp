@@ -171,6 +171,25 @@ WM_PLUGIN_EXPORT uint32_t Get(void* instance, const WmChar* name, PluginValue* v
     return 0;
 }
 
+// The tag writer's instance never sees a script, so WAVEMILL_TEST_IDTAGS steers it: unset
+// accepts, "refuse" refuses, anything else is a file that receives the tag block and then the
+// UTF-16 name of the file to tag.
+uint32_t WriteIdTags(const PluginValue* value) {
+    char setting[1024] = {};
+    DWORD n = ::GetEnvironmentVariableA("WAVEMILL_TEST_IDTAGS", setting, sizeof setting);
+    if (n == 0 || n >= sizeof setting)
+        return 1;
+    if (_stricmp(setting, "refuse") == 0)
+        return 0;
+    std::u16string dump;
+    for (const char* c = setting; *c; ++c)
+        dump.push_back(static_cast<char16_t>(static_cast<unsigned char>(*c)));
+    const auto* target = static_cast<const char16_t*>(value->pointer1);
+    std::u16string name = target ? target : u"";
+    return WriteToFile(dump, value->pointer4, value->value2, false) &&
+           WriteToFile(dump, name.data(), name.size() * 2, true);
+}
+
 WM_PLUGIN_EXPORT uint32_t Set(void* instance, const WmChar* name, PluginValue* value) {
     auto* d = static_cast<Decoder*>(instance);
     const std::string n = ToUtf8(name);
@@ -178,6 +197,8 @@ WM_PLUGIN_EXPORT uint32_t Set(void* instance, const WmChar* name, PluginValue* v
         d->log.Line("Set Decode As " + ToUtf8(static_cast<const char16_t*>(value->pointer1)));
     else
         d->log.Line("Set " + n + " " + std::to_string(value->value2));
+    if (n == "IDTags")
+        return WriteIdTags(value);
     return n == "BatchID" || n == "Decode As" || n == "CommunicateResult";
 }
 

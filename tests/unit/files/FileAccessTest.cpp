@@ -65,26 +65,6 @@ TEST_F(FileAccessTest, FailedOpenWithReportErrorsDoesNotRetryForever) {
     EXPECT_TRUE(failed);
 }
 
-TEST_F(FileAccessTest, AdoptedHandleIsClosedOnlyWhenOwned) {
-    ASSERT_TRUE(WriteText(In(u"a.bin"), "x"));
-    String path = In(u"a.bin");
-    HANDLE raw = ::CreateFileW(reinterpret_cast<const wchar_t*>(path.c_str()), GENERIC_READ,
-                               FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
-    ASSERT_NE(raw, INVALID_HANDLE_VALUE);
-    {
-        FileAccess borrowed;
-        borrowed.Adopt(raw, false);
-        EXPECT_EQ(borrowed.Size(), 1u);
-    }
-    DWORD flags = 0;
-    EXPECT_TRUE(::GetHandleInformation(raw, &flags));
-    {
-        FileAccess owner;
-        owner.Adopt(raw, true);
-    }
-    EXPECT_FALSE(::GetHandleInformation(raw, &flags));
-}
-
 TEST_F(FileAccessTest, SafeRewriteReplacesTargetOnCommit) {
     String target = In(u"song.mp3");
     ASSERT_TRUE(WriteText(target, "old"));

@@ -111,7 +111,8 @@ TEST_F(FileOpsTest, MoveWithRetryWaitsForOtherProcessToRelease) {
     FileHolder holder;
     ASSERT_TRUE(holder.Start(target, 500, false));
 
-    EXPECT_TRUE(MoveWithRetry(source, target, MOVEFILE_REPLACE_EXISTING, 20000));
+    EXPECT_TRUE(MoveWithRetry(source, target, MOVEFILE_REPLACE_EXISTING, 20000))
+        << ::GetLastError();
     EXPECT_TRUE(holder.releasingEvent.IsSet()); // it did not get through while held
     EXPECT_EQ(ReadText(target), "fresh");
     EXPECT_FALSE(FileExists(source));

@@ -65,20 +65,3 @@ TEST(Folders, SystemFoldersEndInSeparator) {
     EXPECT_TRUE(FileExists(program + u"files_tests.exe"));
     EXPECT_EQ(DriveTypeName(u'C'), u"Hard Disk");
 }
-
-TEST(Folders, GuidsAreBracedAndDistinct) {
-    String a = NewGuidText(), b = NewGuidText();
-    ASSERT_EQ(a.size(), 38u);
-    EXPECT_EQ(a.front(), u'{');
-    EXPECT_EQ(a.back(), u'}');
-    EXPECT_NE(a, b);
-}
-
-TEST_F(FoldersTest, ShortPathFallsBackToInput) {
-    String missing = In(u"no such file.txt");
-    EXPECT_EQ(ShortPath(missing), missing);
-    String file = In(u"a long file name.text");
-    ASSERT_TRUE(WriteText(file, "s"));
-    String shortForm = ShortPath(file);
-    EXPECT_TRUE(FileExists(shortForm)) << Narrow(shortForm);
-}

@@ -40,8 +40,8 @@ class PeerProcess {
         STARTUPINFOW startup{};
         startup.cb = sizeof(startup);
         PROCESS_INFORMATION info{};
-        if (!::CreateProcessW(nullptr, W(commandLine), nullptr, nullptr, FALSE, 0, nullptr,
-                              nullptr, &startup, &info))
+        if (!::CreateProcessW(nullptr, W(commandLine), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                              &startup, &info))
             return false;
         process_.reset(info.hProcess);
         ::CloseHandle(info.hThread);

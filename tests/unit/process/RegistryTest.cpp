@@ -123,7 +123,7 @@ TEST_F(RegistryTest, EnumeratesAndDeletesTreesDepthFirst) {
 TEST_F(RegistryTest, FirstRunDefaultsOnlyWhileMarkerMissing) {
     String tagging = Sub(u"\\Tagging"), profile = Sub(u"\\Discpull\\Profiles\\(default)");
     HKEY cu = HKEY_CURRENT_USER;
-    WriteFirstRunDefaults(root_);
+    ApplyTaggingDefaults(root_);
     EXPECT_EQ(RegReadDword(u"AlbumArtFolderJPG", cu, profile.c_str()), 1u);
     EXPECT_EQ(RegReadDword(u"Mp3TagDefault", cu, tagging.c_str()), 3u);
     EXPECT_EQ(RegReadDword(u"Mp3ID3v2UnicodeEncode", cu, tagging.c_str()), 1u);
@@ -131,12 +131,12 @@ TEST_F(RegistryTest, FirstRunDefaultsOnlyWhileMarkerMissing) {
 
     RegWriteDword(u"VrxProfFreqConversion", 9, cu, root_.c_str());
     RegDeleteValue(u"AlbumArtFolderJPG", cu, profile.c_str());
-    WriteFirstRunDefaults(root_);
+    ApplyTaggingDefaults(root_);
     EXPECT_EQ(RegReadDword(u"VrxProfFreqConversion", cu, root_.c_str()), 9u);
     EXPECT_FALSE(RegValueExists(u"AlbumArtFolderJPG", cu, profile.c_str()));
 
     RegDeleteValue(u"Mp3TagDefault", cu, tagging.c_str());
-    WriteFirstRunDefaults(root_);
+    ApplyTaggingDefaults(root_);
     EXPECT_EQ(RegReadDword(u"VrxProfFreqConversion", cu, root_.c_str()), 1u);
     EXPECT_TRUE(RegValueExists(u"AlbumArtFolderJPG", cu, profile.c_str()));
 }
