@@ -1,11 +1,13 @@
 #!/bin/sh
 # Builds the libFuzzer targets with clang in build/fuzz and runs each for a while.
-# Usage: fuzz/run.sh [seconds per target, default 60]
+# Usage: fuzz/run.sh [seconds per target, default 60] [target ...]   (no target: all of them)
 # New inputs go to build/fuzz/corpus/<target>; the checked-in seeds stay untouched.
 # Crashes are written to build/fuzz/artifacts/ and make the script fail.
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 seconds=${1:-60}
+[ $# -gt 0 ] && shift
+only=" $* "
 build=$root/build/fuzz
 
 cmake -S "$root" -B "$build" -G Ninja -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
@@ -14,8 +16,12 @@ cmake --build "$build" --target fuzz_targets
 
 status=0
 # target:seed-folder
-for entry in fuzz_wav_header:wav; do
+for entry in fuzz_wav_header:wav fuzz_wav_tags:wav_tags fuzz_tagblock_wide:fuzz_tagblock_wide \
+    fuzz_tagblock_narrow:fuzz_tagblock_narrow fuzz_image_header:fuzz_image_header; do
     target=${entry%%:*}
+    if [ "$only" != "  " ] && [ "${only#* "$target" }" = "$only" ]; then
+        continue
+    fi
     seeds=$root/fuzz/corpus/${entry#*:}
     corpus=$build/corpus/$target
     mkdir -p "$corpus" "$build/artifacts"

@@ -1,7 +1,11 @@
 #include "bundled/wav_decoder/WavDecoder.h"
 
+#include "bundled/wav/RiffChunks.h"
+#include "bundled/wav/TagSetBridge.h"
 #include "bundled/wav/WaveFormatRules.h"
+#include "bundled/wav/WaveTagFile.h"
 #include "bundled/wav_decoder/FileByteSource.h"
+#include "bundled/wav_decoder/WavTagWriter.h"
 
 #include <algorithm>
 #include <new>
@@ -43,9 +47,21 @@ uint32_t WavDecoder::Get(const WmChar* name, PluginValue* value) noexcept {
     return 1;
 }
 
-uint32_t WavDecoder::Set(const WmChar* name, PluginValue*) noexcept {
+uint32_t WavDecoder::Set(const WmChar* name, PluginValue* value) noexcept {
     // The batch number means nothing to a file reader, but it is a value the host may send.
-    return Is(name, WM_VALUE_BATCH_ID) ? 1 : 0;
+    if (Is(name, WM_VALUE_BATCH_ID))
+        return 1;
+    if (!Is(name, WM_VALUE_ID_TAGS) || !value || !value->pointer1 ||
+        (!value->pointer4 && value->value2 != 0))
+        return 0;
+    try {
+        return WriteTagBlock(static_cast<const char16_t*>(value->pointer1), value->pointer4,
+                             value->value2)
+                   ? 1
+                   : 0;
+    } catch (const std::bad_alloc&) {
+        return 0;
+    }
 }
 
 uint32_t WavDecoder::Open(DecodeOpenInfo* info) noexcept {
@@ -77,9 +93,31 @@ bool WavDecoder::OpenFile(DecodeOpenInfo& info) {
     info.bitRate = BitRate(f);
     info.byteLength = layout_.dataLength;
     info.msLength = wav::BytesToMs(layout_.dataLength, f.avgBytesPerSec);
-    info.tagData = nullptr;
-    info.tagSize = 0;
+    ReadTags(source);
+    info.tagData = tagBlock_.empty() ? nullptr : tagBlock_.data();
+    info.tagSize = static_cast<uint32_t>(tagBlock_.size());
     return true;
+}
+
+void WavDecoder::ReadTags(wav::ByteSource& source) {
+    // Tags are a bonus: a file whose tag chunks are damaged still plays.
+    try {
+        wav::RiffFile riff;
+        std::string error;
+        wav::WaveTags tags;
+        if (!wav::WalkRiffChunks(source, riff, error))
+            return;
+        wav::ReadWaveTags(source, riff, tags);
+        if (tags.Empty())
+            return;
+        IDTagSet set;
+        wav::ToTagSet(tags, set);
+        std::vector<uint8_t> block = set.Serialize();
+        if (block.size() <= UINT32_MAX)
+            tagBlock_ = std::move(block);
+    } catch (const std::bad_alloc&) {
+        tagBlock_.clear();
+    }
 }
 
 uint32_t WavDecoder::Close() noexcept {
@@ -87,6 +125,7 @@ uint32_t WavDecoder::Close() noexcept {
     bufferSize_ = 0;
     delivered_ = 0;
     layout_ = wav::WaveLayout{};
+    std::vector<uint8_t>().swap(tagBlock_);
     return file_.Close() ? 1 : 0;
 }
 

@@ -7,6 +7,7 @@
 #include <sdk/wavemill_plugin.h>
 
 #include <memory>
+#include <vector>
 
 namespace wm::bundled {
 
@@ -22,12 +23,15 @@ class WavDecoder {
 
   private:
     bool OpenFile(DecodeOpenInfo& info);
+    // Fills tagBlock_ with the file's tags as a serialised tag set.
+    void ReadTags(wav::ByteSource& source);
 
     Win32File file_;
     wav::WaveLayout layout_;
     uint64_t delivered_ = 0; // data bytes handed out so far
     std::unique_ptr<uint8_t[]> buffer_;
     size_t bufferSize_ = 0;
+    std::vector<uint8_t> tagBlock_; // handed to the host by Open; ours until Close
 };
 
 } // namespace wm::bundled

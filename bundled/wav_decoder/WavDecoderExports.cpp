@@ -44,7 +44,7 @@ WM_PLUGIN_EXPORT uint32_t SetPosition(void* instance, uint64_t position) {
     return instance ? Self(instance)->SetPosition(position) : 0;
 }
 
-// Tags are not written back into wave files.
+// Tags are rewritten whole through "Set" with "IDTags"; single tags are not deleted.
 WM_PLUGIN_EXPORT uint32_t DeleteATag(void*, void*, void*) {
     return 0;
 }

@@ -96,6 +96,10 @@ uint32_t WavEncoder::End(uint32_t* tagAfterwards) noexcept {
     }
     ok = file_.Close() && ok;
     Abandon();
+    // The encoder writes no tags itself: the host hands them to the decoder's "IDTags" writer,
+    // which puts them into the finished file.
+    if (ok && tagAfterwards)
+        *tagAfterwards = 1;
     return ok ? 1 : 0;
 }
 

@@ -48,6 +48,17 @@ bool Win32File::CreateForWriting(const char16_t* path) {
     return handle_ != nullptr;
 }
 
+bool Win32File::CreateNew(const char16_t* path, bool& exists) {
+    Close();
+    HANDLE h = CreateFileW(W(SystemPath(path)), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_NEW,
+                           FILE_ATTRIBUTE_NORMAL, nullptr);
+    const DWORD error = GetLastError();
+    exists =
+        h == INVALID_HANDLE_VALUE && (error == ERROR_FILE_EXISTS || error == ERROR_ALREADY_EXISTS);
+    handle_ = h == INVALID_HANDLE_VALUE ? nullptr : h;
+    return handle_ != nullptr;
+}
+
 bool Win32File::IsOpen() const {
     return handle_ != nullptr;
 }

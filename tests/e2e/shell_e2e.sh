@@ -1,9 +1,9 @@
 #!/bin/bash
 # End-to-end checks from a Linux shell under Wine: argument quoting as Wine builds it, a Linux
 # pipe on standard input, redirected output, and WAV conversions checked with sox.
-# Usage: shell_e2e.sh <source dir> <stage dir> <wine prefix> <work dir>
+# Usage: shell_e2e.sh <source dir> <stage dir> <wine prefix> <work dir> <wavtool.exe>
 set -uo pipefail
-src=$1 stage=$2 work=$4
+stage=$2 work=$4 wavtool=$5
 export WINEPREFIX=$3 WINEDEBUG=-all WINEDLLOVERRIDES=mscoree,mshtml=
 unset DISPLAY
 command -v sox >/dev/null || { echo "SKIP: sox is not installed"; exit 77; }
@@ -72,6 +72,46 @@ cp "with space/in put.wav" lying.wav
 printf '\xff\xff\xff\x7f' | dd of=lying.wav bs=1 seek=40 conv=notrunc status=none
 wm -silent -infile=lying.wav -outfile=lying-out.wav -convert_to=Wave
 check "lying data size converts what is there" cmp -s <(raw_of "with space/in put.wav") <(raw_of lying-out.wav)
+
+# Tags and album art through a whole conversion, checked with ffprobe: text tags ffmpeg wrote
+# (LIST/INFO), a "tag" option winning over the source, and two covers from an "id3 " chunk.
+if command -v ffmpeg >/dev/null && command -v ffprobe >/dev/null; then
+    tags_of() { ffprobe -v error -show_entries format_tags -of default=nw=1 "$1"; }
+    ffmpeg -v error -y -f lavfi -i "sine=frequency=330:duration=2" -ac 2 -c:a pcm_s16le \
+        -metadata title='Tagged Title' -metadata artist='Source Artist' \
+        -metadata album='Source Album' -metadata comment='Source comment' tagged.wav
+    wm -silent -infile=tagged.wav -outfile=tagged-out.wav -convert_to=Wave \
+        -tag="artist=Command {qt}Line{qt} Artist" >/dev/null
+    check "tagged conversion exits 0" test $? -eq 0
+    probe=$(tags_of tagged-out.wav)
+    check "title carried" grep -qxF 'TAG:title=Tagged Title' <<<"$probe"
+    check "album carried" grep -qxF 'TAG:album=Source Album' <<<"$probe"
+    check "comment carried" grep -qxF 'TAG:comment=Source comment' <<<"$probe"
+    check "tag option wins" grep -qxF 'TAG:artist=Command "Line" Artist' <<<"$probe"
+    check "tagged audio identical" cmp -s <(raw_of tagged.wav) <(raw_of tagged-out.wav)
+
+    wavtool() { wine "$wavtool" "$@" </dev/null | tr -d '\r'; }
+    mkdir -p pics-in pics-out
+    printf '\211PNG\r\n\032\nfront-cover-bytes' >pics-in/front.png
+    printf '\377\330\377\340back-cover-bytes\377\331' >pics-in/back.jpg
+    cp "with space/in put.wav" covers.wav
+    wavtool settags "Z:$stage" "Z:$work/covers.wav" 'title=With Covers' \
+        "@Front Album Cover=Z:$work/pics-in/front.png" "@Back Album Cover=Z:$work/pics-in/back.jpg"
+    wm -silent -infile=covers.wav -outfile=covers-out.wav -convert_to=Wave >/dev/null
+    check "conversion with covers exits 0" test $? -eq 0
+    check "ffprobe sees the title" grep -qxF 'TAG:title=With Covers' <<<"$(tags_of covers-out.wav)"
+    check "ffprobe sees two attached pictures" test "$(ffprobe -v error -show_entries \
+        stream_disposition=attached_pic -of csv=p=0 covers-out.wav | grep -c '^1$')" -eq 2
+    listed=$(wavtool tags "Z:$stage" "Z:$work/covers-out.wav" "Z:$work/pics-out")
+    check "front cover keeps its type" grep -q '^picture 1 _albumart_1_Front Album Cover ' <<<"$listed"
+    check "back cover keeps its type" grep -q '^picture 2 _albumart_2_Back Album Cover ' <<<"$listed"
+    check "front cover byte-identical" cmp -s pics-in/front.png pics-out/picture1.bin
+    check "back cover byte-identical" cmp -s pics-in/back.jpg pics-out/picture2.bin
+    wm -silent -noidtag -infile=covers.wav -outfile=untagged.wav -convert_to=Wave >/dev/null
+    check "noidtag writes no tags" test -z "$(tags_of untagged.wav)"
+else
+    echo "FAIL ffmpeg/ffprobe missing: tag checks not run"; failures=$((failures + 1))
+fi
 
 if ((failures)); then echo "$failures check(s) failed"; exit 1; fi
 echo "all shell end-to-end checks passed"

@@ -27,6 +27,7 @@ struct DecoderApi {
     WmDecCreate create = nullptr;
     WmDecDestroy destroy = nullptr;
     WmDecGet get = nullptr;
+    WmDecSet set = nullptr;
     WmDecOpen open = nullptr;
     WmDecClose close = nullptr;
     WmDecDecodeBlock decodeBlock = nullptr;
@@ -39,11 +40,12 @@ struct DecoderApi {
         create = Entry<WmDecCreate>(module, "Create");
         destroy = Entry<WmDecDestroy>(module, "Destroy");
         get = Entry<WmDecGet>(module, "Get");
+        set = Entry<WmDecSet>(module, "Set");
         open = Entry<WmDecOpen>(module, "Open");
         close = Entry<WmDecClose>(module, "Close");
         decodeBlock = Entry<WmDecDecodeBlock>(module, "DecodeBlock");
         setPosition = Entry<WmDecSetPosition>(module, "SetPosition");
-        return create && destroy && get && open && close && decodeBlock && setPosition;
+        return create && destroy && get && set && open && close && decodeBlock && setPosition;
     }
 };
 

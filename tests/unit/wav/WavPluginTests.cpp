@@ -125,7 +125,8 @@ class WavPlugins : public ::testing::Test {
         }
         uint32_t tagAfterwards = 5;
         const uint32_t ok = encoder_.end(enc_, &conversion, &tagAfterwards);
-        EXPECT_EQ(tagAfterwards, 0u);
+        // The host is to write the tags afterwards, through the decoder's "IDTags".
+        EXPECT_EQ(tagAfterwards, ok ? 1u : 0u);
         return ok != 0;
     }
 
@@ -284,6 +285,7 @@ TEST_F(WavPlugins, EncoderRefusesWhatItCannotWrite) {
     uint32_t tagAfterwards = 0;
     ConversionInfo conversion{};
     EXPECT_EQ(encoder_.end(enc_, &conversion, &tagAfterwards), 0u) << "never begun";
+    EXPECT_EQ(tagAfterwards, 0u) << "nothing to tag";
 
     WmWaveFormat adpcm = wav::MakeWaveFormat(wav::SampleKind::Pcm, 2, 44100, 4);
     adpcm.formatTag = 2;

@@ -2,7 +2,14 @@
 //     Decodes through decoder\WavDecoder.dll; prints the format and the totals.
 // wavtool encode <stage> <in.raw> <out.wav> <rate> <channels> <bits> <pcm|float>
 //     Encodes raw samples through encoder\Wave.dll, in pieces of uneven sizes.
+// wavtool tags <stage> <in.wav> <picture folder>
+//     Prints the tags the decoder reads as name=value lines (UTF-8); each picture is written
+//     to <picture folder>\picture<n>.bin and listed as "picture <n> <entry name> <size>".
+// wavtool settags <stage> <file.wav> [name=value | @<picture type name>=<image file>]...
+//     Writes those tags into the file through the decoder's "IDTags".
 // Exit status 0 on success; 2 for bad arguments; 1 when a plug-in call fails.
+#include "tags/AlbumArt.h"
+#include "tags/IDTagSet.h"
 #include "tests/unit/wav/WavPluginApi.h"
 
 #include <shellapi.h>
@@ -109,10 +116,101 @@ int Encode(const std::wstring& stage, const wchar_t* in, const wchar_t* out, uns
     }
     CloseHandle(file);
     uint32_t tagAfterwards = 7;
-    if (!api.end(encoder, &conversion, &tagAfterwards) || tagAfterwards != 0)
+    if (!api.end(encoder, &conversion, &tagAfterwards) || tagAfterwards != 1)
         return Fail("ENC_EndConversion failed");
     api.destroy(encoder);
     return 0;
+}
+
+std::vector<uint8_t> ReadWhole(const wchar_t* path) {
+    HANDLE file =
+        CreateFileW(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+    std::vector<uint8_t> bytes;
+    if (file == INVALID_HANDLE_VALUE)
+        return bytes;
+    bytes.resize(GetFileSize(file, nullptr));
+    DWORD got = 0;
+    if (!ReadFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &got, nullptr))
+        got = 0;
+    bytes.resize(got);
+    CloseHandle(file);
+    return bytes;
+}
+
+wm::String Wide(const wchar_t* s) {
+    return reinterpret_cast<const char16_t*>(s);
+}
+
+int Tags(const std::wstring& stage, const wchar_t* in, const std::wstring& pictures) {
+    DecoderApi api;
+    if (!api.Load(stage))
+        return Fail("cannot load the decoder");
+    void* decoder = api.create(nullptr);
+    DecodeOpenInfo info{};
+    info.path = U(in);
+    info.openMode = WM_OPEN_CONVERT;
+    if (!decoder || !api.open(decoder, &info))
+        return Fail("open failed");
+    wm::IDTagSet tags;
+    if (info.tagData)
+        tags.Deserialize(info.tagData, info.tagSize);
+    for (size_t i = 0, n = 0; i < tags.Count(); ++i) {
+        const wm::IDTagEntry& e = tags.At(i);
+        if (!wm::IsAlbumArtName(e.Name)) {
+            std::printf("%s=%s\n", wm::Narrow(e.Name).c_str(), wm::Narrow(e.Value).c_str());
+            continue;
+        }
+        ++n;
+        std::printf("picture %zu %s %zu\n", n, wm::Narrow(e.Name).c_str(), e.Data.size());
+        const std::wstring path = pictures + L"\\picture" + std::to_wstring(n) + L".bin";
+        HANDLE file =
+            CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+        DWORD put = 0;
+        const bool ok = file != INVALID_HANDLE_VALUE &&
+                        WriteFile(file, e.Data.data(), DWORD(e.Data.size()), &put, nullptr) &&
+                        put == e.Data.size();
+        if (file != INVALID_HANDLE_VALUE)
+            CloseHandle(file);
+        if (!ok)
+            return Fail("cannot write a picture");
+    }
+    ConversionInfo conversion{};
+    api.close(decoder, &conversion);
+    api.destroy(decoder);
+    return 0;
+}
+
+int SetTags(const std::wstring& stage, const wchar_t* path, wchar_t** args, int count) {
+    wm::IDTagSet tags;
+    int pictures = 0;
+    for (int i = 0; i < count; ++i) {
+        const wm::String arg = Wide(args[i]);
+        const size_t eq = arg.find(u'=');
+        if (eq == wm::String::npos || eq == 0)
+            return 2;
+        if (arg[0] != u'@') {
+            tags.Add(arg.substr(0, eq), arg.substr(eq + 1));
+            continue;
+        }
+        const std::vector<uint8_t> bytes = ReadWhole(args[i] + eq + 1);
+        if (bytes.empty())
+            return Fail("cannot read a picture");
+        tags.AddData(wm::MakeAlbumArtName(++pictures, arg.substr(1, eq - 1), u""), bytes.data(),
+                     bytes.size());
+    }
+    DecoderApi api;
+    if (!api.Load(stage))
+        return Fail("cannot load the decoder");
+    void* decoder = api.create(nullptr);
+    const std::vector<uint8_t> block = tags.Serialize();
+    PluginValue value{};
+    value.value2 = static_cast<uint32_t>(block.size());
+    value.pointer1 = const_cast<wchar_t*>(path);
+    value.pointer4 = const_cast<uint8_t*>(block.data());
+    const uint32_t ok = decoder ? api.set(decoder, WM_VALUE_ID_TAGS, &value) : 0;
+    if (decoder)
+        api.destroy(decoder);
+    return ok ? 0 : Fail("Set IDTags failed");
 }
 
 } // namespace
@@ -126,8 +224,15 @@ int main() {
         return Encode(argv[2], argv[3], argv[4], std::wcstoul(argv[5], nullptr, 10),
                       std::wcstoul(argv[6], nullptr, 10), std::wcstoul(argv[7], nullptr, 10),
                       std::wcscmp(argv[8], L"float") == 0);
-    std::fprintf(stderr, "usage: wavtool decode <stage> <in.wav> <out.raw>\n"
-                         "       wavtool encode <stage> <in.raw> <out.wav> <rate> <channels> "
-                         "<bits> <pcm|float>\n");
+    if (argc == 5 && std::wcscmp(argv[1], L"tags") == 0)
+        return Tags(argv[2], argv[3], argv[4]);
+    if (argc >= 4 && std::wcscmp(argv[1], L"settags") == 0)
+        return SetTags(argv[2], argv[3], argv + 4, argc - 4);
+    std::fprintf(stderr,
+                 "usage: wavtool decode <stage> <in.wav> <out.raw>\n"
+                 "       wavtool encode <stage> <in.raw> <out.wav> <rate> <channels> "
+                 "<bits> <pcm|float>\n"
+                 "       wavtool tags <stage> <in.wav> <picture folder>\n"
+                 "       wavtool settags <stage> <file.wav> [name=value | @type=image]...\n");
     return 2;
 }

@@ -1,0 +1,120 @@
+#include "bundled/wav/InfoChunk.h"
+
+#include "bundled/wav/LittleEndian.h"
+#include "bundled/wav/TextEncoding.h"
+
+#include <array>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace wm::wav {
+
+namespace {
+
+struct InfoName {
+    char id[5];
+    const char16_t* name;
+};
+
+// Reading maps both track ids; writing uses the first id listed for a name.
+const InfoName kInfoNames[] = {
+    {"INAM", u"title"},      {"IART", u"artist"},  {"IPRD", u"album"},     {"ICMT", u"comment"},
+    {"IGNR", u"genre"},      {"ICRD", u"year"},    {"ITRK", u"track"},     {"IPRT", u"track"},
+    {"ITCH", u"Encoded By"}, {"ISFT", u"Encoder"}, {"ICOP", u"copyright"},
+};
+
+bool IsIdChar(char16_t c) {
+    return (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9');
+}
+
+bool IsPrintableId(const uint8_t* id) {
+    for (int i = 0; i < 4; ++i)
+        if (id[i] < 0x20 || id[i] > 0x7E)
+            return false;
+    return true;
+}
+
+} // namespace
+
+String InfoIdToName(const uint8_t* id) {
+    for (const InfoName& n : kInfoNames)
+        if (std::memcmp(id, n.id, 4) == 0)
+            return n.name;
+    return String(id, id + 4);
+}
+
+bool NameToInfoId(StringView name, uint8_t* id) {
+    for (const InfoName& n : kInfoNames) {
+        if (EqualsNoCase(name, n.name)) {
+            std::memcpy(id, n.id, 4);
+            return true;
+        }
+    }
+    if (name.size() != 4 || name[0] != u'I')
+        return false;
+    for (char16_t c : name)
+        if (!IsIdChar(c))
+            return false;
+    for (int i = 0; i < 4; ++i)
+        id[i] = static_cast<uint8_t>(name[i]);
+    return true;
+}
+
+void ReadInfoList(const uint8_t* body, size_t size, WaveTags& tags) {
+    if (size < 4 || std::memcmp(body, "INFO", 4) != 0)
+        return;
+    size_t pos = 4;
+    while (size - pos >= 8) {
+        const uint8_t* id = body + pos;
+        const uint32_t length = Le32(body + pos + 4);
+        // Garbage ids mean the list is not what its header says; nothing more is trusted.
+        if (!IsPrintableId(id) || length > size - pos - 8)
+            break;
+        const uint8_t* text = body + pos + 8;
+        const void* nul = std::memchr(text, 0, length);
+        const size_t n = nul ? static_cast<const uint8_t*>(nul) - text : length;
+        const String name = InfoIdToName(id);
+        if (n != 0 && !tags.Find(name))
+            tags.text.push_back({name, FromUtf8OrLatin1(text, n)});
+        pos += 8 + size_t{length};
+        if (length & 1) {
+            if (pos == size)
+                break;
+            ++pos;
+        }
+    }
+}
+
+Bytes BuildInfoList(const WaveTags& tags) {
+    Bytes out;
+    std::vector<std::array<uint8_t, 4>> written;
+    for (const TextTag& t : tags.text) {
+        std::array<uint8_t, 4> id;
+        if (t.value.empty() || !NameToInfoId(t.name, id.data()))
+            continue;
+        bool seen = false;
+        for (const auto& w : written)
+            seen = seen || w == id;
+        const std::string value = Narrow(t.value);
+        if (seen || value.size() > kMaxInfoValueBytes || value.find('\0') != std::string::npos)
+            continue;
+        written.push_back(id);
+        if (out.empty()) {
+            out.resize(12);
+            std::memcpy(out.data(), "LIST", 4);
+            std::memcpy(out.data() + 8, "INFO", 4);
+        }
+        const size_t at = out.size();
+        const size_t length = value.size() + 1;
+        out.resize(at + 8 + length + (length & 1), 0);
+        std::memcpy(out.data() + at, id.data(), 4);
+        PutLe32(out.data() + at + 4, static_cast<uint32_t>(length));
+        std::memcpy(out.data() + at + 8, value.data(), value.size());
+    }
+    if (!out.empty())
+        PutLe32(out.data() + 4, static_cast<uint32_t>(out.size() - 8));
+    return out;
+}
+
+} // namespace wm::wav

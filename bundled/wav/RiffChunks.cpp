@@ -1,0 +1,104 @@
+#include "bundled/wav/RiffChunks.h"
+
+#include "bundled/wav/LittleEndian.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace wm::wav {
+
+namespace {
+
+constexpr uint32_t kSizeInDs64 = 0xFFFFFFFF;
+constexpr uint32_t kMaxDs64Entries = 64;
+
+struct Ds64 {
+    bool present = false;
+    uint64_t dataSize = 0;
+    std::vector<std::pair<uint32_t, uint64_t>> table;
+};
+
+bool ReadDs64(ByteSource& source, const RiffChunk& chunk, Ds64& ds64) {
+    uint8_t fixed[28];
+    if (chunk.size < sizeof fixed || source.Read(chunk.Body(), fixed, sizeof fixed) != sizeof fixed)
+        return false;
+    ds64.present = true;
+    ds64.dataSize = Le64(fixed + 8);
+    const uint64_t entries =
+        std::min<uint64_t>({Le32(fixed + 24), (chunk.size - 28) / 12, kMaxDs64Entries});
+    for (uint64_t i = 0; i < entries; ++i) {
+        uint8_t entry[12];
+        if (source.Read(chunk.Body() + 28 + i * 12, entry, sizeof entry) != sizeof entry)
+            break;
+        ds64.table.emplace_back(Le32(entry), Le64(entry + 4));
+    }
+    return true;
+}
+
+} // namespace
+
+bool RiffChunk::Is(const char (&name)[5]) const {
+    return std::memcmp(id.data(), name, 4) == 0;
+}
+
+bool WalkRiffChunks(ByteSource& source, RiffFile& file, std::string& error) {
+    file = RiffFile{};
+    file.fileSize = source.Size();
+    uint8_t riff[12];
+    if (file.fileSize < sizeof riff || source.Read(0, riff, sizeof riff) != sizeof riff) {
+        error = "file too short for a RIFF header";
+        return false;
+    }
+    file.rf64 = IsId(riff, "RF64") || IsId(riff, "BW64");
+    if (!(IsId(riff, "RIFF") || file.rf64) || !IsId(riff + 8, "WAVE")) {
+        error = "not a RIFF WAVE file";
+        return false;
+    }
+    std::memcpy(file.form.data(), riff, 4);
+
+    Ds64 ds64;
+    uint64_t pos = sizeof riff;
+    while (file.fileSize - pos >= 8) {
+        if (file.chunks.size() == kMaxChunks) {
+            error = "too many chunks";
+            return false;
+        }
+        uint8_t header[12] = {};
+        const size_t got = source.Read(pos, header, sizeof header);
+        if (got < 8) {
+            error = "read error in chunk header";
+            return false;
+        }
+        RiffChunk chunk;
+        std::memcpy(chunk.id.data(), header, 4);
+        chunk.offset = pos;
+        uint64_t size = Le32(header + 4);
+        if (file.rf64 && size == kSizeInDs64) {
+            if (IsId(header, "data") && ds64.present)
+                size = ds64.dataSize;
+            for (const auto& [tableId, tableSize] : ds64.table)
+                if (tableId == Le32(header))
+                    size = tableSize;
+        }
+        const uint64_t available = file.fileSize - chunk.Body();
+        chunk.size = std::min(size, available);
+        chunk.truncated = size > available;
+        if (IsId(header, "LIST") && got == sizeof header && chunk.size >= 4)
+            std::memcpy(chunk.listType.data(), header + 8, 4);
+        file.chunks.push_back(chunk);
+
+        if (file.rf64 && file.chunks.size() == 1 && chunk.Is("ds64") &&
+            !ReadDs64(source, chunk, ds64)) {
+            error = "truncated ds64 chunk";
+            return false;
+        }
+        // Chunks are padded to an even length.
+        if (chunk.truncated || available - size < (size & 1))
+            break;
+        pos = chunk.Body() + size + (size & 1);
+    }
+    return true;
+}
+
+} // namespace wm::wav

@@ -1,0 +1,47 @@
+// Tags in a wave file: reading them from the chunks, and rewriting the file with new ones.
+#pragma once
+
+#include "bundled/wav/ByteSource.h"
+#include "bundled/wav/RiffChunks.h"
+#include "bundled/wav/WaveTags.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace wm::wav {
+
+// Tag chunks larger than this are not read (a picture of that size is no cover).
+constexpr uint64_t kMaxTagChunk = 256u << 20;
+
+// LIST/INFO first, then every "id3 "/"ID3 " chunk merged over it: ID3 values replace INFO
+// values of the same name (ID3 holds full Unicode), one entry per name; pictures come from ID3.
+void ReadWaveTags(ByteSource& source, const RiffFile& file, WaveTags& tags);
+
+// Sequential output of the rewrite.
+class ByteSink {
+  public:
+    virtual ~ByteSink() = default;
+    virtual bool Write(const void* data, size_t length) = 0;
+};
+
+// The rewritten file: the header, the original chunks in order except the tag chunks (and the
+// JUNK/PAD that padded them), then a new LIST/INFO and a new "id3 " chunk.
+struct TagRewritePlan {
+    RiffFile file;
+    std::vector<size_t> kept; // indices into file.chunks
+    Bytes infoChunk;          // complete chunks, padding included; empty when not written
+    Bytes id3Chunk;
+    uint64_t outputSize = 0;
+    bool changes = false; // false: the file already is what the rewrite would write
+};
+
+// Checks that `source` is a wave file this rewrite can handle and plans the output. Refuses
+// (false, `error`) other files, RF64 files with a chunk cut short, and a RIFF result past 4 GiB.
+bool PlanTagRewrite(ByteSource& source, const WaveTags& tags, TagRewritePlan& plan,
+                    std::string& error);
+// Streams the planned file to `sink`, copying the chunk bodies in large pieces.
+bool WriteTagRewrite(ByteSource& source, const TagRewritePlan& plan, ByteSink& sink,
+                     std::string& error);
+
+} // namespace wm::wav
