@@ -50,7 +50,8 @@ bool TwWavemill::ReadTwCommandFile(const String& name) {
         return false;
     }
     // An odd trailing byte cannot be a whole UTF-16 unit and is ignored.
-    StringView text(reinterpret_cast<const char16_t*>(buffer.data()), static_cast<size_t>(size) / 2);
+    StringView text(reinterpret_cast<const char16_t*>(buffer.data()),
+                    static_cast<size_t>(size) / 2);
     options_.Fill(text);
     parentMode_ = true;
     silent_ = true;

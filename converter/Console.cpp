@@ -57,7 +57,9 @@ void Console::WriteTo(HANDLE h, bool console, StringView text, bool lineEnd) {
     WriteBytes(h, line.data(), line.size() * sizeof(char16_t));
 }
 
-void Console::Write(StringView text, bool lineEnd) { WriteTo(stdOut_, outIsConsole_, text, lineEnd); }
+void Console::Write(StringView text, bool lineEnd) {
+    WriteTo(stdOut_, outIsConsole_, text, lineEnd);
+}
 
 void Console::SetErrorSink(UniqueHandle file) {
     errorFile_ = std::move(file);

@@ -130,9 +130,9 @@ void TwWavemill::UpdateEncoderTags(const void* tagBlock, uint32_t tagSize, const
         for (size_t i = 0; i < tagSet_.Count(); ++i)
             DropTagSpaces(tagSet_.At(i).Value);
     if (RegReadDword(u"VrxNoDropRPGainTags") == 0 && !keepReplayGain)
-        for (const char16_t* name : {u"replaygain_track_gain", u"replaygain_track_peak",
-                                     u"replaygain_album_gain", u"replaygain_album_peak",
-                                     u"iTunNORM"})
+        for (const char16_t* name :
+             {u"replaygain_track_gain", u"replaygain_track_peak", u"replaygain_album_gain",
+              u"replaygain_album_peak", u"iTunNORM"})
             tagSet_.Take(name);
     tagSet_.Take(u"ITUNSMPB");
     tagBlock_ = tagSet_.Serialize();
@@ -140,8 +140,7 @@ void TwWavemill::UpdateEncoderTags(const void* tagBlock, uint32_t tagSize, const
     conversion_.tagSize = static_cast<uint32_t>(tagBlock_.size());
 }
 
-bool TwWavemill::IDTagWriter(const String& outputFileName, const void* tagBlock,
-                             uint32_t tagSize) {
+bool TwWavemill::IDTagWriter(const String& outputFileName, const void* tagBlock, uint32_t tagSize) {
     if (!tagBlock || tagSize == 0)
         return true;
     if (EqualsNoCase(ExtensionOf(tagSourceFile_), u".iGnore"))

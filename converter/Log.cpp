@@ -94,6 +94,8 @@ void LogInfo(StringView text, const char* context) {
     LogToPipe(text, context, u"*** Information: ", false);
 }
 
-void* LogHostContext() { return &State(); }
+void* LogHostContext() {
+    return &State();
+}
 
 } // namespace wm

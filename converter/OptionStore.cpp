@@ -8,7 +8,9 @@ namespace {
 
 constexpr char16_t kQuote = u'"';
 
-bool EndsName(char16_t c) { return c == kQuote || c == u'=' || c == u' '; }
+bool EndsName(char16_t c) {
+    return c == kQuote || c == u'=' || c == u' ';
+}
 
 } // namespace
 
@@ -180,12 +182,17 @@ String OptionTextOfCommandLine(StringView line) {
 
 String StripWavemillCmds(const OptionStore& store, size_t dspCount) {
     static constexpr std::array<const char16_t*, 22> kConsumed = {
-        u"infile",       u"outfile",        u"convert_to",  u"twcmd",
-        u"evtquit",      u"evtafterconvseterror", u"evtwatchdog", u"priority",
-        u"silent",       u"errorfile",      u"processor",   u"sourcefreq",
-        u"sourcebits",   u"sourcechannels", u"sourcelength", u"idtags",
-        u"noidtag",      u"tag",            u"shrbytesencoded", u"batchid",
-        u"tmpfolder",    u"fntousefortagloaddec"};
+        u"infile",          u"outfile",
+        u"convert_to",      u"twcmd",
+        u"evtquit",         u"evtafterconvseterror",
+        u"evtwatchdog",     u"priority",
+        u"silent",          u"errorfile",
+        u"processor",       u"sourcefreq",
+        u"sourcebits",      u"sourcechannels",
+        u"sourcelength",    u"idtags",
+        u"noidtag",         u"tag",
+        u"shrbytesencoded", u"batchid",
+        u"tmpfolder",       u"fntousefortagloaddec"};
     auto consumed = [&](const String& name) {
         for (const char16_t* c : kConsumed)
             if (EqualsNoCase(name, c))

@@ -42,8 +42,7 @@ TwWavemill::TwWavemill() {
     SplitCommandLine();
     String commandFile;
     if (options_.Find(u"twcmd", &commandFile) && !ReadTwCommandFile(commandFile)) {
-        MessageBoxW(nullptr, L"Error reading Tw Command File.", L"Wavemill",
-                    MB_OK | MB_ICONERROR);
+        MessageBoxW(nullptr, L"Error reading Tw Command File.", L"Wavemill", MB_OK | MB_ICONERROR);
         g_errorFlag = 1;
         return;
     }
@@ -98,8 +97,8 @@ bool TwWavemill::SetUpDebugAndHandles() {
                     Sleep(1);
             } while (debugWatchEvent_.AlreadyExisted());
             RunProcess(programFolder_ + u"Peekinfo.exe",
-                       u"-DebugWatch=\"" + eventName + u"\" -DebugFile=\"" + name + u"\"", false,
-                       0, false, CREATE_NO_WINDOW | NORMAL_PRIORITY_CLASS, false);
+                       u"-DebugWatch=\"" + eventName + u"\" -DebugFile=\"" + name + u"\"", false, 0,
+                       false, CREATE_NO_WINDOW | NORMAL_PRIORITY_CLASS, false);
         }
     }
     if (!console_.Init())
@@ -184,7 +183,8 @@ bool TwWavemill::PrepareConversion() {
     UpdateEncoderTags(openInfo_.tagData, openInfo_.tagSize, openInfo_.secondData,
                       openInfo_.secondSize, EncoderWantsReplayGain(), encoderCommandLine_);
     conversion_.inputPath = inputFile_.c_str();
-    conversion_.outputPath = tempOutputFile_.empty() ? outputFile_.c_str() : tempOutputFile_.c_str();
+    conversion_.outputPath =
+        tempOutputFile_.empty() ? outputFile_.c_str() : tempOutputFile_.c_str();
     conversion_.commandLine = encoderCommandLine_.c_str();
     conversion_.sourceFormat = &openInfo_.format;
     conversion_.secondData = openInfo_.secondData;
@@ -309,7 +309,8 @@ void TwWavemill::BlockLoop() {
         uint32_t align = block.format.blockAlign ? block.format.blockAlign : 1;
         if (block.length % align) {
             if (end) {
-                LogInfo(u"Information: Audio data contains incomplete samples at end.", kRunContext);
+                LogInfo(u"Information: Audio data contains incomplete samples at end.",
+                        kRunContext);
                 break;
             }
             LogError(u"Error: Audio data contains incomplete samples mid-stream.", kRunContext);
@@ -413,7 +414,8 @@ void TwWavemill::Report() {
         summary = u"Conversion completed in " + DurationText(elapsedMs_, 0);
         if (speed_ != 0) {
             summary += u" x";
-            summary += speed_ >= 10 ? IntToText(static_cast<int64_t>(speed_)) : FloatToText(speed_, 1);
+            summary +=
+                speed_ >= 10 ? IntToText(static_cast<int64_t>(speed_)) : FloatToText(speed_, 1);
             summary += u" realtime encoding";
         }
         LogLine(summary);

@@ -37,55 +37,55 @@ typedef uint16_t WmChar;
 
 /* WAVEFORMATEX (18 bytes) followed by the WAVEFORMATEXTENSIBLE part (22 bytes). */
 typedef struct WmWaveFormat {
-    uint16_t formatTag;      /* 1 PCM, 3 IEEE float, 0xFFFE extensible */
+    uint16_t formatTag; /* 1 PCM, 3 IEEE float, 0xFFFE extensible */
     uint16_t channels;
     uint32_t samplesPerSec;
     uint32_t avgBytesPerSec;
     uint16_t blockAlign;
     uint16_t bitsPerSample;
-    uint16_t cbSize;         /* bytes after offset 18: 22 for the extensible form, else 0 */
+    uint16_t cbSize; /* bytes after offset 18: 22 for the extensible form, else 0 */
     uint16_t validBitsPerSample;
     uint32_t channelMask;
-    uint8_t subFormat[16];   /* KSDATAFORMAT_SUBTYPE_* GUID */
+    uint8_t subFormat[16]; /* KSDATAFORMAT_SUBTYPE_* GUID */
 } WmWaveFormat;
 
 /* Named value exchanged through every plug-in's get and set entry points. */
 typedef struct PluginValue {
-    uint32_t value1;         /* index asked for; "Communicate": exchange number */
-    uint32_t value2;         /* "BatchID": batch number; "Communicate": no-error flag / result */
+    uint32_t value1; /* index asked for; "Communicate": exchange number */
+    uint32_t value2; /* "BatchID": batch number; "Communicate": no-error flag / result */
     uint8_t reserved[16];
-    void* pointer1;          /* "Decodes": extension out; "Extension": extension out */
-    void* pointer2;          /* "Decodes": description out */
+    void* pointer1; /* "Decodes": extension out; "Extension": extension out */
+    void* pointer2; /* "Decodes": description out */
     void* pointer3;
     void* pointer4;
 } PluginValue;
 
 /* The source description: the host fills path and open mode, the decoder the rest in "Open". */
 typedef struct DecodeOpenInfo {
-    const WmChar* path;      /* input file, or "-" for standard input */
-    uint32_t openMode;       /* WM_OPEN_CONVERT or WM_OPEN_RAW_HANDOVER */
+    const WmChar* path; /* input file, or "-" for standard input */
+    uint32_t openMode;  /* WM_OPEN_CONVERT or WM_OPEN_RAW_HANDOVER */
     WmWaveFormat format;
-    uint32_t bitRate;        /* bits per second */
+    uint32_t bitRate; /* bits per second */
     uint64_t msLength;
-    uint64_t byteLength;     /* length of the decoded PCM */
+    uint64_t byteLength; /* length of the decoded PCM */
     uint64_t reserved1;
-    void* tagData;           /* tag set block, owned by the decoder; may be null */
+    void* tagData; /* tag set block, owned by the decoder; may be null */
     uint32_t tagSize;
-    void* secondData;        /* second source block (tag set form), handed on to the encoder */
+    void* secondData; /* second source block (tag set form), handed on to the encoder */
     uint32_t secondSize;
     uint8_t reserved2[24];
 } DecodeOpenInfo;
 
 /* One block of PCM: filled by a decoder, passed to live DSPs and the encoder. */
 typedef struct AudioBlockInfo {
-    void* data;              /* owned by whoever filled the record; valid until its next call */
-    uint32_t length;         /* bytes */
+    void* data;      /* owned by whoever filled the record; valid until its next call */
+    uint32_t length; /* bytes */
     WmWaveFormat format;
-    uint32_t bitRate;        /* avgBytesPerSec * 8 */
+    uint32_t bitRate; /* avgBytesPerSec * 8 */
     uint64_t msDuration;
     uint8_t reserved1[16];
-    uint64_t msPosition;     /* time of the bytes delivered before this block */
-    uint32_t endOfStream;    /* non-zero on the last block */
+    uint64_t msPosition;  /* time of the bytes delivered before this block */
+    uint32_t endOfStream; /* non-zero on the last block */
     uint8_t reserved2[8];
     const WmChar* actionText; /* decoder: input now read; encoder: output now written */
     uint8_t reserved3[8];
@@ -94,14 +94,14 @@ typedef struct AudioBlockInfo {
 /* The run's conversion record, given to the encoder, the DSPs and the decoder's "Close". */
 typedef struct ConversionInfo {
     const WmChar* inputPath;
-    const WmChar* outputPath;    /* the file to write: final or temporary name */
-    const WmChar* commandLine;   /* the encoder's own options, e.g. L" -b=\"320\"" */
+    const WmChar* outputPath;  /* the file to write: final or temporary name */
+    const WmChar* commandLine; /* the encoder's own options, e.g. L" -b=\"320\"" */
     const WmWaveFormat* sourceFormat;
-    void* tagData;               /* tag set prepared for the encoder; owned by the host */
+    void* tagData; /* tag set prepared for the encoder; owned by the host */
     uint32_t tagSize;
-    void* secondData;            /* from the decoder; the encoder may replace it */
+    void* secondData; /* from the decoder; the encoder may replace it */
     uint32_t secondSize;
-    uint32_t runError;           /* 0 while the run is error-free, 1 once a step failed */
+    uint32_t runError; /* 0 while the run is error-free, 1 once a step failed */
 } ConversionInfo;
 
 #pragma pack(pop)
@@ -111,11 +111,7 @@ enum {
     WM_OPEN_CONVERT = 29       /* the open of a normal conversion */
 };
 
-enum {
-    WM_FORMAT_PCM = 1,
-    WM_FORMAT_IEEE_FLOAT = 3,
-    WM_FORMAT_EXTENSIBLE = 0xFFFE
-};
+enum { WM_FORMAT_PCM = 1, WM_FORMAT_IEEE_FLOAT = 3, WM_FORMAT_EXTENSIBLE = 0xFFFE };
 
 /* Value names (UTF-16) the host passes to the get and set entry points. */
 #define WM_VALUE_DECODES u"Decodes"
@@ -155,7 +151,7 @@ typedef uint32_t (*WmEncRemoveConfigBit)(void* instance, void* argument);
 typedef uint32_t (*WmEncBeginConversion)(void* instance, ConversionInfo* conversion);
 /* *tagAfterwards (0 on entry): set non-zero to have the host write the ID tags afterwards. */
 typedef uint32_t (*WmEncEndConversion)(void* instance, ConversionInfo* conversion,
-                                        uint32_t* tagAfterwards);
+                                       uint32_t* tagAfterwards);
 typedef uint32_t (*WmEncEncodeBlock)(void* instance, AudioBlockInfo* block);
 
 /* DSP entry points: "DSP_Create", "DSP_Destroy", "DSP_Get", "DSP_Set", "DSP_ShowConfigBit",
@@ -168,12 +164,12 @@ typedef uint32_t (*WmDspSet)(void* instance, const WmChar* name, PluginValue* va
 typedef uint32_t (*WmDspShowConfigBit)(void* instance, void* argument1, void* argument2);
 typedef uint32_t (*WmDspRemoveConfigBit)(void* instance, void* argument);
 typedef uint32_t (*WmDspBeginConversion)(void* instance, ConversionInfo* conversion,
-                                          const WmChar* settings);
+                                         const WmChar* settings);
 typedef uint32_t (*WmDspEndConversion)(void* instance, ConversionInfo* conversion);
 typedef uint32_t (*WmDspPassAudioBlock)(void* instance, AudioBlockInfo* block);
 typedef uint32_t (*WmDspPassNonLive)(void* instance, const WmChar* renderedPath,
-                                      const WmWaveFormat* format, const WmChar* settings,
-                                      void* runValue);
+                                     const WmWaveFormat* format, const WmChar* settings,
+                                     void* runValue);
 typedef uint32_t (*WmDspAfterConversion)(void* instance, ConversionInfo* conversion);
 
 /* The layout is the contract: check it wherever this header is compiled. */

@@ -22,7 +22,8 @@ bool Contains(const std::string& text, const std::string& part) {
 } // namespace
 
 TEST(StartUp, HelpAndNothingPrintUsageAndFail) {
-    for (const char16_t* args : {u"-help", u"", u"-infile=a.wav -outfile=b.wav -convert_to=Wave -help"}) {
+    for (const char16_t* args :
+         {u"-help", u"", u"-infile=a.wav -outfile=b.wav -convert_to=Wave -help"}) {
         RunResult r = RunWavemill(args);
         EXPECT_EQ(r.exitCode, 1) << Narrow(args);
         EXPECT_EQ(r.out, kBanner + kUsage) << Narrow(args);
@@ -34,9 +35,12 @@ TEST(StartUp, EachMissingOptionHasItsMessage) {
         const char16_t* args;
         const char* message;
     } cases[] = {
-        {u"-infile=a.wav -outfile=b.wav", "Error no encoder specified.  [TwWavemill::ParseCommandLine]"},
-        {u"-convert_to=Wave -outfile=b.wav", "Error no input file specified  [TwWavemill::ParseCommandLine]"},
-        {u"-convert_to=Wave -infile=a.wav", "Error no ouput file specified  [TwWavemill::ParseCommandLine]"},
+        {u"-infile=a.wav -outfile=b.wav",
+         "Error no encoder specified.  [TwWavemill::ParseCommandLine]"},
+        {u"-convert_to=Wave -outfile=b.wav",
+         "Error no input file specified  [TwWavemill::ParseCommandLine]"},
+        {u"-convert_to=Wave -infile=a.wav",
+         "Error no ouput file specified  [TwWavemill::ParseCommandLine]"},
         {u"-convert_to=Wave -infile=a.wav -outfile=", "Error no ouput file specified"},
     };
     for (const Case& c : cases) {

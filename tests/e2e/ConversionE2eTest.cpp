@@ -62,14 +62,21 @@ TEST(Conversion, FailuresKeepAnExistingOutput) {
         const char* codec;
         const char* error;
     } cases[] = {
-        {"encoder missing", "block 400\n", u"", "", "NoSuchCodec", "Error: Unable to load encoder 'NoSuchCodec'."},
-        {"encoder lacks an export", "block 400\n", u"", "", "NoRemoveConfig", "Error: Unable to load encoder 'NoRemoveConfig'."},
-        {"decoder create fails", "block 400\n", u"", "decoder", "TestEnc", "Error: Unable to load decoder for file type '.wmt'"},
-        {"encoder create fails", "block 400\n", u"", "encoder", "TestEnc", "Error: Unable to load encoder 'TestEnc'."},
+        {"encoder missing", "block 400\n", u"", "", "NoSuchCodec",
+         "Error: Unable to load encoder 'NoSuchCodec'."},
+        {"encoder lacks an export", "block 400\n", u"", "", "NoRemoveConfig",
+         "Error: Unable to load encoder 'NoRemoveConfig'."},
+        {"decoder create fails", "block 400\n", u"", "decoder", "TestEnc",
+         "Error: Unable to load decoder for file type '.wmt'"},
+        {"encoder create fails", "block 400\n", u"", "encoder", "TestEnc",
+         "Error: Unable to load encoder 'TestEnc'."},
         {"open fails", "fail Open\nblock 400\n", u"", "", "TestEnc", "Error: Unable to open '"},
-        {"block fails", "block 400 5\nfail DecodeBlock 3\n", u"", "", "TestEnc", "Error: Decoding '"},
-        {"begin fails", "block 400\n", u" -fail=Begin", "", "TestEnc", "could not begin the conversion"},
-        {"encoder refuses a block", "block 400 5\n", u" -fail=EncodeBlock:2", "", "TestEnc", "refused a block of audio"},
+        {"block fails", "block 400 5\nfail DecodeBlock 3\n", u"", "", "TestEnc",
+         "Error: Decoding '"},
+        {"begin fails", "block 400\n", u" -fail=Begin", "", "TestEnc",
+         "could not begin the conversion"},
+        {"encoder refuses a block", "block 400 5\n", u" -fail=EncodeBlock:2", "", "TestEnc",
+         "refused a block of audio"},
         {"end fails", "block 400 5\n", u" -fail=End", "", "TestEnc", "could not finish"},
         {"incomplete mid-stream", "block 400\nblock 3\nblock 400\n", u"", "", "TestEnc",
          "Error: Audio data contains incomplete samples mid-stream.  [TwWavemill::TwWavemill]"},
@@ -216,13 +223,17 @@ TEST(StandardInput, WindowsPipeCarriesPcmToTheEnd) {
 
     // Closed at once, and no pipe at all: both end with no audio.
     o.stdinData.clear();
-    r = RunWavemill(u"-infile=- -outfile=\"" + dir + u"empty.raw\" -convert_to=TestEnc "
-                    u"-sourcefreq=8000 -sourcechannels=1 -sourcebits=8", o);
+    r = RunWavemill(u"-infile=- -outfile=\"" + dir +
+                        u"empty.raw\" -convert_to=TestEnc "
+                        u"-sourcefreq=8000 -sourcechannels=1 -sourcebits=8",
+                    o);
     EXPECT_EQ(r.exitCode, 0) << r.err;
     EXPECT_EQ(ReadBytes(dir + u"empty.raw").size(), 0u);
     o.stdinIsPipe = false;
-    r = RunWavemill(u"-infile=- -outfile=\"" + dir + u"nul.raw\" -convert_to=TestEnc "
-                    u"-sourcefreq=8000 -sourcechannels=1 -sourcebits=8", o);
+    r = RunWavemill(u"-infile=- -outfile=\"" + dir +
+                        u"nul.raw\" -convert_to=TestEnc "
+                        u"-sourcefreq=8000 -sourcechannels=1 -sourcebits=8",
+                    o);
     EXPECT_EQ(r.exitCode, 0) << r.err;
     EXPECT_TRUE(Exists(dir + u"nul.raw"));
 

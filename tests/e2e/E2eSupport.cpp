@@ -46,8 +46,12 @@ std::vector<wchar_t> BuildEnvironment(const RunOptions& o) {
 
 } // namespace
 
-String StageDir() { return EnvOr("WAVEMILL_STAGE", "."); }
-String WavemillExe() { return StageDir() + u"Wavemill.exe"; }
+String StageDir() {
+    return EnvOr("WAVEMILL_STAGE", ".");
+}
+String WavemillExe() {
+    return StageDir() + u"Wavemill.exe";
+}
 
 String NewWorkDir(const std::string& name) {
     wchar_t temp[MAX_PATH];
@@ -175,7 +179,9 @@ void WriteUtf16(const String& path, const String& text) {
     WriteBytes(path, text.data(), text.size() * 2);
 }
 
-bool Exists(const String& path) { return GetFileAttributesW(W(path)) != INVALID_FILE_ATTRIBUTES; }
+bool Exists(const String& path) {
+    return GetFileAttributesW(W(path)) != INVALID_FILE_ATTRIBUTES;
+}
 
 String WriteScript(const String& dir, const std::string& name, const std::string& script) {
     String path = dir + Widen(name);

@@ -19,14 +19,14 @@ struct RunResult {
 };
 
 struct RunOptions {
-    std::vector<char> stdinData;      // written to the child's standard input, then closed
-    bool stdinIsPipe = true;          // false: the child inherits no standard input pipe (NUL)
+    std::vector<char> stdinData; // written to the child's standard input, then closed
+    bool stdinIsPipe = true;     // false: the child inherits no standard input pipe (NUL)
     std::vector<std::pair<std::string, std::string>> env; // extra environment variables
     uint32_t timeoutMs = 60000;
-    std::string program;              // defaults to the staged Wavemill.exe
+    std::string program; // defaults to the staged Wavemill.exe
 };
 
-String StageDir();         // staged program tree, ending in "\"
+String StageDir(); // staged program tree, ending in "\"
 String WavemillExe();
 String NewWorkDir(const std::string& name); // fresh empty folder, ending in "\"
 

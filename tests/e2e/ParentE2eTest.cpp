@@ -112,10 +112,10 @@ TEST(Registry, DecoderCacheIsWrittenAndAStaleEntryReplaced) {
     String dir = NewWorkDir("cache");
     String in = WriteScript(dir, "in.wmt", "block 400\n");
     RegDeleteKeyValueW(HKEY_CURRENT_USER, kCache, L".wmt");
-    ASSERT_EQ(RunWavemill(u"-infile=\"" + in + u"\" -outfile=\"" + dir +
-                          u"a.raw\" -convert_to=TestEnc")
-                  .exitCode,
-              0);
+    ASSERT_EQ(
+        RunWavemill(u"-infile=\"" + in + u"\" -outfile=\"" + dir + u"a.raw\" -convert_to=TestEnc")
+            .exitCode,
+        0);
     String cached = ReadCache(L".wmt");
     EXPECT_TRUE(EndsWithNoCase(cached, u"\\decoder\\TestDecoder.dll")) << Narrow(cached);
 

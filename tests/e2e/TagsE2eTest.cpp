@@ -50,14 +50,15 @@ TEST(EncoderTags, CommandLineAndSourceTagsAreMergedRewrittenAndCleaned) {
     info.Add(u"Audio Quality", u"Lossless");
     String tags = WriteBlock(dir + u"tags.bin", SourceTags());
     String second = WriteBlock(dir + u"info.bin", info);
-    String in = WriteScript(dir, "in.wmt",
-                            "tagdata " + Narrow(tags) + "\nseconddata " + Narrow(second) +
-                                "\nblock 400\n");
+    String in =
+        WriteScript(dir, "in.wmt",
+                    "tagdata " + Narrow(tags) + "\nseconddata " + Narrow(second) + "\nblock 400\n");
     WriteText(StageDir() + u"Versions\\Compression\\TestEnc.txt", "Release 2.0 (libtest 1.5)");
     String dump = dir + u"received.bin";
     RunResult r = RunWavemill(u"-infile=\"" + in + u"\" -outfile=\"" + dir +
                               u"out.raw\" -convert_to=TestEnc -tag=\"title=Cmd {qt}Title{qt}\" "
-                              u"-tag==ignored -tag=\"genre=Jazz\" -tagdump=\"" + dump + u"\"");
+                              u"-tag==ignored -tag=\"genre=Jazz\" -tagdump=\"" +
+                              dump + u"\"");
     ASSERT_EQ(r.exitCode, 0) << r.err;
     IDTagSet got = ReadBlock(dump);
     EXPECT_EQ(got.GetValue(u"title"), u"Cmd \"Title\"");
@@ -92,8 +93,8 @@ TEST(EncoderTags, StandardInputTakesItsTagsFromTheIdtagsFile) {
     o.stdinData.assign(400, 0);
     RunResult r = RunWavemill(u"-infile=- -outfile=\"" + dir +
                                   u"out.raw\" -convert_to=TestEnc -sourcefreq=44100 "
-                                  u"-sourcechannels=2 -sourcebits=16 -idtags=\"" + tags +
-                                  u"\" -tagdump=\"" + dump + u"\"",
+                                  u"-sourcechannels=2 -sourcebits=16 -idtags=\"" +
+                                  tags + u"\" -tagdump=\"" + dump + u"\"",
                               o);
     ASSERT_EQ(r.exitCode, 0) << r.err;
     EXPECT_EQ(ReadBlock(dump).GetValue(u"title"), u"Source Title");

@@ -24,7 +24,8 @@ std::string Tokenise(std::u16string_view text) {
 TEST(Tokeniser, QuotedPathsSpacesAndTrailingValue) {
     OptionStore s;
     s.Fill(u"-infile=\"C:\\My Music\\a b.wav\" -outfile=C:\\out.mp3 -convert_to=\"MP3\" -b 320");
-    EXPECT_EQ(Dump(s), "[infile=C:\\My Music\\a b.wav][outfile=C:\\out.mp3][convert_to=MP3][b=320]");
+    EXPECT_EQ(Dump(s),
+              "[infile=C:\\My Music\\a b.wav][outfile=C:\\out.mp3][convert_to=MP3][b=320]");
     EXPECT_EQ(StripWavemillCmds(s, 0), u" -b=\"320\"");
 }
 
@@ -56,25 +57,26 @@ TEST(StripWavemillCmds, KeepsOnlyEncoderOptions) {
     OptionStore s;
     s.Fill(u"-infile=a -outfile=b -convert_to=c -silent -priority=low -sourceisfloat -help "
            u"-dspeffect1=\"Volume={qt}+3{qt}\" -dspeffect3=\"Eq=x\" -V 2 -Processor=3");
-    EXPECT_EQ(StripWavemillCmds(s, 1),
-              u" -sourceisfloat -help -dspeffect3=\"Eq=x\" -V=\"2\"");
+    EXPECT_EQ(StripWavemillCmds(s, 1), u" -sourceisfloat -help -dspeffect3=\"Eq=x\" -V=\"2\"");
     EXPECT_EQ(StripWavemillCmds(OptionStore{}, 0), u"");
 }
 
 TEST(CommandLineSplit, BothQuotingShapesGiveTheSameOptions) {
     // As a person types it in a console, and as standard argument quoting wraps it.
-    const char16_t* typed =
-        u"\"C:\\Program Files\\Wavemill.exe\" -infile=\"a b.wav\" -tmpfolder=\"C:\\my tmp\\\" -b 320";
+    const char16_t* typed = u"\"C:\\Program Files\\Wavemill.exe\" -infile=\"a b.wav\" "
+                            u"-tmpfolder=\"C:\\my tmp\\\" -b 320";
     const char16_t* wrapped =
         u"\"Z:\\w\\Wavemill.exe\" \"-infile=a b.wav\" \"-tmpfolder=C:\\my tmp\\\\\" -b 320";
     std::string expect = "[infile=a b.wav][tmpfolder=C:\\my tmp\\][b=320]";
     EXPECT_EQ(Tokenise(OptionTextOfCommandLine(typed)), expect);
     EXPECT_EQ(Tokenise(OptionTextOfCommandLine(wrapped)), expect);
-    EXPECT_EQ(Tokenise(OptionTextOfCommandLine(u"Wavemill.exe \"-silent\" -x=1")), "[silent=][x=1]");
+    EXPECT_EQ(Tokenise(OptionTextOfCommandLine(u"Wavemill.exe \"-silent\" -x=1")),
+              "[silent=][x=1]");
     EXPECT_EQ(Tokenise(OptionTextOfCommandLine(u"p \"-tag=say \\\"hi\\\"\"")),
               "[tag=say {qt}hi{qt}]");
     // Standard input as a shell passes it; the tokeniser alone reads "-" as no value.
-    EXPECT_EQ(Tokenise(OptionTextOfCommandLine(u"w.exe -infile=- -outfile=x")), "[infile=-][outfile=x]");
+    EXPECT_EQ(Tokenise(OptionTextOfCommandLine(u"w.exe -infile=- -outfile=x")),
+              "[infile=-][outfile=x]");
     EXPECT_EQ(Tokenise(u"-infile=- -outfile=x"), "[infile=][outfile=x]");
     // A plain path program without arguments.
     EXPECT_EQ(Tokenise(OptionTextOfCommandLine(u"Wavemill.exe")), "");
