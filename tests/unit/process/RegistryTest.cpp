@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
 using namespace wm;
 
@@ -141,17 +142,36 @@ TEST_F(RegistryTest, FirstRunDefaultsOnlyWhileMarkerMissing) {
     EXPECT_TRUE(RegValueExists(u"AlbumArtFolderJPG", cu, profile.c_str()));
 }
 
-TEST_F(RegistryTest, LocaleLoaderReadsInternationalSettings) {
+TEST_F(RegistryTest, NumberTextFollowsTheRegistryLocale) {
     const char16_t* intl = u"Control Panel\\International";
-    bool hadValue = RegValueExists(u"sPositiveSign", HKEY_CURRENT_USER, intl);
-    String saved = RegReadString(u"sPositiveSign", HKEY_CURRENT_USER, intl);
-    ASSERT_TRUE(RegWriteString(u"sPositiveSign", u"+", HKEY_CURRENT_USER, intl));
-    InstallRegistryLocaleLoader();
-    String seen = CurrentLocale().positiveSign;
-    if (hadValue)
-        RegWriteString(u"sPositiveSign", saved, HKEY_CURRENT_USER, intl);
-    else
-        RegDeleteValue(u"sPositiveSign", HKEY_CURRENT_USER, intl);
+    const char16_t* names[] = {u"sThousand", u"sDecimal", u"sGrouping", u"iNegNumber"};
+    String saved[4];
+    bool had[4];
+    for (int i = 0; i < 4; ++i) {
+        had[i] = RegValueExists(names[i], HKEY_CURRENT_USER, intl);
+        saved[i] = RegReadString(names[i], HKEY_CURRENT_USER, intl);
+    }
+    auto load = [&](StringView thousand, StringView grouping) {
+        RegWriteString(u"sThousand", thousand, HKEY_CURRENT_USER, intl);
+        RegWriteString(u"sDecimal", u",", HKEY_CURRENT_USER, intl);
+        RegWriteString(u"sGrouping", grouping, HKEY_CURRENT_USER, intl);
+        RegWriteString(u"iNegNumber", u"0", HKEY_CURRENT_USER, intl);
+        InstallRegistryLocaleLoader();
+        return std::make_tuple(FormatGrouped(12345678), FormatGrouped(-1234),
+                               ByteSizeText(1536ull << 20), DurationText(1500, 0));
+    };
+    auto western = load(u".", u"3;0");
+    auto indian = load(u" ", u"3;2;0");
+    for (int i = 0; i < 4; ++i) {
+        if (had[i])
+            RegWriteString(names[i], saved[i], HKEY_CURRENT_USER, intl);
+        else
+            RegDeleteValue(names[i], HKEY_CURRENT_USER, intl);
+    }
     SetLocaleLoader(nullptr);
-    EXPECT_EQ(seen, u"+");
+    EXPECT_EQ(std::get<0>(western), u"12.345.678");
+    EXPECT_EQ(std::get<1>(western), u"(1.234)");
+    EXPECT_EQ(std::get<2>(western), u"1,50 GB");
+    EXPECT_EQ(std::get<3>(western), u"1,5 seconds");
+    EXPECT_EQ(std::get<0>(indian), u"1 23 45 678");
 }
