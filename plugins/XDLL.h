@@ -33,7 +33,7 @@ class XDLL {
     XDLL& operator=(const XDLL&) = delete;
 
     // Loads the library once; a second call keeps the first library and returns the ok flag as
-    // it stands. The base class resolves no entry points; each binding overrides this.
+    // it stands. The base class resolves no entry points; PluginBinding overrides this.
     virtual bool Load(const String& path);
 
     bool IsLoaded() const { return module_ != nullptr; }

@@ -21,6 +21,16 @@ String AnsweredText(void* pointer) {
     return pointer ? String(static_cast<const char16_t*>(pointer)) : String();
 }
 
+// Loads "<folder>\<name>.DLL" into `binding` and creates its instance. The name is used as
+// typed: the file system decides about letter case.
+template <class EntryPoints>
+bool LoadByName(PluginBinding<EntryPoints>& binding, const char16_t* kind, const char16_t* folder,
+                const String& name, void* hostContext, const String& programFolder) {
+    const String path = PluginFolder(programFolder, folder) + name + u".DLL";
+    LogLine(u"Loading " + String(kind) + u" '" + path + u"'");
+    return binding.Reload(path) && binding.CreateInstance(hostContext);
+}
+
 } // namespace
 
 bool clTwCodecHandler::TryDecoder(const String& libraryPath, StringView extension,
@@ -115,10 +125,7 @@ void clTwCodecHandler::ListDecoders(bool allFilesEntry, StringList* extensions,
 bool clTwCodecHandler::LoadEncoder(const String& codec, clTwEncoder& encoder, void* hostContext,
                                    const String& programFolder) {
     LogScope scope("clTwCodecHandler::LoadEncoder");
-    // The codec name is used as typed: the file system decides about letter case.
-    const String path = PluginFolder(programFolder, u"encoder") + codec + u".DLL";
-    LogLine(u"Loading Encoder '" + path + u"'");
-    return encoder.Reload(path) && encoder.CreateInstance(hostContext);
+    return LoadByName(encoder, u"Encoder", u"encoder", codec, hostContext, programFolder);
 }
 
 String clTwCodecHandler::QueryExtension(const String& codec, const String& programFolder) {
@@ -156,9 +163,7 @@ StringList clTwCodecHandler::ListEncoders(const String& programFolder) {
 bool clTwCodecHandler::LoadDSP(const String& name, clTwDSP& dsp, void* hostContext,
                                const String& programFolder) {
     LogScope scope("clTwCodecHandler::LoadDSP");
-    const String path = PluginFolder(programFolder, u"DSPs") + name + u".DLL";
-    LogLine(u"Loading DSP '" + path + u"'");
-    return dsp.Reload(path) && dsp.CreateInstance(hostContext);
+    return LoadByName(dsp, u"DSP", u"DSPs", name, hostContext, programFolder);
 }
 
 } // namespace wm

@@ -1,19 +1,16 @@
 // Which ID3 frame carries which tag name.
 #include "bundled/wav/Id3Frames.h"
 
+#include "bundled/wav/TagIdNames.h"
+
 #include <cstring>
 
 namespace wm::wav {
 
 namespace {
 
-struct FrameName {
-    char id[5];
-    const char16_t* name;
-};
-
 // Writing uses the first frame listed for a name.
-const FrameName kFrameNames[] = {
+const TagIdName kFrameNames[] = {
     {"TIT2", u"title"},     {"TPE1", u"artist"},       {"TALB", u"album"},
     {"TCON", u"genre"},     {"TDRC", u"year"},         {"TYER", u"year"},
     {"TRCK", u"track"},     {"TENC", u"Encoded By"},   {"TSSE", u"Encoder"},
@@ -21,35 +18,16 @@ const FrameName kFrameNames[] = {
     {"TPOS", u"disc"},
 };
 
-bool IsFrameIdChar(char16_t c) {
-    return (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9');
-}
-
 } // namespace
 
 String Id3FrameToName(std::string_view frameId) {
-    for (const FrameName& f : kFrameNames)
-        if (frameId == f.id)
-            return f.name;
-    return String(frameId.begin(), frameId.end());
+    const char16_t* name = FindIdName(kFrameNames, frameId);
+    return name ? String(name) : String(frameId.begin(), frameId.end());
 }
 
 bool NameToId3Frame(StringView name, char (&frameId)[5]) {
-    for (const FrameName& f : kFrameNames) {
-        if (EqualsNoCase(name, f.name)) {
-            std::memcpy(frameId, f.id, 5);
-            return true;
-        }
-    }
-    if (name.size() != 4 || name[0] != u'T' || name == u"TXXX")
-        return false;
-    for (char16_t c : name)
-        if (!IsFrameIdChar(c))
-            return false;
-    for (int i = 0; i < 4; ++i)
-        frameId[i] = static_cast<char>(name[i]);
-    frameId[4] = 0;
-    return true;
+    // A tag named "TXXX" is user text like any unmapped name, not a frame id of its own.
+    return name != u"TXXX" && FindNameId(kFrameNames, name, u'T', frameId);
 }
 
 const char* PictureMimeType(const uint8_t* p, size_t n) {

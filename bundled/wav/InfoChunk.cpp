@@ -1,6 +1,7 @@
 #include "bundled/wav/InfoChunk.h"
 
 #include "bundled/wav/LittleEndian.h"
+#include "bundled/wav/TagIdNames.h"
 #include "bundled/wav/TextEncoding.h"
 
 #include <array>
@@ -12,21 +13,12 @@ namespace wm::wav {
 
 namespace {
 
-struct InfoName {
-    char id[5];
-    const char16_t* name;
-};
-
 // Reading maps both track ids; writing uses the first id listed for a name.
-const InfoName kInfoNames[] = {
+const TagIdName kInfoNames[] = {
     {"INAM", u"title"},      {"IART", u"artist"},  {"IPRD", u"album"},     {"ICMT", u"comment"},
     {"IGNR", u"genre"},      {"ICRD", u"year"},    {"ITRK", u"track"},     {"IPRT", u"track"},
     {"ITCH", u"Encoded By"}, {"ISFT", u"Encoder"}, {"ICOP", u"copyright"},
 };
-
-bool IsIdChar(char16_t c) {
-    return (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9');
-}
 
 bool IsPrintableId(const uint8_t* id) {
     for (int i = 0; i < 4; ++i)
@@ -38,26 +30,15 @@ bool IsPrintableId(const uint8_t* id) {
 } // namespace
 
 String InfoIdToName(const uint8_t* id) {
-    for (const InfoName& n : kInfoNames)
-        if (std::memcmp(id, n.id, 4) == 0)
-            return n.name;
-    return String(id, id + 4);
+    const char16_t* name = FindIdName(kInfoNames, {reinterpret_cast<const char*>(id), 4});
+    return name ? String(name) : String(id, id + 4);
 }
 
 bool NameToInfoId(StringView name, uint8_t* id) {
-    for (const InfoName& n : kInfoNames) {
-        if (EqualsNoCase(name, n.name)) {
-            std::memcpy(id, n.id, 4);
-            return true;
-        }
-    }
-    if (name.size() != 4 || name[0] != u'I')
+    char found[5];
+    if (!FindNameId(kInfoNames, name, u'I', found))
         return false;
-    for (char16_t c : name)
-        if (!IsIdChar(c))
-            return false;
-    for (int i = 0; i < 4; ++i)
-        id[i] = static_cast<uint8_t>(name[i]);
+    std::memcpy(id, found, 4);
     return true;
 }
 

@@ -4,39 +4,58 @@
 
 #include <algorithm>
 #include <cstring>
-#include <utility>
 
 namespace wm::wav {
 
 namespace {
 
-constexpr uint32_t kSizeInDs64 = 0xFFFFFFFF;
+// A ds64 table longer than this is not plausible; the rest is ignored.
 constexpr uint32_t kMaxDs64Entries = 64;
 
-struct Ds64 {
-    bool present = false;
-    uint64_t dataSize = 0;
-    std::vector<std::pair<uint32_t, uint64_t>> table;
-};
+} // namespace
 
-bool ReadDs64(ByteSource& source, const RiffChunk& chunk, Ds64& ds64) {
-    uint8_t fixed[28];
-    if (chunk.size < sizeof fixed || source.Read(chunk.Body(), fixed, sizeof fixed) != sizeof fixed)
+bool ReadRiffHeader(ByteSource& source, std::array<uint8_t, 4>& form, bool& rf64,
+                    std::string& error) {
+    uint8_t riff[kRiffHeaderSize];
+    if (source.Size() < sizeof riff || source.Read(0, riff, sizeof riff) != sizeof riff) {
+        error = "file too short for a RIFF header";
         return false;
+    }
+    rf64 = IsId(riff, "RF64") || IsId(riff, "BW64");
+    if (!(IsId(riff, "RIFF") || rf64) || !IsId(riff + 8, "WAVE")) {
+        error = "not a RIFF WAVE file";
+        return false;
+    }
+    std::memcpy(form.data(), riff, 4);
+    return true;
+}
+
+uint64_t Ds64::TableSize(uint32_t id, uint64_t size) const {
+    for (const auto& [tableId, tableSize] : table)
+        if (tableId == id)
+            size = tableSize;
+    return size;
+}
+
+bool ReadDs64(ByteSource& source, uint64_t body, uint64_t bodySize, Ds64& ds64,
+              std::string& error) {
+    uint8_t fixed[28];
+    if (bodySize < sizeof fixed || source.Read(body, fixed, sizeof fixed) != sizeof fixed) {
+        error = "truncated ds64 chunk";
+        return false;
+    }
     ds64.present = true;
     ds64.dataSize = Le64(fixed + 8);
     const uint64_t entries =
-        std::min<uint64_t>({Le32(fixed + 24), (chunk.size - 28) / 12, kMaxDs64Entries});
+        std::min<uint64_t>({Le32(fixed + 24), (bodySize - 28) / 12, kMaxDs64Entries});
     for (uint64_t i = 0; i < entries; ++i) {
         uint8_t entry[12];
-        if (source.Read(chunk.Body() + 28 + i * 12, entry, sizeof entry) != sizeof entry)
+        if (source.Read(body + 28 + i * 12, entry, sizeof entry) != sizeof entry)
             break;
         ds64.table.emplace_back(Le32(entry), Le64(entry + 4));
     }
     return true;
 }
-
-} // namespace
 
 bool RiffChunk::Is(const char (&name)[5]) const {
     return std::memcmp(id.data(), name, 4) == 0;
@@ -45,20 +64,11 @@ bool RiffChunk::Is(const char (&name)[5]) const {
 bool WalkRiffChunks(ByteSource& source, RiffFile& file, std::string& error) {
     file = RiffFile{};
     file.fileSize = source.Size();
-    uint8_t riff[12];
-    if (file.fileSize < sizeof riff || source.Read(0, riff, sizeof riff) != sizeof riff) {
-        error = "file too short for a RIFF header";
+    if (!ReadRiffHeader(source, file.form, file.rf64, error))
         return false;
-    }
-    file.rf64 = IsId(riff, "RF64") || IsId(riff, "BW64");
-    if (!(IsId(riff, "RIFF") || file.rf64) || !IsId(riff + 8, "WAVE")) {
-        error = "not a RIFF WAVE file";
-        return false;
-    }
-    std::memcpy(file.form.data(), riff, 4);
 
     Ds64 ds64;
-    uint64_t pos = sizeof riff;
+    uint64_t pos = kRiffHeaderSize;
     while (file.fileSize - pos >= 8) {
         if (file.chunks.size() == kMaxChunks) {
             error = "too many chunks";
@@ -77,9 +87,7 @@ bool WalkRiffChunks(ByteSource& source, RiffFile& file, std::string& error) {
         if (file.rf64 && size == kSizeInDs64) {
             if (IsId(header, "data") && ds64.present)
                 size = ds64.dataSize;
-            for (const auto& [tableId, tableSize] : ds64.table)
-                if (tableId == Le32(header))
-                    size = tableSize;
+            size = ds64.TableSize(Le32(header), size);
         }
         const uint64_t available = file.fileSize - chunk.Body();
         chunk.size = std::min(size, available);
@@ -89,10 +97,8 @@ bool WalkRiffChunks(ByteSource& source, RiffFile& file, std::string& error) {
         file.chunks.push_back(chunk);
 
         if (file.rf64 && file.chunks.size() == 1 && chunk.Is("ds64") &&
-            !ReadDs64(source, chunk, ds64)) {
-            error = "truncated ds64 chunk";
+            !ReadDs64(source, chunk.Body(), chunk.size, ds64, error))
             return false;
-        }
         // Chunks are padded to an even length.
         if (chunk.truncated || available - size < (size & 1))
             break;

@@ -1,4 +1,6 @@
-// The top-level chunk list of a RIFF WAVE or RF64 file, with 64-bit sizes resolved.
+// The top-level chunk list of a RIFF WAVE or RF64 file, with 64-bit sizes resolved; and the
+// pieces every reader of a wave file's chunks needs first: the 12-byte RIFF header and, for
+// RF64, the ds64 chunk that holds the sizes the 32-bit size fields cannot.
 #pragma once
 
 #include "bundled/wav/ByteSource.h"
@@ -6,9 +8,32 @@
 #include <array>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace wm::wav {
+
+constexpr uint64_t kRiffHeaderSize = 12;
+// A 32-bit chunk size with this value stands for the 64-bit size in the ds64 chunk.
+constexpr uint32_t kSizeInDs64 = 0xFFFFFFFF;
+
+// Reads the RIFF header: true for a "RIFF", "RF64" or "BW64" form of type "WAVE", with the form
+// in `form` and `rf64` set for the 64-bit forms. False (with `error`) otherwise.
+bool ReadRiffHeader(ByteSource& source, std::array<uint8_t, 4>& form, bool& rf64,
+                    std::string& error);
+
+struct Ds64 {
+    bool present = false;
+    uint64_t dataSize = 0;
+    std::vector<std::pair<uint32_t, uint64_t>> table; // chunk id -> 64-bit size
+
+    // The size the table gives chunk `id` (the last entry naming it), or `size` when none does.
+    uint64_t TableSize(uint32_t id, uint64_t size) const;
+};
+
+// Reads a ds64 chunk body of `bodySize` bytes (already cut to the file) at `body`. A table
+// longer than is plausible is cut short. False (with `error`) when the fixed part is missing.
+bool ReadDs64(ByteSource& source, uint64_t body, uint64_t bodySize, Ds64& ds64, std::string& error);
 
 struct RiffChunk {
     std::array<uint8_t, 4> id{};

@@ -53,23 +53,40 @@ String WavemillExe() {
     return StageDir() + u"Wavemill.exe";
 }
 
-String NewWorkDir(const std::string& name) {
-    wchar_t temp[MAX_PATH];
-    GetTempPathW(MAX_PATH, temp);
-    String dir = FromW(temp) + u"wm-e2e-" + Widen(std::to_string(GetCurrentProcessId())) + u"-" +
-                 Widen(name) + u"\\";
-    CreateDirectoryW(W(FromW(temp) + u"wm-e2e-" + Widen(std::to_string(GetCurrentProcessId()))),
-                     nullptr);
-    CreateDirectoryW(W(dir), nullptr);
+namespace {
+
+void RemoveTree(const String& dir) {
     WIN32_FIND_DATAW fd;
     HANDLE f = FindFirstFileW(W(dir + u"*"), &fd);
     if (f != INVALID_HANDLE_VALUE) {
         do {
-            if (!(fd.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY))
-                DeleteFileW(W(dir + FromW(fd.cFileName)));
+            String name = FromW(fd.cFileName);
+            if (name == u"." || name == u"..")
+                continue;
+            String path = dir + name;
+            if (fd.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
+                RemoveTree(path + u"\\");
+            } else {
+                SetFileAttributesW(W(path), FILE_ATTRIBUTE_NORMAL);
+                DeleteFileW(W(path));
+            }
         } while (FindNextFileW(f, &fd));
         FindClose(f);
     }
+    RemoveDirectoryW(W(dir));
+}
+
+} // namespace
+
+String NewWorkDir(const std::string& name) {
+    wchar_t temp[MAX_PATH];
+    GetTempPathW(MAX_PATH, temp);
+    // Process ids come round again under Wine: clear whatever an earlier run left there.
+    String root = FromW(temp) + u"wm-e2e-" + Widen(std::to_string(GetCurrentProcessId())) + u"\\";
+    String dir = root + Widen(name) + u"\\";
+    RemoveTree(dir);
+    CreateDirectoryW(W(root), nullptr);
+    CreateDirectoryW(W(dir), nullptr);
     return dir;
 }
 

@@ -26,14 +26,15 @@ check "redirected output starts with CR LF in UTF-16LE, no BOM" \
 check "usage line" grep -q 'Usage: Wavemill.exe -infile="filename" -outfile="filename" -convert_to="codec" \[codec compression CLI\]' <(utf8 <help.txt)
 
 # WAV to WAV, with the arguments quoted whole by Wine (path with a space, folder ending in \).
-sox -n -r 44100 -c 2 -b 16 "with space/in put.wav" synth 3 sine 440 gain -3
+# Long enough that the run takes more than a tick, so the summary is printed.
+sox -n -r 44100 -c 2 -b 16 "with space/in put.wav" synth 30 sine 440 gain -3
 win_in=$(winepath -w "with space/in put.wav") win_dir=$(winepath -w "$work/with space")
 wm -infile="$win_in" -outfile="$win_dir\\out.wav" -convert_to=Wave -tmpfolder="$win_dir\\" >run.txt
 check "WAV to WAV with wrapped quoting exits 0" test $? -eq 0
 check "progress bar and summary" grep -q 'Conversion completed in ' <(utf8 <run.txt)
 check "60 progress marks" grep -q '\*\{60\}' <(utf8 <run.txt)
 check "audio identical" cmp -s <(raw_of "with space/in put.wav") <(raw_of "with space/out.wav")
-check "sox reads 44100 Hz 2 ch 16 bit, 3 s" test "$(format_of "with space/out.wav")" = "44100 2 16 Signed Integer PCM 132300"
+check "sox reads 44100 Hz 2 ch 16 bit, 3 s" test "$(format_of "with space/out.wav")" = "44100 2 16 Signed Integer PCM 1323000"
 
 # Formats sox writes decode to the same samples (24-bit, float, 6 channels, 8-bit).
 for spec in "-b 24 -c 2" "-e floating-point -b 32 -c 2" "-b 16 -c 6" "-b 8 -e unsigned -c 1"; do

@@ -140,17 +140,11 @@ uint64_t ScriptedBytes(const Decoder& d) {
 } // namespace
 
 WM_PLUGIN_EXPORT void* Create(void* /*hostContext*/) {
-    if (CreateShouldFail("decoder"))
-        return nullptr;
-    auto* d = new Decoder;
-    d->log.Line("Create");
-    return d;
+    return CreateLogged<Decoder>("decoder");
 }
 
 WM_PLUGIN_EXPORT void Destroy(void* instance) {
-    auto* d = static_cast<Decoder*>(instance);
-    d->log.Line("Destroy");
-    delete d;
+    DestroyLogged<Decoder>(instance);
 }
 
 WM_PLUGIN_EXPORT uint32_t Get(void* instance, const WmChar* name, PluginValue* value) {

@@ -78,17 +78,11 @@ uint32_t ParseNumber(const std::u16string& text) {
 } // namespace
 
 WM_PLUGIN_EXPORT void* ENC_Create(void* /*hostContext*/) {
-    if (CreateShouldFail("encoder"))
-        return nullptr;
-    auto* e = new Encoder;
-    e->log.Line("Create");
-    return e;
+    return CreateLogged<Encoder>("encoder");
 }
 
 WM_PLUGIN_EXPORT void ENC_Destroy(void* instance) {
-    auto* e = static_cast<Encoder*>(instance);
-    e->log.Line("Destroy");
-    delete e;
+    DestroyLogged<Encoder>(instance);
 }
 
 WM_PLUGIN_EXPORT uint32_t ENC_Get(void* instance, const WmChar* name, PluginValue* value) {

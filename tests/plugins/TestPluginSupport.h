@@ -100,6 +100,21 @@ class CallLog {
     std::vector<std::string> pending_;
 };
 
+// The create and destroy entry points of a test plug-in: the scripted failure or a new
+// instance (any type with a CallLog `log`), each call logged.
+template <class Instance> void* CreateLogged(const char* kind) {
+    if (CreateShouldFail(kind))
+        return nullptr;
+    auto* instance = new Instance;
+    instance->log.Line("Create");
+    return instance;
+}
+template <class Instance> void DestroyLogged(void* instance) {
+    auto* self = static_cast<Instance*>(instance);
+    self->log.Line("Destroy");
+    delete self;
+}
+
 // Zero-filled check for the bytes a host promises to clear before a call.
 inline bool AllZero(const void* data, size_t from, size_t to) {
     const uint8_t* bytes = static_cast<const uint8_t*>(data);

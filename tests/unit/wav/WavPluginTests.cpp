@@ -2,6 +2,7 @@
 #include "bundled/wav/WaveFormatRules.h"
 #include "bundled/win/Win32File.h"
 #include "tests/unit/wav/WavPluginApi.h"
+#include "tests/unit/wav/WavTestFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -12,18 +13,6 @@
 
 namespace wm::test {
 namespace {
-
-using Bytes = std::vector<uint8_t>;
-
-std::wstring Env(const wchar_t* name) {
-    wchar_t buffer[1024];
-    const DWORD n = GetEnvironmentVariableW(name, buffer, 1024);
-    return n && n < 1024 ? std::wstring(buffer, n) : std::wstring();
-}
-
-const WmChar* U(const std::wstring& s) {
-    return reinterpret_cast<const WmChar*>(s.c_str());
-}
 
 std::vector<std::string> ExportNames(HMODULE module) {
     const auto* base = reinterpret_cast<const uint8_t*>(module);
@@ -43,30 +32,11 @@ std::vector<std::string> ExportNames(HMODULE module) {
     return names;
 }
 
-bool WriteBytes(const std::wstring& path, const Bytes& bytes) {
-    HANDLE h = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-    if (h == INVALID_HANDLE_VALUE)
-        return false;
-    DWORD put = 0;
-    const bool ok = WriteFile(h, bytes.data(), static_cast<DWORD>(bytes.size()), &put, nullptr) &&
-                    put == bytes.size();
-    return CloseHandle(h) && ok;
-}
-
 uint64_t FileSize(const std::wstring& path) {
     WIN32_FILE_ATTRIBUTE_DATA data{};
     if (!GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data))
         return 0;
     return (uint64_t{data.nFileSizeHigh} << 32) | data.nFileSizeLow;
-}
-
-Bytes Noise(size_t length, uint32_t seed) {
-    Bytes b(length);
-    for (uint8_t& x : b) {
-        seed = seed * 1664525u + 1013904223u;
-        x = static_cast<uint8_t>(seed >> 24);
-    }
-    return b;
 }
 
 struct Decoded {
@@ -82,10 +52,7 @@ class WavPlugins : public ::testing::Test {
         ASSERT_FALSE(stage.empty()) << "WAVEMILL_STAGE is not set";
         ASSERT_TRUE(decoder_.Load(stage)) << GetLastError();
         ASSERT_TRUE(encoder_.Load(stage)) << GetLastError();
-        wchar_t temp[MAX_PATH];
-        GetTempPathW(MAX_PATH, temp);
-        folder_ = std::wstring(temp) + L"wav_plugin_tests";
-        CreateDirectoryW(folder_.c_str(), nullptr);
+        folder_ = MakeTempFolder(L"wav_plugin_tests");
     }
 
     void SetUp() override {
@@ -132,22 +99,13 @@ class WavPlugins : public ::testing::Test {
 
     bool Decode(const std::wstring& path, Decoded& out) {
         out = Decoded{};
-        out.info.path = U(path);
-        out.info.openMode = WM_OPEN_CONVERT;
-        if (!decoder_.open(dec_, &out.info))
-            return false;
-        for (int guard = 0; guard < 100000; ++guard) {
-            AudioBlockInfo block{};
-            if (!decoder_.decodeBlock(dec_, &block))
-                return false;
+        const auto keep = [&](const AudioBlockInfo& block) {
             out.blocks.push_back(block);
-            const auto* p = static_cast<const uint8_t*>(block.data);
-            out.audio.insert(out.audio.end(), p, p + block.length);
-            if (block.endOfStream)
-                break;
-        }
-        ConversionInfo conversion{};
-        return decoder_.close(dec_, &conversion) != 0;
+            AppendAudio(out.audio, block);
+            return true;
+        };
+        return decoder_.OpenToConvert(dec_, path.c_str(), out.info) &&
+               decoder_.DecodeBlocks(dec_, keep) && decoder_.CloseFile(dec_);
     }
 
     static DecoderApi decoder_;

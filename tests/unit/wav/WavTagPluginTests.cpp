@@ -4,6 +4,7 @@
 #include "tags/AlbumArt.h"
 #include "tags/IDTagSet.h"
 #include "tests/unit/wav/WavPluginApi.h"
+#include "tests/unit/wav/WavTestFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -12,47 +13,6 @@
 
 namespace wm::test {
 namespace {
-
-using Bytes = std::vector<uint8_t>;
-
-std::wstring Env(const wchar_t* name) {
-    wchar_t buffer[1024];
-    const DWORD n = GetEnvironmentVariableW(name, buffer, 1024);
-    return n && n < 1024 ? std::wstring(buffer, n) : std::wstring();
-}
-
-bool WriteBytes(const std::wstring& path, const Bytes& bytes) {
-    HANDLE h = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-    if (h == INVALID_HANDLE_VALUE)
-        return false;
-    DWORD put = 0;
-    const bool ok =
-        WriteFile(h, bytes.data(), DWORD(bytes.size()), &put, nullptr) && put == bytes.size();
-    return CloseHandle(h) && ok;
-}
-
-Bytes ReadBytes(const std::wstring& path) {
-    HANDLE h = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                           OPEN_EXISTING, 0, nullptr);
-    if (h == INVALID_HANDLE_VALUE)
-        return {};
-    Bytes b(GetFileSize(h, nullptr));
-    DWORD got = 0;
-    if (!ReadFile(h, b.data(), DWORD(b.size()), &got, nullptr))
-        got = 0;
-    CloseHandle(h);
-    b.resize(got);
-    return b;
-}
-
-Bytes Noise(size_t length, uint32_t seed) {
-    Bytes b(length);
-    for (uint8_t& x : b) {
-        seed = seed * 1664525u + 1013904223u;
-        x = uint8_t(seed >> 24);
-    }
-    return b;
-}
 
 // A cover-sized "picture" that starts like a PNG or a JPEG.
 Bytes Picture(bool png, size_t length) {
@@ -67,10 +27,7 @@ class WavTagPlugin : public ::testing::Test {
   protected:
     static void SetUpTestSuite() {
         ASSERT_TRUE(decoder_.Load(Env(L"WAVEMILL_STAGE"))) << GetLastError();
-        wchar_t temp[MAX_PATH];
-        GetTempPathW(MAX_PATH, temp);
-        folder_ = std::wstring(temp) + L"wav_tag_plugin_tests";
-        CreateDirectoryW(folder_.c_str(), nullptr);
+        folder_ = MakeTempFolder(L"wav_tag_plugin_tests");
     }
     void SetUp() override {
         ASSERT_TRUE(decoder_.module);
@@ -97,36 +54,22 @@ class WavTagPlugin : public ::testing::Test {
     }
 
     uint32_t SetTags(const std::wstring& path, const IDTagSet& tags) {
-        const Bytes block = tags.Serialize();
-        PluginValue value{};
-        value.value2 = uint32_t(block.size());
-        value.pointer1 = const_cast<wchar_t*>(path.c_str());
-        value.pointer4 = const_cast<uint8_t*>(block.data());
-        return decoder_.set(dec_, WM_VALUE_ID_TAGS, &value);
+        return decoder_.SetIdTags(dec_, path.c_str(), tags.Serialize());
     }
 
     // Opens the file, takes its tags and reads all of its audio.
     bool Decode(const std::wstring& path, IDTagSet& tags, Bytes& audio) {
         DecodeOpenInfo info{};
-        info.path = reinterpret_cast<const WmChar*>(path.c_str());
-        info.openMode = WM_OPEN_CONVERT;
-        if (!decoder_.open(dec_, &info))
+        if (!decoder_.OpenToConvert(dec_, path.c_str(), info))
             return false;
         tags.Clear();
         if (info.tagData)
             tags.Deserialize(info.tagData, info.tagSize);
         audio.clear();
-        for (;;) {
-            AudioBlockInfo block{};
-            if (!decoder_.decodeBlock(dec_, &block))
-                return false;
-            const auto* p = static_cast<const uint8_t*>(block.data);
-            audio.insert(audio.end(), p, p + block.length);
-            if (block.endOfStream)
-                break;
-        }
-        ConversionInfo conversion{};
-        return decoder_.close(dec_, &conversion) != 0;
+        return decoder_.DecodeBlocks(dec_, [&](const AudioBlockInfo& block) {
+            AppendAudio(audio, block);
+            return true;
+        }) && decoder_.CloseFile(dec_);
     }
 
     static int Temporaries() {

@@ -11,6 +11,7 @@
 #include "tags/AlbumArt.h"
 #include "tags/IDTagSet.h"
 #include "tests/unit/wav/WavPluginApi.h"
+#include "tests/unit/wav/WavTestFiles.h"
 
 #include <shellapi.h>
 
@@ -28,20 +29,32 @@ int Fail(const char* what) {
     return 1;
 }
 
-const WmChar* U(const wchar_t* s) {
-    return reinterpret_cast<const WmChar*>(s);
-}
+// The decoder with one instance that has a file open for conversion.
+struct OpenDecoder {
+    DecoderApi api;
+    void* instance = nullptr;
+    DecodeOpenInfo info{};
+
+    // 0, or the exit status once it has said what failed.
+    int Open(const std::wstring& stage, const wchar_t* in) {
+        if (!api.Load(stage))
+            return Fail("cannot load the decoder");
+        instance = api.create(nullptr);
+        if (!instance || !api.OpenToConvert(instance, in, info))
+            return Fail("open failed");
+        return 0;
+    }
+    void Close() {
+        api.CloseFile(instance);
+        api.destroy(instance);
+    }
+};
 
 int Decode(const std::wstring& stage, const wchar_t* in, const wchar_t* out) {
-    DecoderApi api;
-    if (!api.Load(stage))
-        return Fail("cannot load the decoder");
-    void* decoder = api.create(nullptr);
-    DecodeOpenInfo info{};
-    info.path = U(in);
-    info.openMode = WM_OPEN_CONVERT;
-    if (!decoder || !api.open(decoder, &info))
-        return Fail("open failed");
+    OpenDecoder decoder;
+    if (const int status = decoder.Open(stage, in))
+        return status;
+    const DecodeOpenInfo& info = decoder.info;
     HANDLE file = CreateFileW(out, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
     if (file == INVALID_HANDLE_VALUE)
         return Fail("cannot create the output");
@@ -49,7 +62,7 @@ int Decode(const std::wstring& stage, const wchar_t* in, const wchar_t* out) {
     unsigned blocks = 0;
     for (;;) {
         AudioBlockInfo block{};
-        if (!api.decodeBlock(decoder, &block))
+        if (!decoder.api.decodeBlock(decoder.instance, &block))
             return Fail("DecodeBlock failed");
         DWORD put = 0;
         if (block.length &&
@@ -61,9 +74,7 @@ int Decode(const std::wstring& stage, const wchar_t* in, const wchar_t* out) {
             break;
     }
     CloseHandle(file);
-    ConversionInfo conversion{};
-    api.close(decoder, &conversion);
-    api.destroy(decoder);
+    decoder.Close();
     const bool isFloat =
         info.format.formatTag == WM_FORMAT_IEEE_FLOAT ||
         (info.format.formatTag == WM_FORMAT_EXTENSIBLE && info.format.subFormat[0] == 3);
@@ -122,38 +133,17 @@ int Encode(const std::wstring& stage, const wchar_t* in, const wchar_t* out, uns
     return 0;
 }
 
-std::vector<uint8_t> ReadWhole(const wchar_t* path) {
-    HANDLE file =
-        CreateFileW(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
-    std::vector<uint8_t> bytes;
-    if (file == INVALID_HANDLE_VALUE)
-        return bytes;
-    bytes.resize(GetFileSize(file, nullptr));
-    DWORD got = 0;
-    if (!ReadFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &got, nullptr))
-        got = 0;
-    bytes.resize(got);
-    CloseHandle(file);
-    return bytes;
-}
-
 wm::String Wide(const wchar_t* s) {
     return reinterpret_cast<const char16_t*>(s);
 }
 
 int Tags(const std::wstring& stage, const wchar_t* in, const std::wstring& pictures) {
-    DecoderApi api;
-    if (!api.Load(stage))
-        return Fail("cannot load the decoder");
-    void* decoder = api.create(nullptr);
-    DecodeOpenInfo info{};
-    info.path = U(in);
-    info.openMode = WM_OPEN_CONVERT;
-    if (!decoder || !api.open(decoder, &info))
-        return Fail("open failed");
+    OpenDecoder decoder;
+    if (const int status = decoder.Open(stage, in))
+        return status;
     wm::IDTagSet tags;
-    if (info.tagData)
-        tags.Deserialize(info.tagData, info.tagSize);
+    if (decoder.info.tagData)
+        tags.Deserialize(decoder.info.tagData, decoder.info.tagSize);
     for (size_t i = 0, n = 0; i < tags.Count(); ++i) {
         const wm::IDTagEntry& e = tags.At(i);
         if (!wm::IsAlbumArtName(e.Name)) {
@@ -162,21 +152,10 @@ int Tags(const std::wstring& stage, const wchar_t* in, const std::wstring& pictu
         }
         ++n;
         std::printf("picture %zu %s %zu\n", n, wm::Narrow(e.Name).c_str(), e.Data.size());
-        const std::wstring path = pictures + L"\\picture" + std::to_wstring(n) + L".bin";
-        HANDLE file =
-            CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-        DWORD put = 0;
-        const bool ok = file != INVALID_HANDLE_VALUE &&
-                        WriteFile(file, e.Data.data(), DWORD(e.Data.size()), &put, nullptr) &&
-                        put == e.Data.size();
-        if (file != INVALID_HANDLE_VALUE)
-            CloseHandle(file);
-        if (!ok)
+        if (!WriteBytes(pictures + L"\\picture" + std::to_wstring(n) + L".bin", e.Data))
             return Fail("cannot write a picture");
     }
-    ConversionInfo conversion{};
-    api.close(decoder, &conversion);
-    api.destroy(decoder);
+    decoder.Close();
     return 0;
 }
 
@@ -192,7 +171,7 @@ int SetTags(const std::wstring& stage, const wchar_t* path, wchar_t** args, int 
             tags.Add(arg.substr(0, eq), arg.substr(eq + 1));
             continue;
         }
-        const std::vector<uint8_t> bytes = ReadWhole(args[i] + eq + 1);
+        const Bytes bytes = ReadBytes(args[i] + eq + 1);
         if (bytes.empty())
             return Fail("cannot read a picture");
         tags.AddData(wm::MakeAlbumArtName(++pictures, arg.substr(1, eq - 1), u""), bytes.data(),
@@ -202,12 +181,7 @@ int SetTags(const std::wstring& stage, const wchar_t* path, wchar_t** args, int 
     if (!api.Load(stage))
         return Fail("cannot load the decoder");
     void* decoder = api.create(nullptr);
-    const std::vector<uint8_t> block = tags.Serialize();
-    PluginValue value{};
-    value.value2 = static_cast<uint32_t>(block.size());
-    value.pointer1 = const_cast<wchar_t*>(path);
-    value.pointer4 = const_cast<uint8_t*>(block.data());
-    const uint32_t ok = decoder ? api.set(decoder, WM_VALUE_ID_TAGS, &value) : 0;
+    const uint32_t ok = decoder ? api.SetIdTags(decoder, path, tags.Serialize()) : 0;
     if (decoder)
         api.destroy(decoder);
     return ok ? 0 : Fail("Set IDTags failed");

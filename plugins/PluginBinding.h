@@ -1,0 +1,72 @@
+// What the three bindings share: one table of entry points, the one instance the library
+// created, and the load / create / destroy / unload steps around them. A binding supplies its
+// entry-point record (with a Table() of {export name, slot}) and its thin calls.
+#pragma once
+
+#include "plugins/XDLL.h"
+#include "sdk/wavemill_plugin.h"
+
+#include <cstdint>
+
+namespace wm {
+
+template <class EntryPointRecord> class PluginBinding : public XDLL {
+  public:
+    using EntryPoints = EntryPointRecord;
+
+    ~PluginBinding() override { DestroyInstance(); }
+
+    bool Load(const String& path) override {
+        const auto table = entry_.Table();
+        return LoadAndResolve(path, table);
+    }
+
+    // Destroys any current instance, then calls the create entry; true when an instance came back.
+    bool CreateInstance(void* hostContext) {
+        DestroyInstance();
+        if (entry_.create)
+            instance_ = entry_.create(hostContext);
+        return instance_ != nullptr;
+    }
+
+    // Calls the destroy entry when there is an instance; the instance is forgotten in any case.
+    void DestroyInstance() {
+        if (instance_ && entry_.destroy)
+            entry_.destroy(instance_);
+        instance_ = nullptr;
+    }
+
+    // Destroys the instance, frees any library, clears the entry points, then loads `path`.
+    bool Reload(const String& path) {
+        Unload();
+        return Load(path);
+    }
+
+    // Destroys the instance, frees the library and clears the entry points.
+    virtual void Unload() {
+        DestroyInstance();
+        FreeLibrary();
+        entry_ = {};
+    }
+
+    bool HasInstance() const { return instance_ != nullptr; }
+    const EntryPoints& Entries() const { return entry_; }
+
+    // The named values every kind of plug-in answers; thin calls like the bindings' own.
+    uint32_t Get(const char16_t* name, PluginValue* value) { return Call(entry_.get, name, value); }
+    uint32_t Set(const char16_t* name, PluginValue* value) { return Call(entry_.set, name, value); }
+
+  protected:
+    // The guard of every thin call: 0 without calling anything when there is no instance or no
+    // entry point.
+    template <class Fn, class... Args> uint32_t Call(Fn fn, Args... args) {
+        return instance_ && fn ? fn(instance_, args...) : 0;
+    }
+
+    EntryPoints entry_;
+
+  private:
+    void* instance_ = nullptr;
+};
+
+} // namespace wm
