@@ -6,6 +6,8 @@
 #include <windows.h>
 
 #include <atomic>
+#include <cstdlib>
+#include <filesystem>
 #include <string>
 
 namespace wm::test {
@@ -20,42 +22,13 @@ String Unique(StringView prefix) {
            Widen(std::to_string(++counter));
 }
 
-void DeleteTree(const String& folder) {
-    WIN32_FIND_DATAW entry;
-    HANDLE find = ::FindFirstFileW(W(folder + u"*"), &entry);
-    if (find != INVALID_HANDLE_VALUE) {
-        do {
-            const String name = FromW(entry.cFileName);
-            if (name == u"." || name == u"..")
-                continue;
-            if (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
-                DeleteTree(folder + name + u"\\");
-            else
-                ::DeleteFileW(W(folder + name));
-        } while (::FindNextFileW(find, &entry));
-        ::FindClose(find);
-    }
-    ::RemoveDirectoryW(W(folder));
-}
-
 } // namespace
 
-String StageFolder() {
-    wchar_t buffer[1024];
-    DWORD n = ::GetEnvironmentVariableW(L"WAVEMILL_STAGE", buffer, 1024);
-    if (n == 0 || n >= 1024)
-        return String();
-    String folder = FromW(buffer);
-    for (char16_t& c : folder)
-        if (c == u'/')
-            c = u'\\';
-    if (folder.back() != u'\\')
-        folder += u'\\';
-    return folder;
-}
-
 String StagedPlugin(StringView kind, StringView file) {
-    return StageFolder() + String(kind) + u"\\" + String(file);
+    const char* stage = std::getenv("WAVEMILL_STAGE");
+    String folder = Widen(stage ? stage : "") + u"\\";
+    ReplaceAll(folder, u"/", u"\\");
+    return folder + String(kind) + u"\\" + String(file);
 }
 
 PluginTestFolder::PluginTestFolder() {
@@ -66,7 +39,8 @@ PluginTestFolder::PluginTestFolder() {
 }
 
 PluginTestFolder::~PluginTestFolder() {
-    DeleteTree(path_);
+    std::error_code ignored;
+    std::filesystem::remove_all(W(path_), ignored);
 }
 
 String PluginTestFolder::Add(StringView kind, StringView stagedFile, StringView asName) {

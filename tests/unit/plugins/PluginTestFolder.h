@@ -6,9 +6,7 @@
 
 namespace wm::test {
 
-// The staged program tree (WAVEMILL_STAGE) with a trailing separator; empty when not set.
-String StageFolder();
-// Full path of a staged plug-in, e.g. StagedPlugin(u"decoder", u"TestDecoder.dll").
+// Full path of a staged plug-in (below WAVEMILL_STAGE), e.g. StagedPlugin(u"decoder", u"X.dll").
 String StagedPlugin(StringView kind, StringView file);
 
 class PluginTestFolder {
@@ -36,7 +34,6 @@ class TestCacheKey {
     TestCacheKey();
     ~TestCacheKey();
     const char16_t* Key() const { return key_.c_str(); }
-    // The key the handler really uses.
     String UsedKey() const { return key_ + u"64"; }
 
   private:

@@ -15,9 +15,7 @@ namespace wm::test {
 
 inline String KernelPeerPath() {
     String path = u"Z:" + Widen(WM_KERNEL_PEER);
-    for (char16_t& c : path)
-        if (c == u'/')
-            c = u'\\';
+    ReplaceAll(path, u"/", u"\\");
     return path;
 }
 

@@ -8,13 +8,9 @@ using namespace wm;
 using wm::test::KernelPeerPath;
 using wm::test::UniqueName;
 
-TEST(RunProcess, MissingProgramFails) {
-    EXPECT_FALSE(RunProcess(u"C:\\no\\such\\program.exe", u"", true, 0, false, 0, false));
-    EXPECT_FALSE(RunProcess(u"C:\\no\\such\\program.exe", u"", false, 0, false, 0, false));
-}
-
 namespace {
 
+// A peer that signals "finished" only once it is released.
 struct HoldingPeer {
     String ready = UniqueName("ready"), release = UniqueName("release"),
            finished = UniqueName("finished");
@@ -30,7 +26,6 @@ struct HoldingPeer {
 } // namespace
 
 TEST(RunProcess, WaitsForAChildThatEnds) {
-    EXPECT_TRUE(RunProcess(KernelPeerPath(), u"exit 3", true, 0, false, 0, false));
     HoldingPeer peer;
     peer.releaseEvent.Set();
     EXPECT_TRUE(RunProcess(KernelPeerPath(), peer.Arguments(), true, 60000, false, 0, true));

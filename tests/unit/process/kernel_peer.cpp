@@ -6,7 +6,6 @@
 //   lockfile <path> <ready> <releasing> <holdMs> <release|->
 //                                 hold path open without sharing until holdMs pass or the
 //                                 release event is set, then signal releasing and close it
-//   exit <code>                   exit with code
 #include "process/EventHandle.h"
 #include "process/SharedMemoryBlock.h"
 #include "process/UniqueHandle.h"
@@ -77,7 +76,5 @@ int main(int argc, char** argv) {
         return Hold(argv);
     if (argc >= 7 && std::strcmp(argv[1], "lockfile") == 0)
         return LockFile(argv);
-    if (argc >= 3 && std::strcmp(argv[1], "exit") == 0)
-        return std::atoi(argv[2]);
     return 2;
 }

@@ -19,8 +19,6 @@ translucent="-alpha set -channel A -evaluate set 50% +channel"
 # shellcheck disable=SC2086
 {
     "$convert" $grad rgb.jpg
-    "$convert" $grad -colorspace Gray gray.jpg
-    "$convert" $grad PNG24:rgb.png
     "$convert" $grad $translucent PNG32:rgba.png
     "$convert" $grad PNG8:palette.png
     "$convert" $grad gif.gif
@@ -35,8 +33,6 @@ translucent="-alpha set -channel A -evaluate set 50% +channel"
 }
 cat > manifest.txt <<'LIST'
 rgb.jpg JPEG 37 21 24
-gray.jpg JPEG 37 21 8
-rgb.png PNG 37 21 24
 rgba.png PNG 37 21 32
 palette.png PNG 37 21 8
 gif.gif GIF 37 21 8

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <limits>
-
 namespace wm {
 namespace {
 
@@ -27,64 +25,19 @@ class LocaleTest : public ::testing::Test {
     }
 };
 
-TEST(NumberTextTest, IntegerTextBothWays) {
-    EXPECT_EQ(IntToText(0), u"0");
-    EXPECT_EQ(IntToText(std::numeric_limits<int64_t>::min()), u"-9223372036854775808");
-    EXPECT_EQ(IntToText(std::numeric_limits<int64_t>::max()), u"9223372036854775807");
-    EXPECT_EQ(TextToInt(u"  -123abc"), -123);
-    EXPECT_EQ(TextToInt(u"abc"), 0);
-    EXPECT_EQ(TextToInt(u"-9223372036854775808"), std::numeric_limits<int64_t>::min());
-    EXPECT_EQ(TextToInt(u"99999999999999999999"), std::numeric_limits<int64_t>::max());
-    EXPECT_DOUBLE_EQ(TextToFloat(u" -1.5e2x"), -150.0);
-    EXPECT_DOUBLE_EQ(TextToFloat(u"3e"), 3.0);
-    EXPECT_DOUBLE_EQ(TextToFloat(u"nan"), 0.0);
-    EXPECT_DOUBLE_EQ(TextToFloat(u"-."), 0.0);
-    EXPECT_TRUE(TextToBool(u"tRUE"));
-    EXPECT_TRUE(TextToBool(u"-3"));
-    EXPECT_FALSE(TextToBool(u"0"));
-    EXPECT_FALSE(TextToBool(u"yes"));
-}
-
-TEST(NumberTextTest, LocaleFromRegistryTexts) {
-    LocaleNumberSettings d = LocaleFromValues(u"", u"", u"", u"", u"", u"", u"", u"");
-    EXPECT_TRUE(d.leadingZero);
-    EXPECT_EQ(d.negativePattern, 1);
-    EXPECT_EQ(d.negativeSign, u"-");
-    EXPECT_EQ(d.decimal, u".");
-    EXPECT_EQ(d.time, u":");
-
-    LocaleNumberSettings s =
-        LocaleFromValues(u"0", u"4", u"3;2;0", u"minus!", u"+", u"\u00A0", u",", u".");
-    EXPECT_FALSE(s.leadingZero);
-    EXPECT_EQ(s.negativePattern, 4);
-    EXPECT_TRUE(s.indianGrouping);
-    EXPECT_EQ(s.negativeSign, u"minus"); // cut to five characters
-    EXPECT_EQ(s.decimal, u",");
-    EXPECT_EQ(s.time, u".");
-    EXPECT_FALSE(LocaleFromValues(u"", u"", u"3;0", u"", u"", u"", u"", u"").indianGrouping);
-}
-
 TEST(NumberTextTest, LocaliseGroupsAndSigns) {
-    LocaleNumberSettings s;
-    s.thousand = u",";
+    LocaleNumberSettings s = LocaleFromValues(u"", u"0", u"3;0", u"", u"", u",", u"", u"");
     EXPECT_EQ(LocaliseNumber(u"1234567.891", s), u"1,234,567.891");
-    EXPECT_EQ(LocaliseNumber(u"123", s), u"123");
-    EXPECT_EQ(LocaliseNumber(u"-123456", s), u"-123,456"); // no separator after the sign
-    s.negativePattern = 0;
     EXPECT_EQ(LocaliseNumber(u"-1234", s), u"(1,234)");
+    s.negativePattern = 1;
+    EXPECT_EQ(LocaliseNumber(u"-123456", s), u"-123,456"); // no separator after the sign
     s.negativeSign = u"~";
-    s.negativePattern = 2;
-    EXPECT_EQ(LocaliseNumber(u"-5.5", s), u"~ 5.5");
-    s.negativePattern = 3;
-    EXPECT_EQ(LocaliseNumber(u"-5", s), u"5~");
     s.negativePattern = 4;
     EXPECT_EQ(LocaliseNumber(u"-5", s), u"5 ~");
-    s.positiveSign = u"+";
-    s.decimal = u",";
-    s.thousand = u".";
-    EXPECT_EQ(LocaliseNumber(u"1000.5", s), u"+1.000,5");
-    s.indianGrouping = true;
-    EXPECT_EQ(LocaliseNumber(u"12345678", s), u"+1.23.45.678");
+
+    s = LocaleFromValues(u"", u"", u"3;2;0", u"", u"+", u".", u",", u"");
+    EXPECT_TRUE(s.indianGrouping);
+    EXPECT_EQ(LocaliseNumber(u"12345678.5", s), u"+1.23.45.678,5");
 }
 
 TEST_F(LocaleTest, LoaderSuppliesSettingsOnce) {
@@ -97,47 +50,31 @@ TEST_F(LocaleTest, LoaderSuppliesSettingsOnce) {
     EXPECT_EQ(FormatGrouped(1000), u"1,000"); // held until reloaded
     ReloadLocaleForTests();
     EXPECT_EQ(FormatGrouped(1000), u"1'000");
-}
-
-TEST_F(LocaleTest, FloatText) {
-    Use(Comma());
-    EXPECT_EQ(FloatToText(1234.5, 2), u"1,234.50");
-    EXPECT_EQ(FloatToText(-0.001, 1), u"0.0");
-    EXPECT_EQ(FloatToText(-1234.26, 1), u"-1,234.3");
+    EXPECT_EQ(FloatToText(-0.001, 1), u"0.0"); // no "-0.0"
 }
 
 TEST_F(LocaleTest, ByteSizes) {
     Use(Comma());
-    EXPECT_EQ(ByteSizeText(0), u"0 bytes");
     EXPECT_EQ(ByteSizeText(1), u"1 byte");
     EXPECT_EQ(ByteSizeText(1023), u"1023 bytes");
     EXPECT_EQ(ByteSizeText(1024), u"1 KB");
     EXPECT_EQ(ByteSizeText(1050), u"2 KB");
     EXPECT_EQ(ByteSizeText(1048575), u"1,024 KB");
     EXPECT_EQ(ByteSizeText(1572864), u"1.50 MB");
-    EXPECT_EQ(ByteSizeText(uint64_t{1} << 40), u"1.00 TB");
     EXPECT_EQ(ByteSizeText(UINT64_MAX), u"16,777,216.00 TB");
-    EXPECT_EQ(ByteSizeText(0, true), u"0 KB");
     EXPECT_EQ(ByteSizeText(1, true), u"0 KB");
     EXPECT_EQ(ByteSizeText(1023, true), u"1 KB");
-    EXPECT_EQ(ByteSizeText(uint64_t{5} << 30, true), u"5,242,880 KB");
 }
 
 TEST_F(LocaleTest, Durations) {
-    EXPECT_EQ(DurationText(3723000, 0), u"1 hour 2 minutes");
-    EXPECT_EQ(DurationText(7203000, 0), u"2 hours"); // seconds dropped with hours
+    EXPECT_EQ(DurationText(3723000, 0), u"1 hour 2 minutes"); // seconds dropped with hours
     EXPECT_EQ(DurationText(61000, 0), u"1 minute 1 second");
     EXPECT_EQ(DurationText(1500, 0), u"1.5 seconds");
-    EXPECT_EQ(DurationText(1500, 4), u"1 second");
-    EXPECT_EQ(DurationText(1, 0), u"1 mili-second");
     EXPECT_EQ(DurationText(250, 0), u"250 mili-seconds");
     EXPECT_EQ(DurationText(250, 4), u"0");
-    EXPECT_EQ(DurationText(0, 0), u"0");
     EXPECT_EQ(DurationText(3723004, 3), u"01:02:03.004");
-    EXPECT_EQ(DurationText(3723004, 1), u"1:02:03");
     EXPECT_EQ(DurationText(65000, 1), u"1:05");
     EXPECT_EQ(DurationText(360000000, 2), u"100:00:00");
-    EXPECT_EQ(DurationText(1000, 5), u"");
     LocaleNumberSettings s;
     s.time = u".";
     s.decimal = u",";
@@ -151,9 +88,6 @@ TEST(NumberTextTest, MultiStringKeepsEmptyItems) {
     const std::u16string packed = PackMultiString(items);
     EXPECT_EQ(packed, std::u16string(u"a\0[Empty]\0bc\0\0", 14));
     EXPECT_EQ(UnpackMultiString(packed), items);
-    EXPECT_EQ(PackMultiString({}), std::u16string(1, u'\0'));
-    EXPECT_TRUE(UnpackMultiString(PackMultiString({})).empty());
-    EXPECT_EQ(UnpackMultiString(u"x"), StringList{u"x"}); // no terminator at all
     EXPECT_EQ(UnpackMultiString(std::u16string(u"x\0\0y\0", 5)), StringList{u"x"});
 }
 

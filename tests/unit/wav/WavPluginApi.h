@@ -1,5 +1,5 @@
-// Binds the shipped WAV plug-ins from the staged program tree, as the host does. Only the entry
-// points the tests call are kept; the export-table test checks that all of them are there.
+// Binds the shipped WAV plug-ins from the staged program tree, as the host does, and the
+// whole-file reads and writes the plug-in tests and wavtool need.
 #pragma once
 
 #include <sdk/wavemill_plugin.h>
@@ -7,16 +7,31 @@
 #include <windows.h>
 
 #include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
 namespace wm::test {
 
-inline const WmChar* U(const wchar_t* s) {
-    return reinterpret_cast<const WmChar*>(s);
-}
+using Bytes = std::vector<uint8_t>;
+
 inline const WmChar* U(const std::wstring& s) {
-    return U(s.c_str());
+    return reinterpret_cast<const WmChar*>(s.c_str());
+}
+
+// The whole file, or nothing when it cannot be read.
+inline Bytes ReadBytes(const std::wstring& path) {
+    std::ifstream in(std::filesystem::path(path), std::ios::binary);
+    return Bytes(std::istreambuf_iterator<char>(in), {});
+}
+
+// Creates or replaces the file with `bytes`; true when all of them were written.
+inline bool WriteBytes(const std::wstring& path, const Bytes& bytes) {
+    std::ofstream out(std::filesystem::path(path), std::ios::binary);
+    return out.write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size())) &&
+           out.flush();
 }
 
 // Sets `slot` to the export `name` of `module`; true when there is one.
@@ -33,16 +48,10 @@ inline HMODULE LoadStaged(std::wstring stage, const wchar_t* relative) {
     return LoadLibraryW((stage + L"\\" + relative).c_str());
 }
 
-inline void AppendAudio(std::vector<uint8_t>& audio, const AudioBlockInfo& block) {
-    const auto* p = static_cast<const uint8_t*>(block.data);
-    audio.insert(audio.end(), p, p + block.length);
-}
-
 struct DecoderApi {
     HMODULE module = nullptr;
     WmDecCreate create = nullptr;
     WmDecDestroy destroy = nullptr;
-    WmDecGet get = nullptr;
     WmDecSet set = nullptr;
     WmDecOpen open = nullptr;
     WmDecClose close = nullptr;
@@ -52,63 +61,25 @@ struct DecoderApi {
     bool Load(const std::wstring& stage) {
         module = LoadStaged(stage, L"decoder\\WavDecoder.dll");
         return module && Bind(module, "Create", create) && Bind(module, "Destroy", destroy) &&
-               Bind(module, "Get", get) && Bind(module, "Set", set) && Bind(module, "Open", open) &&
+               Bind(module, "Set", set) && Bind(module, "Open", open) &&
                Bind(module, "Close", close) && Bind(module, "DecodeBlock", decodeBlock) &&
                Bind(module, "SetPosition", setPosition);
     }
 
     // Opens `path` for a conversion; `info` receives what the decoder announces.
-    bool OpenToConvert(void* instance, const wchar_t* path, DecodeOpenInfo& info) const {
+    bool OpenToConvert(void* instance, const std::wstring& path, DecodeOpenInfo& info) const {
         info.path = U(path);
         info.openMode = WM_OPEN_CONVERT;
         return open(instance, &info) != 0;
     }
 
-    // Hands every block to `onBlock` up to the end of the stream. False when a block fails,
-    // `onBlock` answers false, or the stream does not end within a sane number of blocks.
-    template <typename OnBlock> bool DecodeBlocks(void* instance, OnBlock onBlock) const {
-        for (int guard = 0; guard < 100000; ++guard) {
-            AudioBlockInfo block{};
-            if (!decodeBlock(instance, &block) || !onBlock(block))
-                return false;
-            if (block.endOfStream)
-                return true;
-        }
-        return false;
-    }
-
-    bool CloseFile(void* instance) const {
-        ConversionInfo conversion{};
-        return close(instance, &conversion) != 0;
-    }
-
     // Rewrites the tags of the file at `path` with a serialised tag set, through "IDTags".
-    uint32_t SetIdTags(void* instance, const wchar_t* path,
-                       const std::vector<uint8_t>& tags) const {
+    uint32_t SetIdTags(void* instance, const std::wstring& path, const Bytes& tags) const {
         PluginValue value{};
         value.value2 = static_cast<uint32_t>(tags.size());
-        value.pointer1 = const_cast<wchar_t*>(path);
+        value.pointer1 = const_cast<wchar_t*>(path.c_str());
         value.pointer4 = const_cast<uint8_t*>(tags.data());
         return set(instance, WM_VALUE_ID_TAGS, &value);
-    }
-};
-
-struct EncoderApi {
-    HMODULE module = nullptr;
-    WmEncCreate create = nullptr;
-    WmEncDestroy destroy = nullptr;
-    WmEncGet get = nullptr;
-    WmEncBeginConversion begin = nullptr;
-    WmEncEndConversion end = nullptr;
-    WmEncEncodeBlock encodeBlock = nullptr;
-
-    bool Load(const std::wstring& stage) {
-        module = LoadStaged(stage, L"encoder\\Wave.dll");
-        return module && Bind(module, "ENC_Create", create) &&
-               Bind(module, "ENC_Destroy", destroy) && Bind(module, "ENC_Get", get) &&
-               Bind(module, "ENC_BeginConversion", begin) &&
-               Bind(module, "ENC_EndConversion", end) &&
-               Bind(module, "ENC_EncodeBlock", encodeBlock);
     }
 };
 
