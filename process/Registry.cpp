@@ -227,14 +227,22 @@ void RegDeleteKeyTree(StringView name, HKEY hive, const char16_t* parentPath) {
     }
 }
 
+namespace {
+
+// A hive given without a path is enumerated itself; otherwise the key is opened for reading.
+HKEY KeyToEnumerate(HKEY hive, const char16_t* path, UniqueRegKey& opened) {
+    if (hive && !path)
+        return hive;
+    opened = RegOpenSettingsKey(KEY_READ, hive, path);
+    return opened.get();
+}
+
+} // namespace
+
 StringList RegEnumSubKeys(HKEY hive, const char16_t* path) {
     StringList names;
     UniqueRegKey opened;
-    HKEY key = hive;
-    if (!hive || path) {
-        opened = RegOpenSettingsKey(KEY_READ, hive, path);
-        key = opened.get();
-    }
+    HKEY key = KeyToEnumerate(hive, path, opened);
     if (!key)
         return names;
     wchar_t name[kEnumNameChars];
@@ -251,11 +259,7 @@ StringList RegEnumSubKeys(HKEY hive, const char16_t* path) {
 bool RegEnumValues(StringList& names, std::vector<uint32_t>* types, HKEY hive,
                    const char16_t* path) {
     UniqueRegKey opened;
-    HKEY key = hive;
-    if (!hive || path) {
-        opened = RegOpenSettingsKey(KEY_READ, hive, path);
-        key = opened.get();
-    }
+    HKEY key = KeyToEnumerate(hive, path, opened);
     if (!key)
         return false;
     wchar_t name[kEnumNameChars];

@@ -93,13 +93,22 @@ String IntToText(int64_t value) {
     return String(u"-").append(UnsignedToText(0 - static_cast<uint64_t>(value)));
 }
 
-int64_t TextToInt(StringView text) {
-    size_t i = 0;
+namespace {
+
+// Moves i past leading blanks and an optional sign; true when the sign was "-".
+bool SkipBlanksAndSign(StringView text, size_t& i) {
     while (i < text.size() && IsBlank(text[i]))
         ++i;
-    bool negative = false;
     if (i < text.size() && (text[i] == u'-' || text[i] == u'+'))
-        negative = text[i++] == u'-';
+        return text[i++] == u'-';
+    return false;
+}
+
+} // namespace
+
+int64_t TextToInt(StringView text) {
+    size_t i = 0;
+    bool negative = SkipBlanksAndSign(text, i);
     const uint64_t limit = negative ? uint64_t{1} << 63 : (uint64_t{1} << 63) - 1;
     uint64_t v = 0;
     for (; i < text.size() && IsDigit(text[i]); ++i) {
@@ -118,11 +127,7 @@ int64_t TextToInt(StringView text) {
 
 double TextToFloat(StringView text) {
     size_t i = 0;
-    while (i < text.size() && IsBlank(text[i]))
-        ++i;
-    bool negative = false;
-    if (i < text.size() && (text[i] == u'-' || text[i] == u'+'))
-        negative = text[i++] == u'-';
+    bool negative = SkipBlanksAndSign(text, i);
     // Take the longest prefix of the form digits[.digits][e[sign]digits] as ASCII.
     std::string number;
     size_t mantissaDigits = 0;
