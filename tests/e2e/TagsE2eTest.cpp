@@ -87,7 +87,9 @@ TEST(EncoderTags, CommandLineAndSourceTagsAreMergedRewrittenAndCleaned) {
 
 TEST(EncoderTags, StandardInputTakesItsTagsFromTheIdtagsFile) {
     String dir = NewWorkDir("stdintags");
-    String tags = WriteBlock(dir + u"tags.bin", SourceTags());
+    IDTagSet source;
+    source.Add(u"title", u"Piped Title");
+    String tags = WriteBlock(dir + u"tags.bin", source);
     String dump = dir + u"received.bin";
     RunOptions o;
     o.stdinData.assign(400, 0);
@@ -97,7 +99,11 @@ TEST(EncoderTags, StandardInputTakesItsTagsFromTheIdtagsFile) {
                                   tags + u"\" -tagdump=\"" + dump + u"\"",
                               o);
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_EQ(ReadBlock(dump).GetValue(u"title"), u"Source Title");
+    IDTagSet got = ReadBlock(dump);
+    EXPECT_EQ(got.GetValue(u"title"), u"Piped Title");
+    // The converter rewrites its own tags only when the source had them.
+    EXPECT_FALSE(got.Find(u"Encoded By"));
+    EXPECT_FALSE(got.Find(u"Encoder"));
 }
 
 TEST(TagWriter, WritesThroughTheTagLoadDecoderOrLeavesTheFileAlone) {
