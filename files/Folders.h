@@ -1,7 +1,7 @@
 // Folder walks, special folders, drives and temporary files.
 #pragma once
 
-#include "files/SpecialFolderRules.h"
+#include "files/KnownFolderFallbacks.h"
 #include "text/String.h"
 
 #include <windows.h>

@@ -1,5 +1,5 @@
 #include "files/PathText.h"
-#include "files/SpecialFolderRules.h"
+#include "files/KnownFolderFallbacks.h"
 
 #include <gtest/gtest.h>
 
@@ -61,7 +61,7 @@ TEST(PathParts, HousekeepingFoldersAreNotEntered) {
     EXPECT_TRUE(MayEnterFolder(u"D:\\@eaDir\\inner"));
 }
 
-TEST(SpecialFolderRules, FallsBackThroughTheTable) {
+TEST(KnownFolderFallbacks, FallsBackThroughTheTable) {
     std::map<int, String> known = {{5, u"C:\\Users\\me\\Documents"},
                                    {kFolderProgramFiles, u"C:\\Program Files"}};
     FolderSource source = [&](int id) { return known.count(id) ? known[id] : String(); };

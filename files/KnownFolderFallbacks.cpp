@@ -1,4 +1,4 @@
-#include "files/SpecialFolderRules.h"
+#include "files/KnownFolderFallbacks.h"
 
 #include "files/PathText.h"
 
