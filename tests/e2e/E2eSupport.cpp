@@ -5,22 +5,14 @@
 #include <windows.h>
 
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <thread>
 
 namespace wm::e2e {
 
 namespace {
-
-String EnvOr(const char* name, const char* fallback) {
-    const char* v = std::getenv(name);
-    String s = Widen(v ? v : fallback);
-    for (char16_t& c : s)
-        if (c == u'/')
-            c = u'\\';
-    if (!s.empty() && s.back() != u'\\')
-        s += u'\\';
-    return s;
-}
 
 void Drain(HANDLE h, std::vector<char>& into) {
     char buf[65536];
@@ -29,69 +21,33 @@ void Drain(HANDLE h, std::vector<char>& into) {
         into.insert(into.end(), buf, buf + got);
 }
 
-std::vector<wchar_t> BuildEnvironment(const RunOptions& o) {
-    std::vector<wchar_t> block;
-    wchar_t* current = GetEnvironmentStringsW();
-    for (const wchar_t* p = current; *p; p += wcslen(p) + 1)
-        block.insert(block.end(), p, p + wcslen(p) + 1);
-    FreeEnvironmentStringsW(current);
-    for (const auto& [k, v] : o.env) {
-        String kv = Widen(k + "=" + v);
-        block.insert(block.end(), kv.begin(), kv.end());
-        block.push_back(0);
-    }
-    block.push_back(0);
-    return block;
-}
-
 } // namespace
 
 String StageDir() {
-    return EnvOr("WAVEMILL_STAGE", ".");
+    const char* v = std::getenv("WAVEMILL_STAGE");
+    String s = Widen(v ? v : ".");
+    ReplaceAll(s, u"/", u"\\");
+    return s.ends_with(u'\\') ? s : s + u"\\";
 }
-String WavemillExe() {
-    return StageDir() + u"Wavemill.exe";
-}
-
-namespace {
-
-void RemoveTree(const String& dir) {
-    WIN32_FIND_DATAW fd;
-    HANDLE f = FindFirstFileW(W(dir + u"*"), &fd);
-    if (f != INVALID_HANDLE_VALUE) {
-        do {
-            String name = FromW(fd.cFileName);
-            if (name == u"." || name == u"..")
-                continue;
-            String path = dir + name;
-            if (fd.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
-                RemoveTree(path + u"\\");
-            } else {
-                SetFileAttributesW(W(path), FILE_ATTRIBUTE_NORMAL);
-                DeleteFileW(W(path));
-            }
-        } while (FindNextFileW(f, &fd));
-        FindClose(f);
-    }
-    RemoveDirectoryW(W(dir));
-}
-
-} // namespace
 
 String NewWorkDir(const std::string& name) {
     wchar_t temp[MAX_PATH];
     GetTempPathW(MAX_PATH, temp);
     // Process ids come round again under Wine: clear whatever an earlier run left there.
-    String root = FromW(temp) + u"wm-e2e-" + Widen(std::to_string(GetCurrentProcessId())) + u"\\";
-    String dir = root + Widen(name) + u"\\";
-    RemoveTree(dir);
-    CreateDirectoryW(W(root), nullptr);
-    CreateDirectoryW(W(dir), nullptr);
+    String dir = FromW(temp) + u"wm-e2e-" + Widen(std::to_string(GetCurrentProcessId())) + u"\\" +
+                 Widen(name) + u"\\";
+    std::error_code ignored;
+    std::filesystem::remove_all(W(dir), ignored);
+    std::filesystem::create_directories(W(dir), ignored);
     return dir;
 }
 
 std::string DecodeUtf16(const std::vector<char>& bytes) {
     return Narrow(StringView(reinterpret_cast<const char16_t*>(bytes.data()), bytes.size() / 2));
+}
+
+bool Contains(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
 }
 
 RunResult RunWavemill(const String& arguments, const RunOptions& o) {
@@ -115,41 +71,40 @@ RunResult RunWavemill(const String& arguments, const RunOptions& o) {
     si.hStdInput = inR;
     si.hStdOutput = outW;
     si.hStdError = errW;
-    String exe = o.program.empty() ? WavemillExe() : Widen(o.program);
-    String line = u"\"" + exe + u"\" " + arguments;
-    std::vector<wchar_t> env = BuildEnvironment(o);
+    String line = u"\"" + StageDir() + u"Wavemill.exe\" " + arguments;
+    // The child inherits this process's environment; the extra variables last for its start.
+    for (const auto& [name, value] : o.env)
+        SetEnvironmentVariableA(name.c_str(), value.c_str());
     PROCESS_INFORMATION pi{};
     BOOL started = CreateProcessW(nullptr, const_cast<wchar_t*>(W(line)), nullptr, nullptr, TRUE,
-                                  CREATE_UNICODE_ENVIRONMENT | CREATE_NO_WINDOW, env.data(),
-                                  nullptr, &si, &pi);
+                                  CREATE_NO_WINDOW, nullptr, nullptr, &si, &pi);
+    for (const auto& [name, value] : o.env)
+        SetEnvironmentVariableA(name.c_str(), nullptr);
     CloseHandle(outW);
     CloseHandle(errW);
     CloseHandle(inR);
     if (!started) {
-        CloseHandle(outR);
-        CloseHandle(errR);
-        if (inW)
-            CloseHandle(inW);
+        for (HANDLE h : {outR, errR, inW})
+            if (h)
+                CloseHandle(h);
         result.err = "CreateProcessW failed: " + std::to_string(GetLastError());
         return result;
     }
-    std::vector<char> errBytes;
-    std::thread outReader([&] { Drain(outR, result.rawOut); });
+    std::vector<char> outBytes, errBytes;
+    std::thread outReader([&] { Drain(outR, outBytes); });
     std::thread errReader([&] { Drain(errR, errBytes); });
     std::thread writer([&] {
-        if (!inW)
-            return;
-        size_t at = 0;
-        while (at < o.stdinData.size()) {
-            DWORD put = 0;
-            DWORD n = static_cast<DWORD>(std::min<size_t>(65536, o.stdinData.size() - at));
-            if (!WriteFile(inW, o.stdinData.data() + at, n, &put, nullptr))
+        DWORD put = 0;
+        for (size_t at = 0; inW && at < o.stdinData.size(); at += put)
+            if (!WriteFile(inW, o.stdinData.data() + at,
+                           static_cast<DWORD>(std::min<size_t>(65536, o.stdinData.size() - at)),
+                           &put, nullptr))
                 break;
-            at += put;
-        }
-        CloseHandle(inW);
+        if (inW)
+            CloseHandle(inW);
     });
-    if (WaitForSingleObject(pi.hProcess, o.timeoutMs) == WAIT_TIMEOUT) {
+    // Generous: only a hang should reach it.
+    if (WaitForSingleObject(pi.hProcess, 60000) == WAIT_TIMEOUT) {
         result.timedOut = true;
         TerminateProcess(pi.hProcess, 99);
         WaitForSingleObject(pi.hProcess, 5000);
@@ -160,32 +115,26 @@ RunResult RunWavemill(const String& arguments, const RunOptions& o) {
     DWORD code = 0;
     GetExitCodeProcess(pi.hProcess, &code);
     result.exitCode = static_cast<int>(code);
-    CloseHandle(pi.hProcess);
-    CloseHandle(pi.hThread);
-    CloseHandle(outR);
-    CloseHandle(errR);
-    result.out = DecodeUtf16(result.rawOut);
+    for (HANDLE h : {pi.hProcess, pi.hThread, outR, errR})
+        CloseHandle(h);
+    result.out = DecodeUtf16(outBytes);
     result.err = DecodeUtf16(errBytes);
     return result;
 }
 
 std::vector<char> ReadBytes(const String& path) {
-    std::vector<char> out;
-    HANDLE h = CreateFileW(W(path), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                           OPEN_EXISTING, 0, nullptr);
-    if (h == INVALID_HANDLE_VALUE)
-        return out;
-    Drain(h, out);
-    CloseHandle(h);
-    return out;
+    std::ifstream in(std::filesystem::path(path), std::ios::binary);
+    return std::vector<char>(std::istreambuf_iterator<char>(in), {});
+}
+
+std::string ReadText(const String& path) {
+    std::vector<char> b = ReadBytes(path);
+    return std::string(b.begin(), b.end());
 }
 
 void WriteBytes(const String& path, const void* data, size_t size) {
-    HANDLE h = CreateFileW(W(path), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-    DWORD put = 0;
-    if (size)
-        WriteFile(h, data, static_cast<DWORD>(size), &put, nullptr);
-    CloseHandle(h);
+    std::ofstream(std::filesystem::path(path), std::ios::binary)
+        .write(static_cast<const char*>(data), static_cast<std::streamsize>(size));
 }
 
 void WriteText(const String& path, const std::string& utf8) {
@@ -201,9 +150,8 @@ bool Exists(const String& path) {
 }
 
 String WriteScript(const String& dir, const std::string& name, const std::string& script) {
-    String path = dir + Widen(name);
-    WriteText(path, script);
-    return path;
+    WriteText(dir + Widen(name), script);
+    return dir + Widen(name);
 }
 
 } // namespace wm::e2e

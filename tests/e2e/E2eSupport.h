@@ -15,31 +15,29 @@ struct RunResult {
     bool timedOut = false;
     std::string out; // standard output, UTF-16LE decoded to UTF-8
     std::string err; // standard error, decoded the same way
-    std::vector<char> rawOut;
 };
 
 struct RunOptions {
     std::vector<char> stdinData; // written to the child's standard input, then closed
-    bool stdinIsPipe = true;     // false: the child inherits no standard input pipe (NUL)
+    bool stdinIsPipe = true;     // false: the child's standard input is NUL
     std::vector<std::pair<std::string, std::string>> env; // extra environment variables
-    uint32_t timeoutMs = 60000;
-    std::string program; // defaults to the staged Wavemill.exe
 };
 
-String StageDir(); // staged program tree, ending in "\"
-String WavemillExe();
+String StageDir();                          // staged program tree, ending in "\"
 String NewWorkDir(const std::string& name); // fresh empty folder, ending in "\"
 
 RunResult RunWavemill(const String& arguments, const RunOptions& options = {});
 
 std::vector<char> ReadBytes(const String& path);
+std::string ReadText(const String& path);
 void WriteBytes(const String& path, const void* data, size_t size);
 void WriteText(const String& path, const std::string& utf8);
 void WriteUtf16(const String& path, const String& text); // no byte-order mark
 bool Exists(const String& path);
 std::string DecodeUtf16(const std::vector<char>& bytes);
+bool Contains(const std::string& text, const std::string& part);
 
-// Test-decoder script (see tests/plugins/README.md) written to a .wmt file.
+// Test-decoder script (see tests/plugins/README.md) written to dir + name; returns the path.
 String WriteScript(const String& dir, const std::string& name, const std::string& script);
 
 } // namespace wm::e2e

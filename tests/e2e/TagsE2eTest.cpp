@@ -27,17 +27,20 @@ IDTagSet ReadBlock(const String& path) {
 
 const uint8_t kCover[] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n', 1, 2, 3};
 
+const char16_t* const kSourceTags[][2] = {{u"title", u"Source Title"},
+                                          {u"artist", u"Source Artist"},
+                                          {u"Encoded By", u"someone"},
+                                          {u"Encoder", u"old encoder"},
+                                          {u"Source", u"CD"},
+                                          {u"Encoding Tool", u"tool"},
+                                          {u"replaygain_track_gain", u"-3.1 dB"},
+                                          {u"ITUNSMPB", u"00000000"},
+                                          {u"comment", u"\u00A0 spaced \u3000"}};
+
 IDTagSet SourceTags() {
     IDTagSet s;
-    s.Add(u"title", u"Source Title");
-    s.Add(u"artist", u"Source Artist");
-    s.Add(u"Encoded By", u"someone");
-    s.Add(u"Encoder", u"old encoder");
-    s.Add(u"Source", u"CD");
-    s.Add(u"Encoding Tool", u"tool");
-    s.Add(u"replaygain_track_gain", u"-3.1 dB");
-    s.Add(u"ITUNSMPB", u"00000000");
-    s.Add(u"comment", u"\u00A0 spaced \u3000");
+    for (const auto& tag : kSourceTags)
+        s.Add(tag[0], tag[1]);
     s.AddData(u"_albumart_1_Front Album Cover", kCover, sizeof kCover);
     return s;
 }
@@ -55,10 +58,10 @@ TEST(EncoderTags, CommandLineAndSourceTagsAreMergedRewrittenAndCleaned) {
                     "tagdata " + Narrow(tags) + "\nseconddata " + Narrow(second) + "\nblock 400\n");
     WriteText(StageDir() + u"Versions\\Compression\\TestEnc.txt", "Release 2.0 (libtest 1.5)");
     String dump = dir + u"received.bin";
-    RunResult r = RunWavemill(u"-infile=\"" + in + u"\" -outfile=\"" + dir +
-                              u"out.raw\" -convert_to=TestEnc -tag=\"title=Cmd {qt}Title{qt}\" "
-                              u"-tag==ignored -tag=\"genre=Jazz\" -tagdump=\"" +
-                              dump + u"\"");
+    String args = u"-infile=\"" + in + u"\" -outfile=\"" + dir +
+                  u"out.raw\" -convert_to=TestEnc -tagdump=\"" + dump + u"\"";
+    RunResult r =
+        RunWavemill(args + u" -tag=\"title=Cmd {qt}Title{qt}\" -tag==ignored -tag=\"genre=Jazz\"");
     ASSERT_EQ(r.exitCode, 0) << r.err;
     IDTagSet got = ReadBlock(dump);
     EXPECT_EQ(got.GetValue(u"title"), u"Cmd \"Title\"");
@@ -68,16 +71,13 @@ TEST(EncoderTags, CommandLineAndSourceTagsAreMergedRewrittenAndCleaned) {
     EXPECT_EQ(got.GetValue(u"Encoder"), u"libtest 1.5");
     EXPECT_EQ(got.GetValue(u"Source"), u"CD >> Lossless [wmt]");
     EXPECT_EQ(got.GetValue(u"comment"), u"spaced");
-    EXPECT_FALSE(got.Find(u"Encoding Tool"));
-    EXPECT_FALSE(got.Find(u"replaygain_track_gain"));
-    EXPECT_FALSE(got.Find(u"ITUNSMPB"));
+    for (const char16_t* dropped : {u"Encoding Tool", u"replaygain_track_gain", u"ITUNSMPB"})
+        EXPECT_FALSE(got.Find(dropped)) << Narrow(dropped);
     const IDTagEntry* art = got.FindAlbumArt(1);
-    ASSERT_TRUE(art);
-    EXPECT_EQ(art->Data, std::vector<uint8_t>(std::begin(kCover), std::end(kCover)));
+    EXPECT_TRUE(art && art->Data == std::vector<uint8_t>(std::begin(kCover), std::end(kCover)));
 
     // An encoder that asks for replay gain keeps it; ITUNSMPB never survives.
-    r = RunWavemill(u"-infile=\"" + in + u"\" -outfile=\"" + dir +
-                    u"out2.raw\" -convert_to=TestEnc -replaygain=1 -tagdump=\"" + dump + u"\"");
+    r = RunWavemill(args + u" -replaygain=1");
     ASSERT_EQ(r.exitCode, 0) << r.err;
     got = ReadBlock(dump);
     EXPECT_EQ(got.GetValue(u"replaygain_track_gain"), u"-3.1 dB");
@@ -110,45 +110,41 @@ TEST(TagWriter, WritesThroughTheTagLoadDecoderOrLeavesTheFileAlone) {
     String dir = NewWorkDir("tagwriter");
     String tags = WriteBlock(dir + u"tags.bin", SourceTags());
     String in = WriteScript(dir, "in.wmt", "tagdata " + Narrow(tags) + "\nblock 400\n");
-    String written = dir + u"written.bin";
+    String written = dir + u"written.bin", out = dir + u"out.raw";
     RunOptions o;
     o.env = {{"WAVEMILL_TEST_IDTAGS", Narrow(written)}};
-    auto run = [&](const String& out, const String& extra, const RunOptions& opts) {
+    auto run = [&](const String& target, const String& extra) {
         DeleteFileW(W(written));
-        return RunWavemill(u"-infile=\"" + in + u"\" -outfile=\"" + out +
+        return RunWavemill(u"-infile=\"" + in + u"\" -outfile=\"" + target +
                                u"\" -convert_to=TestEnc -tagafter=1" + extra,
-                           opts);
+                           o);
     };
-    String out = dir + u"out.raw";
-    RunResult r = run(out, u" -fntousefortagloaddec=\"" + dir + u"tagload.wmt\"", o);
+    RunResult r = run(out, u" -fntousefortagloaddec=\"" + dir + u"tagload.wmt\"");
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_TRUE(r.out.find("Writing ID Tags: Done\r\n") != std::string::npos) << r.out;
-    std::vector<char> bytes = ReadBytes(written);
-    IDTagSet got;
-    got.Deserialize(bytes.data(), bytes.size());
+    EXPECT_TRUE(Contains(r.out, "Writing ID Tags: Done\r\n")) << r.out;
+    // The tag block, then the UTF-16 name of the file it was written to.
+    IDTagSet got = ReadBlock(written);
     EXPECT_EQ(got.GetValue(u"title"), u"Source Title");
-    std::vector<uint8_t> block = got.Serialize();
-    ASSERT_GT(bytes.size(), block.size());
-    EXPECT_EQ(Narrow(StringView(reinterpret_cast<const char16_t*>(bytes.data() + block.size()),
-                                (bytes.size() - block.size()) / 2)),
-              Narrow(out));
+    std::vector<char> bytes = ReadBytes(written);
+    size_t blockSize = got.Serialize().size();
+    ASSERT_GT(bytes.size(), blockSize);
+    EXPECT_EQ(DecodeUtf16(std::vector<char>(bytes.begin() + blockSize, bytes.end())), Narrow(out));
 
     // No tag writing: noidtag, an .IGNORE output, a tag-load name ending in .iGnore, and an
     // output type no decoder serves (the file stays untagged, the run still succeeds).
-    for (const String& extra : {String(u" -noidtag -fntousefortagloaddec=x.wmt"),
-                                String(u" -fntousefortagloaddec=\"x.iGnore\""), String(u"")}) {
-        r = run(out, extra, o);
-        EXPECT_EQ(r.exitCode, 0) << Narrow(extra) << r.err;
+    const std::pair<String, String> skipped[] = {
+        {out, u" -noidtag -fntousefortagloaddec=x.wmt"},
+        {dir + u"out.IGNORE", u" -fntousefortagloaddec=x.wmt"},
+        {out, u" -fntousefortagloaddec=\"x.iGnore\""},
+        {out, u""}};
+    for (const auto& [target, extra] : skipped) {
+        EXPECT_EQ(run(target, extra).exitCode, 0) << Narrow(extra);
         EXPECT_FALSE(Exists(written)) << Narrow(extra);
     }
-    r = run(dir + u"out.IGNORE", u" -fntousefortagloaddec=x.wmt", o);
-    EXPECT_EQ(r.exitCode, 0);
-    EXPECT_FALSE(Exists(written));
 
     // A plug-in that refuses ten times fails the run.
     o.env = {{"WAVEMILL_TEST_IDTAGS", "refuse"}};
-    r = run(out, u" -fntousefortagloaddec=x.wmt", o);
+    r = run(out, u" -fntousefortagloaddec=x.wmt");
     EXPECT_EQ(r.exitCode, 1);
-    EXPECT_TRUE(r.err.find("Unable to tag file '" + Narrow(out) + "'") != std::string::npos)
-        << r.err;
+    EXPECT_TRUE(Contains(r.err, "Unable to tag file '" + Narrow(out) + "'")) << r.err;
 }

@@ -16,11 +16,11 @@ check() { # check <description> <command...>
 wm() { wine "$stage/Wavemill.exe" "$@" </dev/null; }
 raw_of() { sox "$1" -t raw -; }
 utf8() { iconv -f UTF-16LE -t UTF-8; }
-format_of() { echo "$(soxi -r "$1") $(soxi -c "$1") $(soxi -b "$1") $(soxi -e "$1") $(soxi -s "$1")"; }
+format_of() { for o in r c b e s; do soxi -$o "$1"; done | tr '\n' ' '; }
 
 # Redirected standard output: UTF-16LE, CR LF, no byte-order mark; -help exits 1.
-wm -help >help.txt; status=$?
-check "-help exits 1" test "$status" -eq 1
+wm -help >help.txt
+check "-help exits 1" test $? -eq 1
 check "redirected output starts with CR LF in UTF-16LE, no BOM" \
     test "$(head -c 4 help.txt | od -An -tx1 | tr -d ' ')" = "0d000a00"
 check "usage line" grep -q 'Usage: Wavemill.exe -infile="filename" -outfile="filename" -convert_to="codec" \[codec compression CLI\]' <(utf8 <help.txt)
@@ -31,30 +31,26 @@ sox -n -r 44100 -c 2 -b 16 "with space/in put.wav" synth 30 sine 440 gain -3
 win_in=$(winepath -w "with space/in put.wav") win_dir=$(winepath -w "$work/with space")
 wm -infile="$win_in" -outfile="$win_dir\\out.wav" -convert_to=Wave -tmpfolder="$win_dir\\" >run.txt
 check "WAV to WAV with wrapped quoting exits 0" test $? -eq 0
-check "progress bar and summary" grep -q 'Conversion completed in ' <(utf8 <run.txt)
-check "60 progress marks" grep -q '\*\{60\}' <(utf8 <run.txt)
+check "60 progress marks and summary" grep -Pzq '(?s)\*{60}\r\n.*\r\nConversion completed in \d' <(utf8 <run.txt)
 check "audio identical" cmp -s <(raw_of "with space/in put.wav") <(raw_of "with space/out.wav")
-check "sox reads 44100 Hz 2 ch 16 bit, 3 s" test "$(format_of "with space/out.wav")" = "44100 2 16 Signed Integer PCM 1323000"
+check "sox reads 44100 Hz 2 ch 16 bit, 3 s" test "$(format_of "with space/out.wav")" = "44100 2 16 Signed Integer PCM 1323000 "
 
 # Formats sox writes decode to the same samples (24-bit, float, 6 channels, 8-bit).
 for spec in "-b 24 -c 2" "-e floating-point -b 32 -c 2" "-b 16 -c 6" "-b 8 -e unsigned -c 1"; do
     sox -n -r 48000 $spec fmt.wav synth 1.5 sine 300 gain -6
     wm -silent -infile=fmt.wav -outfile=fmt-out.wav -convert_to=Wave
-    check "decode/encode keeps samples ($spec)" cmp -s <(raw_of fmt.wav) <(raw_of fmt-out.wav)
-    check "sox reads the same format ($spec)" \
-        test "$(format_of fmt.wav)" = "$(format_of fmt-out.wav)"
+    check "same samples and format ($spec)" cmp -s <(raw_of fmt.wav; format_of fmt.wav) \
+        <(raw_of fmt-out.wav; format_of fmt-out.wav)
 done
 
 # Raw PCM through a Linux pipe (PeekNamedPipe fails there; the run must still read it all).
 sox "with space/in put.wav" -t raw tone.raw
 cat tone.raw | wine "$stage/Wavemill.exe" -infile=- -outfile=piped.wav -convert_to=Wave \
     -sourcefreq=44100 -sourcechannels=2 -sourcebits=16 >/dev/null
-check "Linux pipe on standard input exits 0" test $? -eq 0
-check "piped PCM arrives whole" cmp -s tone.raw <(raw_of piped.wav)
+check "piped PCM through a Linux pipe arrives whole" test $? -eq 0 -a "$(raw_of piped.wav | cmp - tone.raw && echo same)" = same
 head -c 1001 tone.raw | wine "$stage/Wavemill.exe" -silent -infile=- -outfile=half.wav \
     -convert_to=Wave -sourcefreq=44100 -sourcechannels=2 -sourcebits=16 >/dev/null
-check "half sample at the end is dropped, run succeeds" test $? -eq 0
-check "only whole frames kept" test "$(raw_of half.wav | wc -c)" -eq 1000
+check "half sample at the end is dropped, run succeeds" test $?:"$(raw_of half.wav | wc -c)" = 0:1000
 
 # Bad input: each fails with a line and status 1, and never replaces an existing output.
 printf 'RIF' >tiny.wav
@@ -64,31 +60,30 @@ mkdir -p dir.wav
 for bad in tiny.wav zero.wav dir.wav; do
     echo keep >kept.wav
     wm -silent -infile="$bad" -outfile=kept.wav -convert_to=Wave 2>err.txt
-    check "$bad fails with status 1" test $? -eq 1
-    check "$bad gives an error line" test -s err.txt
-    check "$bad keeps the existing output" test "$(cat kept.wav)" = keep
+    check "$bad fails with status 1 and a line, keeps the output" \
+        test $?:"$(cat kept.wav)" = 1:keep -a -s err.txt
 done
 # A data size that claims more than the file holds: what is there converts.
 cp "with space/in put.wav" lying.wav
 printf '\xff\xff\xff\x7f' | dd of=lying.wav bs=1 seek=40 conv=notrunc status=none
-wm -silent -infile=lying.wav -outfile=lying-out.wav -convert_to=Wave
+wm -silent -infile=lying.wav -outfile=lying-out.wav -convert_to=Wave >/dev/null
 check "lying data size converts what is there" cmp -s <(raw_of "with space/in put.wav") <(raw_of lying-out.wav)
 
 # Tags and album art through a whole conversion, checked with ffprobe: text tags ffmpeg wrote
 # (LIST/INFO), a "tag" option winning over the source, and two covers from an "id3 " chunk.
 if command -v ffmpeg >/dev/null && command -v ffprobe >/dev/null; then
     tags_of() { ffprobe -v error -show_entries format_tags -of default=nw=1 "$1"; }
-    ffmpeg -v error -y -f lavfi -i "sine=frequency=330:duration=2" -ac 2 -c:a pcm_s16le \
-        -metadata title='Tagged Title' -metadata artist='Source Artist' \
-        -metadata album='Source Album' -metadata comment='Source comment' tagged.wav
+    ffmpeg -v error -y -f lavfi -i "sine=frequency=330:duration=2" -ac 2 -c:a pcm_s16le -metadata \
+        title='Tagged Title' -metadata artist='Source Artist' -metadata album='Source Album' \
+        -metadata comment='Source comment' tagged.wav
     wm -silent -infile=tagged.wav -outfile=tagged-out.wav -convert_to=Wave \
         -tag="artist=Command {qt}Line{qt} Artist" >/dev/null
     check "tagged conversion exits 0" test $? -eq 0
     probe=$(tags_of tagged-out.wav)
-    check "title carried" grep -qxF 'TAG:title=Tagged Title' <<<"$probe"
-    check "album carried" grep -qxF 'TAG:album=Source Album' <<<"$probe"
-    check "comment carried" grep -qxF 'TAG:comment=Source comment' <<<"$probe"
-    check "tag option wins" grep -qxF 'TAG:artist=Command "Line" Artist' <<<"$probe"
+    for tag in 'title=Tagged Title' 'album=Source Album' 'comment=Source comment' \
+        'artist=Command "Line" Artist'; do
+        check "tag $tag (the tag option wins)" grep -qxF "TAG:$tag" <<<"$probe"
+    done
     check "tagged audio identical" cmp -s <(raw_of tagged.wav) <(raw_of tagged-out.wav)
 
     wavtool() { wine "$wavtool" "$@" </dev/null | tr -d '\r'; }
@@ -104,10 +99,8 @@ if command -v ffmpeg >/dev/null && command -v ffprobe >/dev/null; then
     check "ffprobe sees two attached pictures" test "$(ffprobe -v error -show_entries \
         stream_disposition=attached_pic -of csv=p=0 covers-out.wav | grep -c '^1$')" -eq 2
     listed=$(wavtool tags "Z:$stage" "Z:$work/covers-out.wav" "Z:$work/pics-out")
-    check "front cover keeps its type" grep -q '^picture 1 _albumart_1_Front Album Cover ' <<<"$listed"
-    check "back cover keeps its type" grep -q '^picture 2 _albumart_2_Back Album Cover ' <<<"$listed"
-    check "front cover byte-identical" cmp -s pics-in/front.png pics-out/picture1.bin
-    check "back cover byte-identical" cmp -s pics-in/back.jpg pics-out/picture2.bin
+    check "covers keep their types" test "$(grep -c '^picture \([12]\) _albumart_\1_\(Front\|Back\) Album Cover ' <<<"$listed")" -eq 2
+    check "covers byte-identical" cmp -s <(cat pics-in/front.png pics-in/back.jpg) <(cat pics-out/picture1.bin pics-out/picture2.bin)
     wm -silent -noidtag -infile=covers.wav -outfile=untagged.wav -convert_to=Wave >/dev/null
     check "noidtag writes no tags" test -z "$(tags_of untagged.wav)"
 else

@@ -5,46 +5,27 @@
 set -u
 objdump=${OBJDUMP:-x86_64-w64-mingw32-objdump}
 [ $# -ge 1 ] || { echo "usage: $0 TREE..." >&2; exit 2; }
-
-is_system_dll() {
-    name=$(printf '%s' "$1" | tr '[:upper:]' '[:lower:]')
-    case "$name" in
-    kernel32.dll | user32.dll | gdi32.dll | advapi32.dll | shell32.dll | ole32.dll | \
-        oleaut32.dll | comctl32.dll | dbghelp.dll | msvcrt.dll | ws2_32.dll | shlwapi.dll | \
-        version.dll | bcrypt.dll | ntdll.dll | comdlg32.dll | api-ms-win-crt-*.dll)
-        return 0 ;;
-    esac
-    return 1
-}
-
 status=0
 checked=0
 for tree in "$@"; do
     # Without these the check would pass on an empty or half-built tree.
     for required in Wavemill.exe decoder/WavDecoder.dll encoder/Wave.dll; do
-        if [ ! -f "$tree/$required" ]; then
-            echo "MISSING: $tree/$required"
-            status=1
-        fi
+        [ -f "$tree/$required" ] || { echo "MISSING: $tree/$required"; status=1; }
     done
-    [ -d "$tree" ] || continue
-    files=$(find "$tree" -type f \( -iname '*.dll' -o -iname '*.exe' \) | sort)
-    [ -n "$files" ] || continue
     while IFS= read -r file; do
-        if ! imports=$("$objdump" -p "$file" 2>&1); then
-            echo "NOT A PE FILE: $file"
-            status=1
-            continue
-        fi
+        [ -n "$file" ] || continue
+        imports=$("$objdump" -p "$file" 2>&1) || { echo "NOT A PE FILE: $file"; status=1; continue; }
         checked=$((checked + 1))
         for dll in $(printf '%s\n' "$imports" | sed -n 's/^[[:space:]]*DLL Name: *//p'); do
-            if ! is_system_dll "$dll"; then
-                echo "FOREIGN IMPORT: $file imports $dll"
-                status=1
-            fi
+            case $(printf '%s' "$dll" | tr '[:upper:]' '[:lower:]') in
+            kernel32.dll | user32.dll | gdi32.dll | advapi32.dll | shell32.dll | ole32.dll | \
+                oleaut32.dll | comctl32.dll | dbghelp.dll | msvcrt.dll | ws2_32.dll | shlwapi.dll | \
+                version.dll | bcrypt.dll | ntdll.dll | comdlg32.dll | api-ms-win-crt-*.dll) ;;
+            *) echo "FOREIGN IMPORT: $file imports $dll"; status=1 ;;
+            esac
         done
     done <<LIST
-$files
+$(find "$tree" -type f \( -iname '*.dll' -o -iname '*.exe' \) 2>/dev/null)
 LIST
 done
 echo "checked $checked files"

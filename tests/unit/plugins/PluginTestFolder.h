@@ -1,43 +1,75 @@
-// A throw-away program folder for plug-in tests, populated with copies of the staged test
-// plug-ins, so that each test controls exactly which libraries discovery finds.
+// A throw-away program folder for plug-in tests, holding copies of the staged test plug-ins so
+// that each test controls exactly which libraries discovery finds.
 #pragma once
 
+#include "process/Registry.h"
+#include "process/WinString.h"
 #include "text/String.h"
+
+#include <windows.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
 
 namespace wm::test {
 
+inline String Unique(StringView prefix) {
+    static std::atomic<int> counter{0};
+    return String(prefix) + Widen(std::to_string(::GetCurrentProcessId())) + u"_" +
+           Widen(std::to_string(++counter));
+}
+
 // Full path of a staged plug-in (below WAVEMILL_STAGE), e.g. StagedPlugin(u"decoder", u"X.dll").
-String StagedPlugin(StringView kind, StringView file);
+inline String StagedPlugin(StringView kind, StringView file) {
+    const char* stage = std::getenv("WAVEMILL_STAGE");
+    String path = Widen(stage ? stage : "") + u"\\" + String(kind) + u"\\" + String(file);
+    ReplaceAll(path, u"/", u"\\");
+    return path;
+}
 
 class PluginTestFolder {
   public:
-    PluginTestFolder();
-    ~PluginTestFolder();
-    PluginTestFolder(const PluginTestFolder&) = delete;
-    PluginTestFolder& operator=(const PluginTestFolder&) = delete;
-
+    PluginTestFolder() {
+        wchar_t temp[MAX_PATH + 1];
+        ::GetTempPathW(MAX_PATH + 1, temp);
+        path_ = FromW(temp) + Unique(u"wm_plugins_") + u"\\";
+        ::CreateDirectoryW(W(path_), nullptr);
+    }
+    ~PluginTestFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(W(path_), ignored);
+    }
     // The program folder, with a trailing separator.
     const String& Path() const { return path_; }
     // Copies a staged plug-in into <kind>\<asName>; returns the copy's full path.
-    String Add(StringView kind, StringView stagedFile, StringView asName);
+    String Add(StringView kind, StringView stagedFile, StringView asName) {
+        ::CreateDirectoryW(W(path_ + String(kind)), nullptr);
+        const String target = path_ + String(kind) + u"\\" + String(asName);
+        ::CopyFileW(W(StagedPlugin(kind, stagedFile)), W(target), FALSE);
+        return target;
+    }
     // Makes an empty sub-folder <kind>\<name>.
-    void AddFolder(StringView kind, StringView name);
+    void AddFolder(StringView kind, StringView name) {
+        ::CreateDirectoryW(W(path_ + String(kind)), nullptr);
+        ::CreateDirectoryW(W(path_ + String(kind) + u"\\" + String(name)), nullptr);
+    }
 
   private:
     String path_;
 };
 
-// A decoder cache key of the test's own below HKEY_CURRENT_USER (without the "64" that the
-// handler appends); the whole key is deleted when the object goes.
+// A decoder cache key of the test's own below HKEY_CURRENT_USER (the handler appends "64");
+// deleted with the object.
 class TestCacheKey {
   public:
-    TestCacheKey();
-    ~TestCacheKey();
+    ~TestCacheKey() { RegDeleteKeyTree(name_ + u"64", HKEY_CURRENT_USER, kParent); }
     const char16_t* Key() const { return key_.c_str(); }
-    String UsedKey() const { return key_ + u"64"; }
 
   private:
-    String name_, key_;
+    static constexpr char16_t kParent[] = u"Software\\Brightfold\\WavemillTests";
+    String name_ = Unique(u"Cache"), key_ = String(kParent) + u"\\" + name_;
 };
 
 } // namespace wm::test

@@ -30,66 +30,36 @@ class RegistryTest : public ::testing::Test {
 
 } // namespace
 
-TEST_F(RegistryTest, TypedValuesAndMismatches) {
-    ASSERT_TRUE(RegWriteFloat(u"F", -2.5f));
-    EXPECT_EQ(RegReadFloat(u"F"), -2.5f);
-    EXPECT_EQ(RegValueType(u"F"), static_cast<uint32_t>(REG_BINARY));
-
+TEST_F(RegistryTest, MismatchesMissingKeysAndTrees) {
     ASSERT_TRUE(RegWriteString(u"E", u"%SystemRoot%\\x", nullptr, nullptr, true));
     EXPECT_EQ(RegValueType(u"E"), static_cast<uint32_t>(REG_EXPAND_SZ));
     bool failed = true;
     EXPECT_EQ(RegReadString(u"E", nullptr, nullptr, &failed), u"%SystemRoot%\\x"); // unexpanded
     EXPECT_FALSE(failed);
+    EXPECT_EQ(RegReadDword(u"E", nullptr, nullptr, &failed), 0u);
+    EXPECT_TRUE(failed);
 
-    ASSERT_TRUE(RegWriteString(u"Number", u"12"));
-    EXPECT_EQ(RegReadDword(u"Number", nullptr, nullptr, &failed), 0u);
-    EXPECT_TRUE(failed);
-    ASSERT_TRUE(RegWriteDword(u"Small", 7));
-    failed = false;
-    EXPECT_EQ(RegReadQword(u"Small", nullptr, nullptr, &failed), 0u);
-    EXPECT_TRUE(failed);
-    failed = false;
-    EXPECT_EQ(RegReadString(u"Small", nullptr, nullptr, &failed), u"");
-    EXPECT_TRUE(failed);
-}
-
-TEST_F(RegistryTest, GivenPathReplacesDefaultAndReadCreatesKey) {
     String other = Sub(u"\\Deeper\\Key");
-    ASSERT_FALSE(RegKeyExists(other, HKEY_CURRENT_USER));
     EXPECT_EQ(RegReadDword(u"X", HKEY_CURRENT_USER, other.c_str()), 0u);
     EXPECT_TRUE(RegKeyExists(other, HKEY_CURRENT_USER));
-    ASSERT_TRUE(RegWriteDword(u"X", 5, nullptr, other.c_str()));
-    EXPECT_EQ(RegReadDword(u"X", nullptr, other.c_str()), 5u);
-    EXPECT_FALSE(RegValueExists(u"X")); // not under the default key
-}
 
-TEST_F(RegistryTest, DeletesWholeTreesButNothingForAnEmptyName) {
-    ASSERT_TRUE(RegWriteDword(u"v", 1, nullptr, Sub(u"\\Tree\\A\\B\\C").c_str()));
+    ASSERT_TRUE(RegWriteDword(u"v", 1, nullptr, Sub(u"\\Tree\\A\\B").c_str()));
     ASSERT_TRUE(RegWriteDword(u"v", 1, nullptr, Sub(u"\\Tree\\D").c_str()));
-    ASSERT_TRUE(RegWriteString(u"s", u"x", nullptr, Sub(u"\\Tree").c_str()));
-    EXPECT_EQ(RegEnumSubKeys(nullptr, Sub(u"\\Tree").c_str()), (StringList{u"A", u"D"}));
-
     RegDeleteKeyTree(u"Tree");
     EXPECT_FALSE(RegKeyExists(Sub(u"\\Tree"), HKEY_CURRENT_USER));
-    EXPECT_TRUE(RegKeyExists(root_, HKEY_CURRENT_USER));
-    RegDeleteKeyTree(u"");
     EXPECT_TRUE(RegKeyExists(root_, HKEY_CURRENT_USER));
 }
 
 TEST_F(RegistryTest, FirstRunDefaultsOnlyWhileMarkerMissing) {
-    String tagging = Sub(u"\\Tagging"), profile = Sub(u"\\Discpull\\Profiles\\(default)");
+    String tagging = Sub(u"\\Tagging");
     HKEY cu = HKEY_CURRENT_USER;
     ApplyTaggingDefaults(root_);
-    EXPECT_EQ(RegReadDword(u"AlbumArtFolderJPG", cu, profile.c_str()), 1u);
     EXPECT_EQ(RegReadDword(u"Mp3TagDefault", cu, tagging.c_str()), 3u);
     EXPECT_EQ(RegReadDword(u"VrxProfFreqConversion", cu, root_.c_str()), 1u);
 
     RegWriteDword(u"VrxProfFreqConversion", 9, cu, root_.c_str());
     ApplyTaggingDefaults(root_); // the marker is there: nothing changes
     EXPECT_EQ(RegReadDword(u"VrxProfFreqConversion", cu, root_.c_str()), 9u);
-    RegDeleteValue(u"Mp3TagDefault", cu, tagging.c_str());
-    ApplyTaggingDefaults(root_);
-    EXPECT_EQ(RegReadDword(u"VrxProfFreqConversion", cu, root_.c_str()), 1u);
 }
 
 TEST_F(RegistryTest, NumberTextFollowsTheRegistryLocale) {
@@ -108,7 +78,7 @@ TEST_F(RegistryTest, NumberTextFollowsTheRegistryLocale) {
         RegWriteString(u"iNegNumber", u"0", HKEY_CURRENT_USER, intl);
         InstallRegistryLocaleLoader();
         return std::make_tuple(FormatGrouped(12345678), FormatGrouped(-1234),
-                               ByteSizeText(1536ull << 20), DurationText(1500, 0));
+                               DurationText(1500, 0));
     };
     auto western = load(u".", u"3;0");
     auto indian = load(u" ", u"3;2;0");
@@ -121,7 +91,6 @@ TEST_F(RegistryTest, NumberTextFollowsTheRegistryLocale) {
     SetLocaleLoader(nullptr);
     EXPECT_EQ(std::get<0>(western), u"12.345.678");
     EXPECT_EQ(std::get<1>(western), u"(1.234)");
-    EXPECT_EQ(std::get<2>(western), u"1,50 GB");
-    EXPECT_EQ(std::get<3>(western), u"1,5 seconds");
+    EXPECT_EQ(std::get<2>(western), u"1,5 seconds");
     EXPECT_EQ(std::get<0>(indian), u"1 23 45 678");
 }

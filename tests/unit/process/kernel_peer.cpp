@@ -3,16 +3,14 @@
 //                                 (under its guard), signal done; exit 0 when the block
 //                                 existed already
 //   hold <ready> <release> <finished>     signal ready, wait for release, signal finished
-//   lockfile <path> <ready> <releasing> <holdMs> <release|->
-//                                 hold path open without sharing until holdMs pass or the
-//                                 release event is set, then signal releasing and close it
+//   lockfile <path> <ready> <release>     signal ready, hold path open without sharing until
+//                                         released
 #include "process/EventHandle.h"
 #include "process/SharedMemoryBlock.h"
 #include "process/UniqueHandle.h"
 #include "process/WinString.h"
 
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 
 using namespace wm;
@@ -56,15 +54,7 @@ int LockFile(char** argv) {
     if (!file)
         return 6;
     OpenEvent(argv[3]).Set();
-    uint32_t holdMs = static_cast<uint32_t>(std::strtoul(argv[5], nullptr, 10));
-    if (std::strcmp(argv[6], "-") == 0)
-        ::Sleep(holdMs);
-    else
-        OpenEvent(argv[6]).Wait(holdMs);
-    // Signalled before the close: whoever sees the file free has seen this too.
-    OpenEvent(argv[4]).Set();
-    file.reset();
-    return 0;
+    return OpenEvent(argv[4]).Wait(60000) ? 0 : 5;
 }
 
 } // namespace
@@ -74,7 +64,7 @@ int main(int argc, char** argv) {
         return Block(argv);
     if (argc >= 5 && std::strcmp(argv[1], "hold") == 0)
         return Hold(argv);
-    if (argc >= 7 && std::strcmp(argv[1], "lockfile") == 0)
+    if (argc >= 5 && std::strcmp(argv[1], "lockfile") == 0)
         return LockFile(argv);
     return 2;
 }

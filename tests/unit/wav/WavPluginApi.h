@@ -56,14 +56,12 @@ struct DecoderApi {
     WmDecOpen open = nullptr;
     WmDecClose close = nullptr;
     WmDecDecodeBlock decodeBlock = nullptr;
-    WmDecSetPosition setPosition = nullptr;
 
     bool Load(const std::wstring& stage) {
         module = LoadStaged(stage, L"decoder\\WavDecoder.dll");
         return module && Bind(module, "Create", create) && Bind(module, "Destroy", destroy) &&
                Bind(module, "Set", set) && Bind(module, "Open", open) &&
-               Bind(module, "Close", close) && Bind(module, "DecodeBlock", decodeBlock) &&
-               Bind(module, "SetPosition", setPosition);
+               Bind(module, "Close", close) && Bind(module, "DecodeBlock", decodeBlock);
     }
 
     // Opens `path` for a conversion; `info` receives what the decoder announces.

@@ -29,8 +29,7 @@ int Tags(const wchar_t* stage, const wchar_t* in, const std::wstring& pictures) 
     if (!decoder || !api.OpenToConvert(decoder, in, info))
         return Fail("open failed");
     wm::IDTagSet tags;
-    if (info.tagData)
-        tags.Deserialize(info.tagData, info.tagSize);
+    tags.Deserialize(info.tagData, info.tagSize);
     int status = 0;
     for (size_t i = 0, n = 0; i < tags.Count(); ++i) {
         const wm::IDTagEntry& e = tags.At(i);

@@ -11,10 +11,8 @@ command -v sox >/dev/null || { echo "SKIP: sox is not installed" >&2; exit 77; }
 rm -rf "$work" && mkdir -p "$work" && cd "$work" || exit 1
 failures=0
 check() { # check <what> <wanted> <got>
-    if [ "$2" = "$3" ]; then echo "ok   $1"; else
-        echo "FAIL $1: wanted '$2', got '$3'"
-        failures=$((failures + 1))
-    fi
+    [ "$2" = "$3" ] && echo "ok   $1" && return
+    echo "FAIL $1: wanted '$2', got '$3'" && failures=$((failures + 1))
 }
 format_of() { echo "$(soxi -r "$1") $(soxi -c "$1") $(soxi -b "$1") $(soxi -e "$1") $(soxi -s "$1")"; }
 samples_of() { sox -V1 "$1" -t raw - | md5sum; }
