@@ -127,6 +127,10 @@ enum { WM_FORMAT_PCM = 1, WM_FORMAT_IEEE_FLOAT = 3, WM_FORMAT_EXTENSIBLE = 0xFFF
 #define WM_VALUE_EXTENSION u"Extension"
 #define WM_VALUE_PRIORITY u"Priority"
 #define WM_VALUE_ID_TAGS u"IDTags"
+/* Asked after any entry point returned 0: pointer1 out = why, as one line of UTF-16 text owned by
+ * the plug-in (for example u"WAV format 0x0002 (MS ADPCM) is not supported"). The host appends it
+ * to its own error line. Answer 0 when there is nothing to say. */
+#define WM_VALUE_LAST_ERROR u"LastError"
 
 /* Decoder entry points: "Create", "Destroy", "Get", "Set", "Open", "Close", "DecodeBlock",
  * "SetPosition", "DeleteATag". hostContext is opaque to the plug-in. */
