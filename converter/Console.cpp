@@ -87,7 +87,7 @@ bool Console::ReadWaiting(HANDLE pipe, std::vector<char>& into) {
     return !into.empty();
 }
 
-bool Console::Drain(bool parentMode, bool silent, std::atomic<int32_t>& failed) {
+bool Console::Drain(bool parentMode, bool silent, RunStatus& status) {
     bool found = false;
     if (ReadWaiting(infoRead_.get(), scratch_)) {
         found = true;
@@ -103,7 +103,7 @@ bool Console::Drain(bool parentMode, bool silent, std::atomic<int32_t>& failed) 
     }
     if (ReadWaiting(errorRead_.get(), scratch_)) {
         found = true;
-        failed.store(1);
+        status.Fail("an error line was logged");
         if (parentMode || !errIsConsole_) {
             WriteBytes(stdErr_, scratch_.data(), scratch_.size());
         } else {

@@ -2,6 +2,7 @@
 // the error file), the two log pipes, and the relay that drains the pipes onto the sinks.
 #pragma once
 
+#include "converter/RunStatus.h"
 #include "process/UniqueHandle.h"
 #include "text/String.h"
 
@@ -25,9 +26,9 @@ class Console {
     // Replaces standard error by a file the console now owns (the errorfile option).
     void SetErrorSink(UniqueHandle file);
 
-    // Moves whatever waits in the pipes to the sinks. An error line sets failed, whatever the
+    // Moves whatever waits in the pipes to the sinks. An error line fails the run, whatever the
     // mode. Returns true when it found something.
-    bool Drain(bool parentMode, bool silent, std::atomic<int32_t>& failed);
+    bool Drain(bool parentMode, bool silent, RunStatus& status);
 
     HANDLE ErrorPipeWrite() const { return errorWrite_.get(); }
     HANDLE InfoPipeWrite() const { return infoWrite_.get(); }

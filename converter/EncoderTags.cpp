@@ -1,16 +1,10 @@
-// The output's ID tags: the set the encoder receives, and the tag writer that puts the tags
-// into the finished file through the decoder plug-in of the output's type.
-#include "converter/Log.h"
-#include "converter/TwWavemill.h"
-#include "files/FileAccess.h"
-#include "files/FileOps.h"
-#include "files/PathText.h"
-#include "plugins/clTwCodecHandler.h"
-#include "process/Registry.h"
-#include "process/WinString.h"
-#include "tags/TagText.h"
+// The output's ID tags: the set the encoder receives.
+#include "converter/EncoderTags.h"
 
-#include <windows.h>
+#include "files/FileAccess.h"
+#include "files/PathText.h"
+#include "process/Registry.h"
+#include "tags/TagText.h"
 
 namespace wm {
 
@@ -66,123 +60,96 @@ void Replace(IDTagSet& set, StringView name, StringView value) {
 
 } // namespace
 
-void TwWavemill::UpdateEncoderTags(const void* tagBlock, uint32_t tagSize, const void* infoBlock,
-                                   uint32_t infoSize, bool keepReplayGain,
-                                   const String& encoderSettings) {
-    for (size_t i = 0; i < options_.Count(); ++i) {
-        if (!EqualsNoCase(options_.NameAt(i), u"tag"))
-            continue;
-        String v = options_.ValueAt(i);
-        ReplaceAll(v, u"{qt}", u"\"");
-        size_t eq = v.find(u'=');
-        if (eq == String::npos || eq == 0)
-            continue;
-        tagSet_.Add(StringView(v).substr(0, eq), StringView(v).substr(eq + 1));
-    }
+void EncoderTags::UpdateEncoderTags(const void* tagBlock, uint32_t tagSize, const void* infoBlock,
+                                    uint32_t infoSize, bool keepReplayGain,
+                                    const String& encoderSettings) {
+    AddUserTags();
     if (tagBlock && tagSize) {
         IDTagSet decoded;
         decoded.Deserialize(tagBlock, tagSize);
-        tagSet_.Merge(decoded, false);
+        set_.Merge(decoded, false);
     }
-    if (RegReadDword(u"VrxNoUpdateEncoderTags") == 0) {
-        tagSet_.Remove(u"Encoding Tool");
-        if (tagSet_.Find(u"Source") && infoBlock && infoSize) {
-            IDTagSet info;
-            info.Deserialize(infoBlock, infoSize);
-            String quality = info.GetValue(u"Audio Quality");
-            String source = tagSet_.GetValue(u"Source");
-            if (!quality.empty() && quality != source) {
-                String value = source + u" >> " + quality;
-                String ext = stdInput_ ? String() : ExtensionOf(inputFile_);
-                if (!ext.empty() && !EqualsNoCase(ext, u".iGnore"))
-                    value += u" [" + ext.substr(1) + u"]";
-                Replace(tagSet_, u"Source", value);
-            }
-        }
-        if (tagSet_.Find(u"Encoded By")) {
-            String version = ReadVersionText(programFolder_ + u"Versions\\Vrx.txt");
-            Replace(tagSet_, u"Encoded By",
-                    version.empty() ? String(u"Tonewerk") : u"Tonewerk " + version);
-        }
-        if (tagSet_.Find(u"Encoder")) {
-            String t = EncoderVersionValue(
-                ReadVersionText(programFolder_ + u"Versions\\Compression\\" + codec_ + u".txt"));
-            if (!t.empty())
-                Replace(tagSet_, u"Encoder", t);
-        }
-        if (tagSet_.Find(u"Encoder Settings")) {
-            String e = Trimmed(encoderSettings);
-            if (!e.empty()) {
-                if (e.find(u"-cli_cmd=") != String::npos) {
-                    OptionStore parsed;
-                    parsed.Fill(e);
-                    String cli = parsed.Value(u"cli_cmd");
-                    if (!cli.empty()) {
-                        ReplaceAll(cli, u"{qt}", u"\"");
-                        e = cli;
-                    }
-                }
-                Replace(tagSet_, u"Encoder Settings", e);
-            }
-        }
-    }
+    if (RegReadDword(u"VrxNoUpdateEncoderTags") == 0)
+        RewriteOwnTags(infoBlock, infoSize, encoderSettings);
     if (RegReadDword(u"VrxNoTagDropSpaces") == 0)
-        for (size_t i = 0; i < tagSet_.Count(); ++i)
-            DropTagSpaces(tagSet_.At(i).Value);
+        for (size_t i = 0; i < set_.Count(); ++i)
+            DropTagSpaces(set_.At(i).Value);
+    DropTags(keepReplayGain);
+    block_ = set_.Serialize();
+}
+
+void EncoderTags::AddUserTags() {
+    const OptionStore& options = source_.options;
+    for (size_t i = 0; i < options.Count(); ++i) {
+        if (!EqualsNoCase(options.NameAt(i), u"tag"))
+            continue;
+        String v = options.ValueAt(i);
+        ReplaceAll(v, u"{qt}", u"\"");
+        size_t eq = v.find(u'=');
+        if (eq != String::npos && eq != 0)
+            set_.Add(StringView(v).substr(0, eq), StringView(v).substr(eq + 1));
+    }
+}
+
+void EncoderTags::RewriteOwnTags(const void* infoBlock, uint32_t infoSize,
+                                 const String& encoderSettings) {
+    set_.Remove(u"Encoding Tool");
+    RewriteSource(infoBlock, infoSize);
+    const String& folder = source_.programFolder;
+    if (set_.Find(u"Encoded By")) {
+        String version = ReadVersionText(folder + u"Versions\\Vrx.txt");
+        Replace(set_, u"Encoded By",
+                version.empty() ? String(u"Tonewerk") : u"Tonewerk " + version);
+    }
+    if (set_.Find(u"Encoder")) {
+        String t = EncoderVersionValue(
+            ReadVersionText(folder + u"Versions\\Compression\\" + source_.codec + u".txt"));
+        if (!t.empty())
+            Replace(set_, u"Encoder", t);
+    }
+    RewriteEncoderSettings(encoderSettings);
+}
+
+// "Source" gains the quality the decoder reports: "CD >> Lossless [flac]".
+void EncoderTags::RewriteSource(const void* infoBlock, uint32_t infoSize) {
+    if (!set_.Find(u"Source") || !infoBlock || !infoSize)
+        return;
+    IDTagSet info;
+    info.Deserialize(infoBlock, infoSize);
+    const String quality = info.GetValue(u"Audio Quality");
+    const String source = set_.GetValue(u"Source");
+    if (quality.empty() || quality == source)
+        return;
+    String value = source + u" >> " + quality;
+    const String ext = source_.inputFile == u"-" ? String() : ExtensionOf(source_.inputFile);
+    if (!ext.empty() && !EqualsNoCase(ext, u".iGnore"))
+        value += u" [" + ext.substr(1) + u"]";
+    Replace(set_, u"Source", value);
+}
+
+void EncoderTags::RewriteEncoderSettings(const String& encoderSettings) {
+    String e = Trimmed(encoderSettings);
+    if (!set_.Find(u"Encoder Settings") || e.empty())
+        return;
+    if (e.find(u"-cli_cmd=") != String::npos) {
+        OptionStore parsed;
+        parsed.Fill(e);
+        String cli = parsed.Value(u"cli_cmd");
+        if (!cli.empty()) {
+            ReplaceAll(cli, u"{qt}", u"\"");
+            e = cli;
+        }
+    }
+    Replace(set_, u"Encoder Settings", e);
+}
+
+void EncoderTags::DropTags(bool keepReplayGain) {
     if (RegReadDword(u"VrxNoDropRPGainTags") == 0 && !keepReplayGain)
         for (const char16_t* name :
              {u"replaygain_track_gain", u"replaygain_track_peak", u"replaygain_album_gain",
               u"replaygain_album_peak", u"iTunNORM"})
-            tagSet_.Take(name);
-    tagSet_.Take(u"ITUNSMPB");
-    tagBlock_ = tagSet_.Serialize();
-    conversion_.tagData = tagBlock_.data();
-    conversion_.tagSize = static_cast<uint32_t>(tagBlock_.size());
-}
-
-bool TwWavemill::IDTagWriter(const String& outputFileName, const void* tagBlock, uint32_t tagSize) {
-    if (!tagBlock || tagSize == 0)
-        return true;
-    if (EqualsNoCase(ExtensionOf(tagSourceFile_), u".iGnore"))
-        return true;
-    constexpr const char* kContext = "TwWavemill::IDTagWriter";
-    LogLine(u"->->", kContext);
-    if (!silent_)
-        console_.Write(u"Writing ID Tags: ");
-    clTwDecoder writer;
-    clTwCodecHandler handler;
-    bool ok = true;
-    if (handler.FindDecoder(tagSourceFile_, writer, LogHostContext(), programFolder_, false)) {
-        if (FileExists(outputFileName)) {
-            // The encoder or a virus scanner may still hold the file for a moment.
-            for (int i = 0; i < 30; ++i) {
-                FileAccess probe;
-                if (probe.OpenRead(outputFileName))
-                    break;
-                Sleep(100);
-            }
-        }
-        for (int attempt = 1;; ++attempt) {
-            PluginValue pv{};
-            pv.value2 = tagSize;
-            pv.pointer1 = const_cast<char16_t*>(outputFileName.c_str());
-            pv.pointer4 = const_cast<void*>(tagBlock);
-            if (writer.Set(WM_VALUE_ID_TAGS, &pv))
-                break;
-            if (attempt == 10) {
-                ok = false;
-                break;
-            }
-            Sleep(750);
-        }
-    }
-    if (ok) {
-        if (!silent_)
-            console_.Write(u"Done", true);
-        LogLine(u"<-<-", kContext);
-    }
-    writer.Unload();
-    return ok;
+            set_.Take(name);
+    set_.Take(u"ITUNSMPB");
 }
 
 } // namespace wm

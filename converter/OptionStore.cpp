@@ -145,6 +145,19 @@ String ToTokeniserForm(StringView decoded) {
     return out;
 }
 
+// True for an argument quoted whole as an option: a quote, one or two dashes, a name, "=", a
+// value and the closing quote ("-infile=a b.wav"). A quoted value that merely starts with a
+// dash ("-", "-3 dB") is not one and reaches the tokeniser as it stands.
+bool IsQuotedWholeOption(StringView raw) {
+    if (raw.size() < 4 || raw.front() != kQuote || raw.back() != kQuote || raw[1] != u'-')
+        return false;
+    size_t i = raw[2] == u'-' ? 3 : 2;
+    const size_t nameStart = i;
+    while (i < raw.size() && !EndsName(raw[i]))
+        ++i;
+    return i > nameStart && i < raw.size() - 1 && raw[i] == u'=';
+}
+
 } // namespace
 
 String OptionTextOfCommandLine(StringView line) {
@@ -169,7 +182,7 @@ String OptionTextOfCommandLine(StringView line) {
         size_t begin = pos;
         String decoded = DecodeStandardArgument(line, pos);
         StringView raw = line.substr(begin, pos - begin);
-        if (c == kQuote && pos > begin + 1 && line[begin + 1] == u'-')
+        if (IsQuotedWholeOption(raw))
             out += ToTokeniserForm(decoded);
         else if (c == u'-' && raw.size() > 2 && raw.substr(raw.size() - 2) == u"=-" &&
                  raw.find(kQuote) == StringView::npos)

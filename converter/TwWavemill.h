@@ -1,9 +1,20 @@
 // The run: constructing TwWavemill performs one whole conversion, destroying it releases
-// everything. The outcome reaches the process only through the global error flag.
+// everything. The outcome reaches the process only through the run status.
+//
+// The run keeps the order of the steps; the work is delegated: a source (decoder, standard
+// input, or the file the non-live effects rendered), a block pump that passes each block through
+// the live effects and the encoder, and a sink that names the output and moves it into place.
 #pragma once
 
+#include "converter/AudioSources.h"
 #include "converter/Console.h"
+#include "converter/EncoderTags.h"
 #include "converter/OptionStore.h"
+#include "converter/OutputSink.h"
+#include "converter/RunOptions.h"
+#include "converter/RunStatus.h"
+#include "plugins/BlockFlow.h"
+#include "plugins/DspChain.h"
 #include "plugins/clTwDecoder.h"
 #include "plugins/clTwEncoder.h"
 #include "process/EventHandle.h"
@@ -11,120 +22,93 @@
 #include "process/UniqueHandle.h"
 #include "process/WorkerThread.h"
 #include "sdk/wavemill_plugin.h"
-#include "tags/IDTagSet.h"
 #include "text/String.h"
-#include "text/WaveFormat.h"
 
-#include <atomic>
 #include <cstdint>
-#include <vector>
+#include <memory>
 
 namespace wm {
 
-// Set by any failing step, never cleared; the exit status is taken from it.
-extern std::atomic<uint8_t> g_errorFlag;
-
-struct DspRecord {
-    String name;
-    String settings;
-    bool live = false;
-    bool enabled = true;
-};
-
-class TwWavemill {
+class TwWavemill : private FlowHost {
   public:
     TwWavemill();
-    ~TwWavemill();
+    ~TwWavemill() override;
     TwWavemill(const TwWavemill&) = delete;
     TwWavemill& operator=(const TwWavemill&) = delete;
 
   private:
-    // Start-up.
+    // Start-up (RunStartUp.cpp).
+    bool StartUp();
     bool SetUpDebugAndHandles();
-    void StartRelayWorker();
-    void SplitCommandLine();
+    void StartDebugViewer();
+    void StartWorkers();
     bool ReadTwCommandFile(const String& name);
     bool ParseCommandLine();
+    void OpenParentObjects();
+    void ApplyProcessor();
+    void SetConversionPriority();
     void PrintBanner();
     void PrintUsage();
     void EchoSettings();
-    String LoggedStripWavemillCmds();
-    void SetConversionPriority();
-    void ApplyProcessor();
 
-    // The conversion.
-    void Run();
-    bool PrepareConversion();
-    void BlockLoop();
-    void FinishConversion();
-    void Report();
+    // The conversion (RunConversion.cpp, RunFinish.cpp).
+    void Convert();
+    bool BindPlugins();
     bool RawHandOver();
+    bool Prepare();
+    bool OpenSource();
     void PreCacheInput();
-    void ChooseOutputName();
+    void PrepareOutput();
+    bool BeginEncoding();
+    void RunBlockLoop();
+    void Finish();
+    bool EndEncoding();
+    void AfterConversion();
+    void ReleaseRendered();
+    void Report();
+    String Summary() const;
+    uint32_t Relay(const char16_t* stage);
     bool EncoderWantsReplayGain();
+    void FillConversion(const String& fileToWrite);
 
-    // Tags.
-    void UpdateEncoderTags(const void* tagBlock, uint32_t tagSize, const void* infoBlock,
-                           uint32_t infoSize, bool keepReplayGain, const String& encoderSettings);
-    bool IDTagWriter(const String& outputFileName, const void* tagBlock, uint32_t tagSize);
+    // What the block flow needs from the platform.
+    bool QuitRequested() override { return quitEvent_.IsSet(); }
+    void Heartbeat() override { watchdogEvent_.Set(); }
+    void Idle(uint32_t ms) override;
+    void ProgressMarks(uint32_t count) override;
+    void ParentLine(StringView keywordAndText) override;
+    void StoreBytesEncoded(uint64_t total) override;
+    void Information(StringView text) override;
+    void Error(StringView text) override;
 
-    // Audio source.
-    void ApplyDecodeOptions();
-    bool OpenDecoder(uint32_t openMode);
-    bool DecodeAudioBlock(AudioBlockInfo& block);
-    bool CloseDecoder();
-    bool OpenStdInput();
-    bool ReadStdInputBlock(AudioBlockInfo& block);
+    RunStatus& status_;
+    OptionStore options_;
+    RunOptions opt_;
+    bool parentMode_ = false;
+    String programFolder_, encoderCommandLine_;
 
-    // Output helpers.
-    void ParentLine(StringView keywordAndText);
-    void Fail() { failed_.store(1); }
-    bool Failed() const { return failed_.load() != 0; }
-
-    String codec_, inputFile_, outputFile_, tagSourceFile_;
-    bool writeTags_ = true;
-    std::vector<DspRecord> dsps_;
-    String quitEventName_, tempFolder_;
     Console console_;
     UniqueHandle debugFile_;
     EventHandle debugWatchEvent_;
     bool fileSizeDiagnostics_ = false;
-    bool silent_ = false;
-    bool errorFileOpen_ = false;
-    bool parentMode_ = false;
     EventHandle quitEvent_, afterConvErrorEvent_, watchdogEvent_;
     SharedMemoryBlock bytesEncodedBlock_;
     WorkerThread relayWorker_, watchdogWorker_;
-    bool stdInput_ = false;
-    String tempOutputFile_;
-    String encoderCommandLine_;
-    String programFolder_;
-    ConversionInfo conversion_{};
-    DecodeOpenInfo openInfo_{};
-    std::atomic<int32_t> failed_{0};
-    uint64_t bytesEncoded_ = 0;
-    uint32_t batchId_ = 0;
-    OptionStore options_;
-    IDTagSet tagSet_;
-    std::vector<uint8_t> tagBlock_;
 
     clTwDecoder decoder_;
     clTwEncoder encoder_;
-    bool decoderChosen_ = false;
+    std::unique_ptr<DspChain> dsps_;
+    std::unique_ptr<AudioSource> source_;
+    RenderedFileSource rendered_;
+    String renderedPath_;
+    OutputSink sink_;
+    std::unique_ptr<EncoderTags> tags_;
+    bool replayGainWanted_ = false;
 
-    // Standard input source.
-    HANDLE stdIn_ = INVALID_HANDLE_VALUE;
-    bool stdInEnded_ = false;
-    bool stdInIsPipe_ = false;
-    bool stdInPeekWorks_ = true;
-    std::vector<uint8_t> stdInBuffer_;
-    WaveFormat stdInFormat_;
-    std::vector<uint8_t> stdInTags_;
-
-    uint32_t elapsedMs_ = 0;
+    ConversionInfo conversion_{};
+    DecodeOpenInfo openInfo_{};
+    uint32_t startTick_ = 0, elapsedMs_ = 0;
     double speed_ = 0;
-    uint32_t startTick_ = 0;
-    String lastActionInput_, lastActionOutput_;
 };
 
 } // namespace wm

@@ -1,4 +1,4 @@
-// Process entry: the run object does the whole conversion; the exit status is the error flag.
+// Process entry: the run object does the whole conversion; the exit status is the run status.
 #include "converter/TwWavemill.h"
 
 #include <memory>
@@ -8,5 +8,5 @@ int wmain() {
     // here once the crash reporter lands; until then a crash ends the process as Windows does.
     auto run = std::make_unique<wm::TwWavemill>();
     run.reset();
-    return wm::g_errorFlag.load() ? 1 : 0;
+    return wm::TheRunStatus().ExitStatus();
 }

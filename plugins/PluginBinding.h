@@ -56,6 +56,14 @@ template <class EntryPointRecord> class PluginBinding : public XDLL {
     uint32_t Get(const char16_t* name, PluginValue* value) { return Call(entry_.get, name, value); }
     uint32_t Set(const char16_t* name, PluginValue* value) { return Call(entry_.set, name, value); }
 
+    // The plug-in's own words for its last failure ("LastError"); empty when it has none.
+    String LastError() {
+        PluginValue value{};
+        if (!Get(WM_VALUE_LAST_ERROR, &value) || !value.pointer1)
+            return {};
+        return String(static_cast<const char16_t*>(value.pointer1));
+    }
+
   protected:
     // The guard of every thin call: 0 without calling anything when there is no instance or no
     // entry point.

@@ -1,9 +1,9 @@
 #include "plugins/clTwCodecHandler.h"
 
-#include "converter/Log.h"
 #include "files/PathText.h"
 #include "plugins/DecoderFilter.h"
 #include "plugins/PluginFolder.h"
+#include "process/Log.h"
 #include "process/Registry.h"
 
 #include <algorithm>

@@ -58,3 +58,19 @@ TEST(CommandLineSplit, BothQuotingShapesGiveTheSameOptions) {
               "[infile=-][outfile=x]");
     EXPECT_EQ(Tokenise(u"-infile=- -outfile=x"), "[infile=][outfile=x]");
 }
+
+TEST(CommandLineSplit, QuotedValuesThatStartWithADashStayValues) {
+    // Exactly as a Windows parent writes them: "-" is standard input, "-3 dB" a value.
+    EXPECT_EQ(Tokenise(OptionTextOfCommandLine(u"w.exe -infile \"-\" -outfile=o.wav")),
+              "[infile=-][outfile=o.wav]");
+    EXPECT_EQ(Tokenise(OptionTextOfCommandLine(u"w.exe -gain \"-3 dB\" -x=1")),
+              "[gain=-3 dB][x=1]");
+    // Whole-option quoting still applies, with one or two dashes.
+    EXPECT_EQ(Tokenise(OptionTextOfCommandLine(u"w.exe \"--infile=a b\" \"-q=-1\"")),
+              "[infile=a b][q=-1]");
+}
+
+TEST(Tokeniser, NamesIntroducedByTwoDashes) {
+    EXPECT_EQ(Tokenise(u"--infile=a --silent -b 3"), "[infile=a][silent=][b=3]");
+    EXPECT_EQ(Tokenise(u"--- -x"), "[-=][x=]");
+}

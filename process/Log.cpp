@@ -1,5 +1,5 @@
-#include "converter/Log.h"
-#include "converter/LogOutlets.h"
+#include "process/Log.h"
+#include "process/LogOutlets.h"
 
 #include <windows.h>
 

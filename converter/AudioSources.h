@@ -1,0 +1,77 @@
+// Where the run's audio comes from: the decoder plug-in bound to the input file, raw PCM on
+// standard input described by options, or the file the non-live effects rendered.
+#pragma once
+
+#include "converter/OptionStore.h"
+#include "files/FileAccess.h"
+#include "plugins/BlockFlow.h"
+#include "plugins/clTwDecoder.h"
+#include "text/WaveFormat.h"
+
+#include <windows.h>
+
+#include <vector>
+
+namespace wm {
+
+class AudioSource : public BlockSource {
+  public:
+    // Fills the source description (path and open mode are set by the caller).
+    virtual bool Open(DecodeOpenInfo& info) = 0;
+    virtual bool Close(ConversionInfo& conversion) = 0;
+};
+
+class DecoderSource : public AudioSource {
+  public:
+    DecoderSource(clTwDecoder& decoder, const String& inputFile)
+        : decoder_(decoder), inputFile_(inputFile) {}
+    bool Open(DecodeOpenInfo& info) override;
+    bool NextBlock(AudioBlockInfo& block) override;
+    bool Close(ConversionInfo& conversion) override;
+
+  private:
+    clTwDecoder& decoder_;
+    const String& inputFile_;
+};
+
+class StdInputSource : public AudioSource {
+  public:
+    explicit StdInputSource(const OptionStore& options) : options_(options) {}
+    ~StdInputSource() override { CloseInput(); }
+    bool Open(DecodeOpenInfo& info) override;
+    bool NextBlock(AudioBlockInfo& block) override;
+    bool Close(ConversionInfo& conversion) override;
+
+  private:
+    bool ReadFormat(DecodeOpenInfo& info);
+    void ReadTagFile(DecodeOpenInfo& info);
+    void DetectReading();
+    void ReadAvailable();
+    void CloseInput();
+
+    const OptionStore& options_;
+    HANDLE input_ = INVALID_HANDLE_VALUE;
+    bool ended_ = false;
+    bool peekWorks_ = true;
+    std::vector<uint8_t> buffer_;
+    std::vector<uint8_t> tags_; // the idtags file, kept for the whole run
+    WaveFormat format_;
+    uint64_t delivered_ = 0;
+};
+
+// Reads the rendered effects file back in blocks of half a second of its format.
+class RenderedFileSource : public BlockSource {
+  public:
+    bool Open(const String& path, const WmWaveFormat& format);
+    bool NextBlock(AudioBlockInfo& block) override;
+    void Close() { file_.Close(); }
+    bool IsOpen() const { return file_.IsOpen(); }
+
+  private:
+    FileAccess file_;
+    WaveFormat format_;
+    uint64_t left_ = 0, delivered_ = 0;
+    std::vector<uint8_t> buffer_;
+};
+
+} // namespace wm

@@ -1,0 +1,108 @@
+#include "converter/BlockPump.h"
+
+#include <algorithm>
+
+namespace wm {
+
+namespace {
+constexpr uint32_t kMaxEmpties = 4;
+constexpr uint32_t kProgressColumns = 60;
+} // namespace
+
+BlockPump::BlockPump(BlockSource& source, std::span<BlockStage* const> stages, FlowHost& host,
+                     RunStatus& status, PumpSettings settings)
+    : source_(source), stages_(stages), host_(host), status_(status), settings_(settings) {}
+
+void BlockPump::Run() {
+    if (status_.Failed())
+        return;
+    for (;;) {
+        Step step = Pump();
+        if (step == Step::Fail)
+            status_.Fail("the block loop stopped");
+        // An error line logged by anyone (a stalled decoder included) ends the loop.
+        if (step != Step::Next || status_.Failed())
+            return;
+    }
+}
+
+BlockPump::Step BlockPump::Pump() {
+    if (host_.QuitRequested())
+        return Step::Stop; // the finish marks the run failed when it sees the event
+    host_.Heartbeat();
+    AudioBlockInfo block{};
+    if (!source_.NextBlock(block))
+        return Step::Fail;
+    if (settings_.parentMode)
+        ReportChangedText(block.actionText, lastInput_, u"ActionInput: ");
+    const bool end = block.endOfStream != 0;
+    if ((!block.data || block.length == 0) && !end) {
+        empties_ = std::min(empties_ + 1, kMaxEmpties);
+        host_.Idle(IdleMs(empties_));
+        return Step::Next;
+    }
+    empties_ = 0;
+    Step outcome = Step::Next;
+    if (!WholeFrames(block, end, outcome))
+        return outcome;
+    ReportProgress(block.msPosition);
+    if (!PassThroughStages(block))
+        return Step::Fail;
+    bytesEncoded_ += block.length;
+    host_.StoreBytesEncoded(bytesEncoded_);
+    return end ? Step::Stop : Step::Next;
+}
+
+bool BlockPump::WholeFrames(AudioBlockInfo& block, bool end, Step& outcome) {
+    const uint32_t align = block.format.blockAlign ? block.format.blockAlign : 1;
+    if (block.length % align == 0)
+        return true;
+    if (end) {
+        // The whole last block goes: a torn frame at the end is not worth a failed run.
+        host_.Information(u"Information: Audio data contains incomplete samples at end.");
+        outcome = Step::Stop;
+    } else {
+        host_.Error(u"Error: Audio data contains incomplete samples mid-stream.");
+        outcome = Step::Fail;
+    }
+    return false;
+}
+
+void BlockPump::ReportProgress(uint64_t msPosition) {
+    const uint64_t msLen = settings_.msLength ? settings_.msLength : 1;
+    const auto percent = static_cast<uint32_t>(std::min<uint64_t>(100, msPosition * 100 / msLen));
+    if (settings_.parentMode) {
+        if (percent > reported_) {
+            reported_ = percent;
+            host_.ParentLine(u"PCDone: " + Widen(std::to_string(percent)) + u" %");
+        }
+        return;
+    }
+    if (settings_.silent)
+        return;
+    const uint32_t marks = percent * kProgressColumns / 100;
+    if (marks > marks_) {
+        host_.ProgressMarks(marks - marks_);
+        marks_ = marks;
+    }
+}
+
+bool BlockPump::PassThroughStages(AudioBlockInfo& block) {
+    for (BlockStage* stage : stages_) {
+        block.actionText = nullptr; // only the encoder's own text is reported
+        if (!stage->Pass(block))
+            return false;
+    }
+    if (settings_.parentMode)
+        ReportChangedText(block.actionText, lastOutput_, u"ActionOutput: ");
+    return true;
+}
+
+void BlockPump::ReportChangedText(const WmChar* text, String& last, StringView keyword) {
+    if (!text || last == text)
+        return;
+    last = text;
+    host_.ParentLine(String(keyword) + last);
+}
+
+} // namespace wm

@@ -1,0 +1,48 @@
+// The block loop: pulls blocks from one source and passes each through a list of stages (the
+// live effects, then the encoder), with the loop's rules: quit, heartbeat, back-off on empty
+// blocks, whole frames only, percent, progress marks and parent lines, bytes encoded.
+// Portable: the platform supplies events, sleeping and output through FlowHost.
+#pragma once
+
+#include "converter/RunStatus.h"
+#include "plugins/BlockFlow.h"
+#include "sdk/wavemill_plugin.h"
+#include "text/String.h"
+
+#include <cstdint>
+#include <span>
+
+namespace wm {
+
+struct PumpSettings {
+    uint64_t msLength = 0; // source length; 0 when unknown
+    bool parentMode = false;
+    bool silent = false;
+};
+
+class BlockPump {
+  public:
+    BlockPump(BlockSource& source, std::span<BlockStage* const> stages, FlowHost& host,
+              RunStatus& status, PumpSettings settings);
+    void Run();
+    uint64_t BytesEncoded() const { return bytesEncoded_; }
+
+  private:
+    enum class Step { Next, Stop, Fail };
+    Step Pump();
+    bool WholeFrames(AudioBlockInfo& block, bool end, Step& outcome);
+    void ReportProgress(uint64_t msPosition);
+    bool PassThroughStages(AudioBlockInfo& block);
+    void ReportChangedText(const WmChar* text, String& last, StringView keyword);
+
+    BlockSource& source_;
+    std::span<BlockStage* const> stages_;
+    FlowHost& host_;
+    RunStatus& status_;
+    PumpSettings settings_;
+    uint32_t marks_ = 0, reported_ = 0, empties_ = 0;
+    uint64_t bytesEncoded_ = 0;
+    String lastInput_, lastOutput_;
+};
+
+} // namespace wm

@@ -1,0 +1,50 @@
+// The tag set the encoder receives: the user's -tag options, the source's tags, the
+// converter's own tags brought up to date, and the tags that must not travel dropped.
+#pragma once
+
+#include "converter/OptionStore.h"
+#include "tags/IDTagSet.h"
+#include "text/String.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace wm {
+
+class Console;
+
+struct EncoderTagSource {
+    const OptionStore& options;
+    const String& programFolder;
+    const String& codec;
+    const String& inputFile; // "-" for standard input
+};
+
+class EncoderTags {
+  public:
+    explicit EncoderTags(const EncoderTagSource& source) : source_(source) {}
+
+    // Builds the set from the source's tag block and its second block ("Audio Quality").
+    void UpdateEncoderTags(const void* tagBlock, uint32_t tagSize, const void* infoBlock,
+                           uint32_t infoSize, bool keepReplayGain, const String& encoderSettings);
+    const std::vector<uint8_t>& Block() const { return block_; }
+
+  private:
+    void AddUserTags();
+    void RewriteOwnTags(const void* infoBlock, uint32_t infoSize, const String& encoderSettings);
+    void RewriteSource(const void* infoBlock, uint32_t infoSize);
+    void RewriteEncoderSettings(const String& encoderSettings);
+    void DropTags(bool keepReplayGain);
+
+    EncoderTagSource source_;
+    IDTagSet set_;
+    std::vector<uint8_t> block_;
+};
+
+// Writes the block into the finished file through the decoder plug-in serving tagSourceFile's
+// type ("IDTags"), retrying while the file is busy. False after the last retry. console is null
+// when the run is silent.
+bool IDTagWriter(const String& outputFile, const String& tagSourceFile,
+                 const std::vector<uint8_t>& block, const String& programFolder, Console* console);
+
+} // namespace wm

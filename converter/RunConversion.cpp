@@ -1,0 +1,302 @@
+// The run's spine: the order of the steps from binding the plug-ins to the block loop.
+#include "converter/BlockPump.h"
+#include "converter/TwWavemill.h"
+#include "files/FileAccess.h"
+#include "files/FileOps.h"
+#include "files/PathText.h"
+#include "plugins/DspRender.h"
+#include "plugins/MessageRelay.h"
+#include "plugins/PluginReason.h"
+#include "plugins/clTwCodecHandler.h"
+#include "process/Log.h"
+#include "process/LogOutlets.h"
+#include "process/MutexHandle.h"
+#include "process/Registry.h"
+#include "text/NumberText.h"
+
+#include <windows.h>
+
+namespace wm {
+
+namespace {
+constexpr const char* kRunContext = "TwWavemill::TwWavemill";
+
+// The encoder as the last stage of the block flow.
+class EncoderStage : public BlockStage {
+  public:
+    EncoderStage(clTwEncoder& encoder, ConversionInfo& conversion, const String& codec)
+        : encoder_(encoder), conversion_(conversion), codec_(codec) {}
+    bool Pass(AudioBlockInfo& block) override {
+        if (encoder_.EncodeBlock(&block))
+            return true;
+        LogError(WithReason(u"Error: Encoder '" + codec_ + u"' refused a block of audio.",
+                            encoder_.LastError()),
+                 kRunContext);
+        conversion_.runError = 1;
+        return false;
+    }
+
+  private:
+    clTwEncoder& encoder_;
+    ConversionInfo& conversion_;
+    const String& codec_;
+};
+} // namespace
+
+TwWavemill::TwWavemill() : status_(TheRunStatus()) {
+    RegSetDefaultLocation(HKEY_CURRENT_USER, kSettingsRoot);
+    ApplyTaggingDefaults();
+    InstallRegistryLocaleLoader();
+    if (StartUp())
+        Convert();
+}
+
+TwWavemill::~TwWavemill() {
+    watchdogWorker_.Close();
+    // The relay drains everything still queued before it ends, so no error line is lost.
+    relayWorker_.Close();
+    console_.Drain(parentMode_, opt_.silent, status_);
+    ReleaseRendered();
+    if (dsps_)
+        dsps_->Release();
+    encoder_.Unload();
+    decoder_.Unload();
+    bytesEncodedBlock_.Close();
+    watchdogEvent_.Close();
+    afterConvErrorEvent_.Close();
+    quitEvent_.Close();
+    SetLogOutlets(nullptr, nullptr, nullptr);
+}
+
+void TwWavemill::Convert() {
+    if (BindPlugins() && !RawHandOver()) {
+        if (Prepare()) {
+            RunBlockLoop();
+            Finish();
+        }
+        if (dsps_)
+            dsps_->Release();
+    }
+    encoder_.Unload();
+    Report();
+}
+
+bool TwWavemill::BindPlugins() {
+    dsps_ = std::make_unique<DspChain>(programFolder_, LogHostContext(), opt_.batchId);
+    for (const DspRequest& d : opt_.dsps)
+        dsps_->Add(d.name, d.settings);
+    tags_ = std::make_unique<EncoderTags>(
+        EncoderTagSource{options_, programFolder_, opt_.codec, opt_.inputFile});
+    PluginValue batch{};
+    batch.value2 = opt_.batchId;
+    if (opt_.standardInput) {
+        source_ = std::make_unique<StdInputSource>(options_);
+    } else {
+        if (!clTwCodecHandler().FindDecoder(opt_.inputFile, decoder_, LogHostContext(),
+                                            programFolder_, false)) {
+            LogError(u"Error: Unable to load decoder for file type '" +
+                         ExtensionOf(opt_.inputFile) + u"', codec not installed? visit 'Kodexa'.",
+                     kRunContext);
+            status_.Fail("no decoder for the input");
+            return false;
+        }
+        source_ = std::make_unique<DecoderSource>(decoder_, opt_.inputFile);
+        if (opt_.batchId)
+            decoder_.Set(WM_VALUE_BATCH_ID, &batch);
+    }
+    if (!clTwCodecHandler().LoadEncoder(opt_.codec, encoder_, LogHostContext(), programFolder_)) {
+        LogError(u"Error: Unable to load encoder '" + opt_.codec + u"'.", kRunContext);
+        status_.Fail("the encoder did not load");
+        return false;
+    }
+    if (opt_.batchId)
+        encoder_.Set(WM_VALUE_BATCH_ID, &batch);
+    LogScope scope("TwWavemill::StripWavemillCmds");
+    encoderCommandLine_ = StripWavemillCmds(options_, opt_.dsps.size());
+    return true;
+}
+
+void TwWavemill::FillConversion(const String& fileToWrite) {
+    conversion_.inputPath = opt_.inputFile.c_str();
+    conversion_.outputPath = fileToWrite.c_str();
+    conversion_.commandLine = encoderCommandLine_.c_str();
+    conversion_.sourceFormat = &openInfo_.format;
+    conversion_.tagData = const_cast<uint8_t*>(tags_->Block().data());
+    conversion_.tagSize = static_cast<uint32_t>(tags_->Block().size());
+    conversion_.secondData = openInfo_.secondData;
+    conversion_.secondSize = openInfo_.secondSize;
+}
+
+bool TwWavemill::EncoderWantsReplayGain() {
+    PluginValue pv{};
+    return encoder_.Get(WM_VALUE_SEND_OVER_REPLAYGAIN_TAGS, &pv) != 0;
+}
+
+// The encoder may take the source file over whole; the decoder then only describes it.
+bool TwWavemill::RawHandOver() {
+    PluginValue pv{};
+    pv.pointer1 = opt_.inputFile.data();
+    pv.pointer2 = encoderCommandLine_.data();
+    pv.pointer3 = opt_.outputFile.data();
+    if (!encoder_.Get(WM_VALUE_SEND_RAW_UNCOMPRESSED, &pv))
+        return false;
+    openInfo_ = DecodeOpenInfo{};
+    openInfo_.path = opt_.inputFile.c_str();
+    openInfo_.openMode = WM_OPEN_RAW_HANDOVER;
+    if (!source_->Open(openInfo_)) {
+        status_.Fail("the source did not open");
+        return true;
+    }
+    SetConversionPriority();
+    tags_->UpdateEncoderTags(openInfo_.tagData, openInfo_.tagSize, openInfo_.secondData,
+                             openInfo_.secondSize, EncoderWantsReplayGain(), encoderCommandLine_);
+    if (!source_->Close(conversion_))
+        conversion_.runError = 1;
+    FillConversion(opt_.outputFile);
+    if (!encoder_.BeginConversion(&conversion_)) {
+        conversion_.runError = 1;
+        status_.Fail("the encoder's raw hand-over failed");
+    }
+    return true;
+}
+
+bool TwWavemill::Prepare() {
+    if (!dsps_->Load(&replayGainWanted_)) {
+        status_.Fail("a DSP effect did not load");
+        return false;
+    }
+    Relay(u"BeforeOpen");
+    if (!OpenSource()) {
+        status_.Fail("the source did not open");
+        return false;
+    }
+    PrepareOutput();
+    return BeginEncoding();
+}
+
+bool TwWavemill::OpenSource() {
+    if (!opt_.standardInput) {
+        PluginValue pv{};
+        pv.pointer1 = encoderCommandLine_.data();
+        if (encoder_.Get(WM_VALUE_NEED_HQ_AUDIO, &pv)) {
+            static char16_t kHighest[] = u"Highest Quality";
+            PluginValue set{};
+            set.pointer1 = kHighest;
+            decoder_.Set(WM_VALUE_DECODE_AS, &set);
+        }
+        PreCacheInput();
+    }
+    openInfo_ = DecodeOpenInfo{};
+    openInfo_.path = opt_.inputFile.c_str();
+    openInfo_.openMode = WM_OPEN_CONVERT;
+    if (!source_->Open(openInfo_))
+        return false;
+    ParentLine(u"msLen: " + IntToText(static_cast<int64_t>(openInfo_.msLength)));
+    SetConversionPriority();
+    return true;
+}
+
+// Reads the whole input once, one converter on the machine at a time, so the decoder then
+// finds it in the file cache instead of competing for the disk.
+void TwWavemill::PreCacheInput() {
+    if (RegReadDword(u"VrxNoPreCache") != 0)
+        return;
+    MutexHandle mutex;
+    mutex.CreateOrOpen(u"mutVrxPrecacheread");
+    mutex.Lock();
+    FileAccess file;
+    if (file.OpenRead(opt_.inputFile)) {
+        std::vector<char> scratch(65536);
+        bool failed = false;
+        while (file.Read(scratch.data(), static_cast<uint32_t>(scratch.size()), 2, &failed) ==
+                   scratch.size() &&
+               !failed) {
+        }
+    }
+    mutex.Unlock();
+}
+
+void TwWavemill::PrepareOutput() {
+    if (!sink_.Prepare(opt_.outputFile))
+        opt_.writeTags = false;
+    const bool replayGain = EncoderWantsReplayGain() || replayGainWanted_;
+    tags_->UpdateEncoderTags(openInfo_.tagData, openInfo_.tagSize, openInfo_.secondData,
+                             openInfo_.secondSize, replayGain, encoderCommandLine_);
+    FillConversion(sink_.FileToWrite());
+}
+
+bool TwWavemill::BeginEncoding() {
+    RenderJob job{*source_,  *this,           quitEvent_, conversion_,
+                  openInfo_, opt_.tempFolder, parentMode_};
+    DspRender render(*dsps_, job);
+    if (!render.Run())
+        status_.Fail("rendering the DSP effects failed");
+    renderedPath_ = render.RenderedPath();
+    if (!renderedPath_.empty() && !status_.Failed() &&
+        !rendered_.Open(renderedPath_, openInfo_.format))
+        status_.Fail("the rendered DSP file cannot be read");
+    if (parentMode_)
+        ParentLine(u"Action: Encoding '" + FileNamePart(opt_.outputFile) + u"'");
+    if (!dsps_->BeginLive(conversion_))
+        status_.Fail("a live DSP effect did not begin");
+    if (!encoder_.BeginConversion(&conversion_)) {
+        LogError(WithReason(u"Error: Encoder '" + opt_.codec +
+                                u"' could not begin the conversion of '" + opt_.outputFile + u"'.",
+                            encoder_.LastError()),
+                 kRunContext);
+        status_.Fail("the encoder did not begin");
+        return false;
+    }
+    Relay(u"BeforeEncoding");
+    dsps_->EchoSettings(opt_.codec, encoderCommandLine_);
+    startTick_ = GetTickCount();
+    LogLine(u"============= CONVERSION BEGIN =============");
+    return true;
+}
+
+void TwWavemill::RunBlockLoop() {
+    EncoderStage encoder(encoder_, conversion_, opt_.codec);
+    BlockStage* withEffects[] = {dsps_.get(), &encoder};
+    BlockStage* encoderOnly[] = {&encoder};
+    std::span<BlockStage* const> stages(withEffects);
+    if (!dsps_->HasLivePass())
+        stages = encoderOnly;
+    BlockSource& blocks = rendered_.IsOpen() ? static_cast<BlockSource&>(rendered_) : *source_;
+    BlockPump pump(blocks, stages, *this, status_, {openInfo_.msLength, parentMode_, opt_.silent});
+    pump.Run();
+}
+
+uint32_t TwWavemill::Relay(const char16_t* stage) {
+    conversion_.runError = status_.Failed() ? 1 : 0;
+    MessageRelay relay(opt_.standardInput ? nullptr : &decoder_, encoder_, conversion_);
+    return relay.Communicate(stage);
+}
+
+void TwWavemill::Idle(uint32_t ms) {
+    Sleep(ms);
+}
+
+void TwWavemill::ProgressMarks(uint32_t count) {
+    console_.Write(String(count, u'*'));
+}
+
+void TwWavemill::ParentLine(StringView keywordAndText) {
+    console_.Write(u"MSGTO: Vrx: " + String(keywordAndText), true);
+}
+
+void TwWavemill::StoreBytesEncoded(uint64_t total) {
+    if (!bytesEncodedBlock_.IsOpen())
+        return;
+    auto value = static_cast<int64_t>(total);
+    bytesEncodedBlock_.Write(&value);
+}
+
+void TwWavemill::Information(StringView text) {
+    LogInfo(text, kRunContext);
+}
+
+void TwWavemill::Error(StringView text) {
+    LogError(text, kRunContext);
+}
+
+} // namespace wm

@@ -1,0 +1,111 @@
+// The run's finish: closing the source and the plug-ins, moving the output into place, the tag
+// writer, the after-conversion hand-over and the summary.
+#include "converter/TwWavemill.h"
+#include "files/FileOps.h"
+#include "files/PathText.h"
+#include "plugins/MessageRelay.h"
+#include "plugins/PluginReason.h"
+#include "process/Log.h"
+#include "text/NumberText.h"
+
+#include <windows.h>
+
+namespace wm {
+
+void TwWavemill::Finish() {
+    LogLine(u"============= CONVERSION END =============");
+    elapsedMs_ = GetTickCount() - startTick_;
+    Relay(u"EndEncoding");
+    if (!opt_.silent)
+        console_.Write(u"\r\n", true);
+    speed_ = static_cast<double>(openInfo_.msLength) / (elapsedMs_ ? elapsedMs_ : 1);
+    if (!source_->Close(conversion_))
+        status_.Fail("the decoder did not close");
+    if (quitEvent_.IsSet())
+        status_.Fail("the parent asked the run to stop");
+    if (afterConvErrorEvent_.IsSet())
+        status_.Fail("the parent marked the run failed");
+    const bool tagging = EndEncoding() && opt_.writeTags;
+    if (fileSizeDiagnostics_)
+        OutputSink::SizeCheck(sink_.UsesTemporary() ? u"(before overwrite final)" : u"",
+                              sink_.FileToWrite());
+    bool replaced = false;
+    if (!sink_.Commit(status_.Failed(), quitEvent_, &replaced))
+        status_.Fail("the output could not be moved into place");
+    ReleaseRendered();
+    if (tagging && replaced) {
+        if (fileSizeDiagnostics_)
+            OutputSink::SizeCheck(u"(before ID Tags Written)", opt_.outputFile);
+        if (parentMode_)
+            ParentLine(u"Action: Writing ID Tags '" + FileNamePart(opt_.outputFile) + u"'");
+        if (!IDTagWriter(opt_.outputFile, opt_.tagSourceFile, tags_->Block(), programFolder_,
+                         opt_.silent ? nullptr : &console_)) {
+            LogError(u"Unable to tag file '" + opt_.outputFile + u"'");
+            status_.Fail("the tags could not be written");
+        }
+    }
+    AfterConversion();
+}
+
+// Ends the live effects and the encoder; true when the encoder asks for the tags afterwards.
+bool TwWavemill::EndEncoding() {
+    conversion_.runError = status_.Failed() ? 1 : 0;
+    if (!dsps_->EndLive(conversion_))
+        status_.Fail("a live DSP effect did not end");
+    uint32_t tagAfterwards = 0;
+    if (!encoder_.EndConversion(&conversion_, &tagAfterwards)) {
+        LogError(WithReason(u"Error: Encoder '" + opt_.codec + u"' could not finish '" +
+                                opt_.outputFile + u"'.",
+                            encoder_.LastError()),
+                 "TwWavemill::TwWavemill");
+        conversion_.runError = 1;
+        status_.Fail("the encoder did not finish");
+    }
+    return tagAfterwards != 0;
+}
+
+void TwWavemill::AfterConversion() {
+    const StringList outputs =
+        CollectOutputNames(conversion_, opt_.outputFile, parentMode_ ? this : nullptr);
+    Relay(u"AfterConversion");
+    if (!dsps_->AfterConversion(conversion_, outputs))
+        status_.Fail("a DSP effect failed after the conversion");
+}
+
+void TwWavemill::ReleaseRendered() {
+    rendered_.Close();
+    if (!renderedPath_.empty())
+        DeleteFilePath(renderedPath_);
+    renderedPath_.clear();
+}
+
+String TwWavemill::Summary() const {
+    String summary = u"Conversion completed in " + DurationText(elapsedMs_, 0);
+    if (speed_ != 0) {
+        summary += u" x";
+        summary += speed_ >= 10 ? IntToText(static_cast<int64_t>(speed_)) : FloatToText(speed_, 1);
+        summary += u" realtime encoding";
+    }
+    return summary;
+}
+
+void TwWavemill::Report() {
+    ReleaseRendered();
+    String summary;
+    if (elapsedMs_ != 0) {
+        summary = Summary();
+        LogLine(summary);
+        if (fileSizeDiagnostics_)
+            OutputSink::SizeCheck(u"(Wavemill exit)", opt_.outputFile);
+    }
+    // Every error line must have reached the run status before the verdict is printed.
+    relayWorker_.Stop(true);
+    if (!opt_.silent && !parentMode_)
+        console_.Write(status_.Failed() ? String(u"Conversion Failed.") : summary, true);
+    if (status_.Failed() && status_.FirstReason())
+        LogLine(u"Run failed: " + Widen(status_.FirstReason()));
+    decoder_.Unload();
+    watchdogWorker_.Stop(true);
+}
+
+} // namespace wm

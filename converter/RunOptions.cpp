@@ -1,0 +1,91 @@
+#include "converter/RunOptions.h"
+
+#include "files/PathText.h"
+#include "text/NumberText.h"
+
+namespace wm {
+
+namespace {
+
+OptionsVerdict RequiredOptions(const RunOptions& o, bool help, bool parentMode) {
+    if ((o.codec.empty() && o.inputFile.empty() && o.outputFile.empty()) || help)
+        return parentMode ? OptionsVerdict::MissingAll : OptionsVerdict::ShowUsage;
+    if (o.codec.empty())
+        return OptionsVerdict::MissingEncoder;
+    if (o.inputFile.empty())
+        return OptionsVerdict::MissingInput;
+    if (o.outputFile.empty())
+        return OptionsVerdict::MissingOutput;
+    return OptionsVerdict::Convert;
+}
+
+void ReadNames(const OptionStore& store, RunOptions& o) {
+    o.errorFile = store.Value(u"errorfile");
+    o.codec = store.Value(u"convert_to");
+    o.inputFile = store.Value(u"infile");
+    o.standardInput = o.inputFile == u"-";
+    o.outputFile = store.Value(u"outfile");
+    o.tagSourceFile = store.Value(u"fntousefortagloaddec");
+    if (o.tagSourceFile.empty())
+        o.tagSourceFile = o.outputFile;
+}
+
+void ReadRunSettings(const OptionStore& store, bool parentMode, RunOptions& o) {
+    o.writeTags = !store.Present(u"noidtag");
+    o.silent = parentMode || store.Present(u"silent");
+    o.quitEvent = store.Value(u"evtquit");
+    o.afterConvErrorEvent = store.Value(u"evtafterconvseterror");
+    o.watchdogEvent = store.Value(u"evtwatchdog");
+    String batch = store.Value(u"batchid");
+    o.batchId = batch.empty() ? 0 : static_cast<uint32_t>(TextToInt(batch));
+    o.processor = store.Value(u"processor");
+    o.bytesEncodedBlock = store.Value(u"shrbytesencoded");
+    String temp = store.Value(u"tmpfolder");
+    o.tempFolder = temp.empty() ? temp : EnsureTrailingSeparator(temp);
+    o.dsps = ReadDspRequests(store);
+}
+
+} // namespace
+
+StringView VerdictText(OptionsVerdict verdict) {
+    switch (verdict) {
+    case OptionsVerdict::MissingAll:
+        return u"Error missing infile & outfile & convert_to.";
+    case OptionsVerdict::MissingEncoder:
+        return u"Error no encoder specified.";
+    case OptionsVerdict::MissingInput:
+        return u"Error no input file specified";
+    case OptionsVerdict::MissingOutput:
+        return u"Error no ouput file specified";
+    default:
+        return u"";
+    }
+}
+
+OptionsVerdict ReadRunOptions(const OptionStore& store, bool parentMode, RunOptions& out) {
+    ReadNames(store, out);
+    OptionsVerdict verdict = RequiredOptions(out, store.Present(u"help"), parentMode);
+    if (verdict == OptionsVerdict::Convert)
+        ReadRunSettings(store, parentMode, out);
+    return verdict;
+}
+
+std::vector<DspRequest> ReadDspRequests(const OptionStore& store) {
+    std::vector<DspRequest> dsps;
+    String value;
+    for (int n = 1; store.Find(u"dspeffect" + IntToText(n), &value); ++n) {
+        ReplaceAll(value, u"{qt}", u"\"");
+        size_t eq = value.find(u'=');
+        if (eq != String::npos)
+            dsps.push_back({value.substr(0, eq), value.substr(eq + 1)});
+    }
+    return dsps;
+}
+
+uint64_t ProcessorMask(int64_t n) {
+    if (n <= 1)
+        return 1;
+    return n - 1 < 64 ? uint64_t(1) << (n - 1) : 0;
+}
+
+} // namespace wm

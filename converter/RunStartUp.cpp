@@ -1,0 +1,228 @@
+// Start-up: debug mode and the standard handles, the workers, the options (command line or
+// command file), the parent's named objects, priority, banner and settings echo.
+#include "converter/TwWavemill.h"
+#include "files/FileAccess.h"
+#include "files/Folders.h"
+#include "files/PathText.h"
+#include "process/Log.h"
+#include "process/LogOutlets.h"
+#include "process/Registry.h"
+#include "process/RunProcess.h"
+#include "process/WinString.h"
+#include "text/NumberText.h"
+
+#include <windows.h>
+
+namespace wm {
+
+namespace {
+constexpr const char* kParseContext = "TwWavemill::ParseCommandLine";
+constexpr uint32_t kRelayStopLimitMs = 60000;
+} // namespace
+
+bool TwWavemill::StartUp() {
+    programFolder_ = ProgramFolder();
+    if (!SetUpDebugAndHandles()) {
+        MessageBoxW(nullptr, L"GetStdHandle", L"Console Error", MB_OK | MB_ICONERROR);
+        status_.Fail("standard output cannot be had");
+        return false;
+    }
+    StartWorkers();
+    const String line = FromW(GetCommandLineW());
+    LogLine(u"Splitting Command Line:");
+    LogLine(line);
+    options_.Fill(OptionTextOfCommandLine(line));
+    String commandFile;
+    if (options_.Find(u"twcmd", &commandFile) && !ReadTwCommandFile(commandFile)) {
+        MessageBoxW(nullptr, L"Error reading Tw Command File.", L"Wavemill", MB_OK | MB_ICONERROR);
+        status_.Fail("the command file could not be read");
+        return false;
+    }
+    if (!ParseCommandLine()) {
+        status_.Fail("the options are incomplete");
+        return false;
+    }
+    if (!opt_.silent)
+        PrintBanner();
+    watchdogWorker_.Start(
+        [this](EventHandle& stop) {
+            while (!stop.Wait(50))
+                watchdogEvent_.Set();
+        },
+        false, 0);
+    if (!opt_.silent)
+        EchoSettings();
+    return true;
+}
+
+bool TwWavemill::SetUpDebugAndHandles() {
+    if (RegReadDword(u"Debug") != 0) {
+        RegWriteDword(u"Debug", 0); // debug mode lasts one run
+        StartDebugViewer();
+    }
+    if (!console_.Init())
+        return false;
+    SetLogOutlets(console_.ErrorPipeWrite(), console_.InfoPipeWrite(), debugFile_.get());
+    return true;
+}
+
+void TwWavemill::StartDebugViewer() {
+    const String name = TempFile(u"", u".TXT", u"DBG");
+    HANDLE h = CreateFileW(W(LongPathForm(name, kOpenPathLimit)), GENERIC_READ | GENERIC_WRITE,
+                           FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, CREATE_ALWAYS,
+                           FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (h == INVALID_HANDLE_VALUE)
+        return;
+    debugFile_.reset(h);
+    fileSizeDiagnostics_ = true;
+    String eventName;
+    do {
+        eventName = u"TwDGB" + IntToText(GetTickCount());
+        debugWatchEvent_.CreateOrOpen(eventName);
+        if (debugWatchEvent_.AlreadyExisted())
+            Sleep(1);
+    } while (debugWatchEvent_.AlreadyExisted());
+    RunProcess(programFolder_ + u"Peekinfo.exe",
+               u"-DebugWatch=\"" + eventName + u"\" -DebugFile=\"" + name + u"\"", false, 0, false,
+               CREATE_NO_WINDOW | NORMAL_PRIORITY_CLASS, false);
+}
+
+void TwWavemill::StartWorkers() {
+    relayWorker_.Start(
+        [this](EventHandle& stop) {
+            while (!stop.Wait(50))
+                console_.Drain(parentMode_, opt_.silent, status_);
+            while (console_.Drain(parentMode_, opt_.silent, status_)) {
+            }
+        },
+        false, kRelayStopLimitMs);
+}
+
+bool TwWavemill::ReadTwCommandFile(const String& name) {
+    constexpr const char* kContext = "TwWavemill::ReadTwCommandFile";
+    LogLine(u"->->", kContext);
+    FileAccess file;
+    if (!file.OpenRead(name)) {
+        LogLine(u"Error opening TwCmd File.");
+        return false;
+    }
+    bool failed = false;
+    const uint64_t size = file.Size(&failed);
+    if (failed || size == 0) {
+        LogLine(u"Error TwCmd File is Empty.");
+        return false;
+    }
+    // A command file is a line of options; anything huge is not one.
+    if (size > 64u * 1024 * 1024) {
+        LogLine(u"Error allocating TwCmd File Buffer.");
+        return false;
+    }
+    std::vector<char> buffer(static_cast<size_t>(size) + 4, 0);
+    if (file.Read(buffer.data(), static_cast<uint32_t>(size), 0, &failed) < size) {
+        LogLine(u"Error reading TwCmd File.");
+        return false;
+    }
+    // An odd trailing byte cannot be a whole UTF-16 unit and is ignored.
+    options_.Fill(StringView(reinterpret_cast<const char16_t*>(buffer.data()), size / 2));
+    parentMode_ = true;
+    opt_.silent = true;
+    LogLine(u"<-<-", kContext);
+    return true;
+}
+
+bool TwWavemill::ParseCommandLine() {
+    const OptionsVerdict verdict = ReadRunOptions(options_, parentMode_, opt_);
+    if (!opt_.errorFile.empty()) {
+        HANDLE h = CreateFileW(W(LongPathForm(opt_.errorFile, kOpenPathLimit)), GENERIC_WRITE,
+                               FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, CREATE_ALWAYS,
+                               FILE_ATTRIBUTE_NORMAL, nullptr);
+        if (h != INVALID_HANDLE_VALUE)
+            console_.SetErrorSink(UniqueHandle(h));
+    }
+    if (verdict == OptionsVerdict::ShowUsage)
+        PrintUsage();
+    else if (verdict != OptionsVerdict::Convert)
+        LogError(VerdictText(verdict), kParseContext);
+    if (verdict != OptionsVerdict::Convert)
+        return false;
+    OpenParentObjects();
+    return true;
+}
+
+void TwWavemill::OpenParentObjects() {
+    if (!opt_.quitEvent.empty())
+        quitEvent_.CreateOrOpen(opt_.quitEvent);
+    if (!opt_.afterConvErrorEvent.empty())
+        afterConvErrorEvent_.CreateOrOpen(opt_.afterConvErrorEvent);
+    if (!opt_.watchdogEvent.empty())
+        watchdogEvent_.CreateOrOpen(opt_.watchdogEvent);
+    if (!opt_.processor.empty())
+        ApplyProcessor();
+    if (!opt_.bytesEncodedBlock.empty())
+        bytesEncodedBlock_.Open(opt_.bytesEncodedBlock, 8);
+}
+
+void TwWavemill::ApplyProcessor() {
+    const auto mask = static_cast<DWORD_PTR>(ProcessorMask(TextToInt(opt_.processor)));
+    LogLine(u"Allying to Processor " + opt_.processor);
+    if (!mask || !SetThreadAffinityMask(GetCurrentThread(), mask))
+        LogInfo(u"Information: Processor " + opt_.processor +
+                    u" is not available; the conversion runs on any processor.",
+                kParseContext);
+}
+
+void TwWavemill::SetConversionPriority() {
+    String value = options_.Value(u"priority");
+    if (value.empty())
+        return;
+    LogLine(u"Setting Priority: " + value, "TwWavemill::SetConversionPriority");
+    int thread = THREAD_PRIORITY_NORMAL;
+    DWORD process = NORMAL_PRIORITY_CLASS;
+    if (EqualsNoCase(value, u"low")) {
+        thread = THREAD_PRIORITY_BELOW_NORMAL;
+    } else if (EqualsNoCase(value, u"idle")) {
+        thread = THREAD_PRIORITY_IDLE;
+        process = IDLE_PRIORITY_CLASS;
+    } else if (EqualsNoCase(value, u"high")) {
+        thread = THREAD_PRIORITY_ABOVE_NORMAL;
+    }
+    SetThreadPriority(GetCurrentThread(), thread);
+    SetPriorityClass(GetCurrentProcess(), process);
+    PluginValue pv{};
+    pv.pointer1 = value.data();
+    encoder_.Set(WM_VALUE_PRIORITY, &pv);
+}
+
+void TwWavemill::PrintBanner() {
+    console_.Write(u"", true);
+    console_.Write(u"Tonewerk Wavemill audio converter, (c) 2021 Brightfold", true);
+    console_.Write(u"", true);
+}
+
+void TwWavemill::PrintUsage() {
+    PrintBanner();
+    console_.Write(u"Usage: Wavemill.exe -infile=\"filename\" -outfile=\"filename\" "
+                   u"-convert_to=\"codec\" [codec compression CLI]",
+                   true);
+}
+
+void TwWavemill::EchoSettings() {
+    console_.Write(u"Encoding: ");
+    console_.Write(opt_.codec, true);
+    console_.Write(u"Audio Source: ");
+    console_.Write(opt_.standardInput ? String(u"Standard Input") : opt_.inputFile, true);
+    console_.Write(u"Audio Destination: ");
+    console_.Write(opt_.outputFile, true);
+    if (!opt_.dsps.empty()) {
+        String names;
+        for (const DspRequest& d : opt_.dsps)
+            names += (names.empty() ? u"" : u", ") + d.name;
+        console_.Write(u"DSP Effects: ");
+        console_.Write(names, true);
+    }
+    console_.Write(u"", true);
+    console_.Write(u" 0%-----------25%-----------50%-----------75%-----------100%", true);
+    console_.Write(u" ");
+}
+
+} // namespace wm

@@ -1,0 +1,16 @@
+#include "converter/RunStatus.h"
+
+namespace wm {
+
+void RunStatus::Fail(const char* why) {
+    const char* none = nullptr;
+    firstReason_.compare_exchange_strong(none, why);
+    failed_.store(1);
+}
+
+RunStatus& TheRunStatus() {
+    static RunStatus status;
+    return status;
+}
+
+} // namespace wm

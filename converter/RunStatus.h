@@ -1,0 +1,27 @@
+// Why a run failed, in one place. Every failing step, the console relay (an error line was
+// logged) and the parent's events go through Fail(); the exit status is read from here.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+namespace wm {
+
+class RunStatus {
+  public:
+    // Marks the run failed; the first reason is kept for the debug log.
+    void Fail(const char* why);
+    bool Failed() const { return failed_.load() != 0; }
+    const char* FirstReason() const { return firstReason_.load(); }
+
+    int ExitStatus() const { return Failed() ? 1 : 0; }
+
+  private:
+    std::atomic<int32_t> failed_{0};
+    std::atomic<const char*> firstReason_{nullptr};
+};
+
+// The process's one run status (the process converts exactly one source).
+RunStatus& TheRunStatus();
+
+} // namespace wm

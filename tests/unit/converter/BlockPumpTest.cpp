@@ -1,0 +1,185 @@
+#include "converter/BlockPump.h"
+
+#include <gtest/gtest.h>
+
+#include <deque>
+#include <functional>
+#include <vector>
+
+using namespace wm;
+
+namespace {
+
+// A scripted source: each entry is one block (bytes, position, end flag); an empty script
+// entry with fail set makes NextBlock fail.
+struct Scripted {
+    uint32_t length = 0;
+    uint64_t msPosition = 0;
+    bool end = false;
+    bool fail = false;
+    const char16_t* input = nullptr;
+};
+
+class ScriptSource : public BlockSource {
+  public:
+    explicit ScriptSource(std::deque<Scripted> script) : script_(std::move(script)) {}
+    bool NextBlock(AudioBlockInfo& block) override {
+        ++pulls;
+        if (onPull)
+            onPull(pulls);
+        if (script_.empty())
+            return false;
+        Scripted s = script_.front();
+        script_.pop_front();
+        block.format.blockAlign = 4;
+        block.length = s.length;
+        block.data = s.length ? bytes_ : nullptr;
+        block.msPosition = s.msPosition;
+        block.endOfStream = s.end;
+        block.actionText = s.input;
+        return !s.fail;
+    }
+    int pulls = 0;
+    std::function<void(int)> onPull;
+
+  private:
+    std::deque<Scripted> script_;
+    uint8_t bytes_[4096] = {};
+};
+
+class CountingStage : public BlockStage {
+  public:
+    bool Pass(AudioBlockInfo& block) override {
+        seen.push_back(block.length);
+        const WmChar* text = block.actionText; // packed record: no references into it
+        EXPECT_EQ(text, nullptr);
+        block.actionText = outputText;
+        return seen.size() != failAt;
+    }
+    std::vector<uint32_t> seen;
+    size_t failAt = 0;
+    const char16_t* outputText = nullptr;
+};
+
+class RecordingHost : public FlowHost {
+  public:
+    bool QuitRequested() override { return quit; }
+    void Heartbeat() override { ++heartbeats; }
+    void Idle(uint32_t ms) override { idles.push_back(ms); }
+    void ProgressMarks(uint32_t count) override { marks += count; }
+    void ParentLine(StringView text) override { lines.push_back(Narrow(text)); }
+    void StoreBytesEncoded(uint64_t total) override { bytes = total; }
+    void Information(StringView text) override { infos.push_back(Narrow(text)); }
+    void Error(StringView text) override { errors.push_back(Narrow(text)); }
+    bool quit = false;
+    int heartbeats = 0;
+    uint32_t marks = 0;
+    uint64_t bytes = 0;
+    std::vector<uint32_t> idles;
+    std::vector<std::string> lines, infos, errors;
+};
+
+struct Harness {
+    RecordingHost host;
+    CountingStage stage;
+    RunStatus status;
+    uint64_t pumped = 0;
+    void Pump(ScriptSource& source, PumpSettings settings) {
+        BlockStage* stages[] = {&stage};
+        BlockPump pump(source, stages, host, status, settings);
+        pump.Run();
+        pumped = pump.BytesEncoded();
+    }
+};
+
+} // namespace
+
+TEST(BlockPump, PercentFromTheBlockStartAndMarksRoundDown) {
+    // 1000 ms source; blocks start at 0, 333, 666 and 999 ms, then an empty end block.
+    ScriptSource source({{400, 0}, {400, 333}, {400, 666}, {400, 999}, {0, 1000, true}});
+    Harness run;
+    run.Pump(source, {1000, false, false});
+    // 99 % x 60 / 100 = 59 marks (not 60): the last mark comes with the end block at 100 %.
+    EXPECT_EQ(run.host.marks, 60u);
+    EXPECT_EQ(run.stage.seen, (std::vector<uint32_t>{400, 400, 400, 400, 0}));
+    EXPECT_EQ(run.pumped, 1600u);
+    EXPECT_EQ(run.host.bytes, 1600u);
+    EXPECT_FALSE(run.status.Failed());
+
+    ScriptSource partial({{400, 0}, {400, 666, true}});
+    Harness second;
+    second.Pump(partial, {1000, false, false});
+    EXPECT_EQ(second.host.marks, 39u); // 66 % -> 39.6 marks, rounded down
+}
+
+TEST(BlockPump, ParentLinesOnlyWhenTheValueChanges) {
+    ScriptSource source({{4, 0, false, false, u"a.wav"},
+                         {4, 500, false, false, u"a.wav"},
+                         {4, 500, false, false, u"b.wav"},
+                         {4, 2000, true}});
+    Harness run;
+    run.stage.outputText = u"out.wav";
+    run.Pump(source, {1000, true, true});
+    EXPECT_EQ(run.host.lines,
+              (std::vector<std::string>{"ActionInput: a.wav", "ActionOutput: out.wav",
+                                        "PCDone: 50 %", "ActionInput: b.wav", "PCDone: 100 %"}));
+    EXPECT_EQ(run.host.marks, 0u);
+}
+
+TEST(BlockPump, QuitStopsBeforeTheNextBlock) {
+    ScriptSource source({{4, 0}, {4, 1}, {4, 2}, {4, 3}, {4, 4, true}});
+    Harness run;
+    source.onPull = [&](int pulls) { run.host.quit = pulls == 2; };
+    run.Pump(source, {10, false, true});
+    EXPECT_EQ(source.pulls, 2);
+    EXPECT_EQ(run.stage.seen.size(), 2u);
+    EXPECT_FALSE(run.status.Failed()); // the finish fails the run when it sees the event
+}
+
+TEST(BlockPump, EmptyBlocksBackOffAndStillSeeAFailedRun) {
+    ScriptSource source({{0, 0}, {0, 0}, {0, 0}, {0, 0}, {0, 0}, {4, 0}, {0, 0}, {4, 1, true}});
+    Harness run;
+    run.Pump(source, {10, false, true});
+    EXPECT_EQ(run.host.idles, (std::vector<uint32_t>{0, 25, 25, 50, 50, 0}));
+    EXPECT_EQ(run.host.heartbeats, 8);
+
+    // An error line logged while the source stalls ends the loop at the next empty block.
+    ScriptSource stalled({{0, 0}, {0, 0}, {0, 0}, {4, 0, true}});
+    Harness failing;
+    stalled.onPull = [&](int pulls) {
+        if (pulls == 2)
+            failing.status.Fail("error line");
+    };
+    failing.Pump(stalled, {10, false, true});
+    EXPECT_EQ(stalled.pulls, 2);
+    EXPECT_TRUE(failing.stage.seen.empty());
+}
+
+TEST(BlockPump, TornFramesAndFailures) {
+    // At the end the whole torn block is dropped and the run succeeds.
+    ScriptSource atEnd({{8, 0}, {1001, 5, true}});
+    Harness end;
+    end.Pump(atEnd, {10, false, true});
+    EXPECT_EQ(end.stage.seen, std::vector<uint32_t>{8});
+    EXPECT_EQ(end.host.infos.size(), 1u);
+    EXPECT_FALSE(end.status.Failed());
+
+    ScriptSource midStream({{6, 0}, {8, 1, true}});
+    Harness mid;
+    mid.Pump(midStream, {10, false, true});
+    EXPECT_EQ(mid.host.errors, std::vector<std::string>{
+                                   "Error: Audio data contains incomplete samples mid-stream."});
+    EXPECT_TRUE(mid.status.Failed());
+
+    ScriptSource refused({{4, 0}, {4, 1}, {4, 2, true}});
+    Harness stage;
+    stage.stage.failAt = 2;
+    stage.Pump(refused, {10, false, true});
+    EXPECT_TRUE(stage.status.Failed());
+    EXPECT_EQ(stage.pumped, 4u);
+
+    ScriptSource broken({{4, 0}, {0, 0, false, true}});
+    Harness source;
+    source.Pump(broken, {10, false, true});
+    EXPECT_TRUE(source.status.Failed());
+}
