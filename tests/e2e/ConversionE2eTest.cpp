@@ -177,6 +177,15 @@ TEST(StandardInput, WindowsPipeCarriesPcmToTheEnd) {
     EXPECT_TRUE(Contains(r.out, "incomplete samples at end")) << r.out;
     EXPECT_EQ(ReadBytes(dir + u"out.raw"), Pattern(400000));
 
+    // A quoted "-" is a value, as a Windows parent writes it, not an argument quoted whole.
+    o.stdinData = Pattern(4000);
+    r = RunWavemill(u"-infile \"-\" -outfile \"" + dir +
+                        u"quoted.raw\" -convert_to=TestEnc -sourcefreq=8000 -sourcechannels=1 "
+                        u"-sourcebits=16",
+                    o);
+    EXPECT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_EQ(ReadBytes(dir + u"quoted.raw"), Pattern(4000));
+
     // Closed at once, and no pipe at all (NUL): both end with no audio.
     const String small = u" -sourcefreq=8000 -sourcechannels=1 -sourcebits=8";
     o.stdinData.clear();
