@@ -44,7 +44,7 @@ class StdInputSource : public AudioSource {
 
   private:
     bool ReadFormat(DecodeOpenInfo& info);
-    void ReadTagFile(DecodeOpenInfo& info);
+    bool ReadTagFile(DecodeOpenInfo& info);
     void DetectReading();
     void ReadAvailable();
     void CloseInput();

@@ -1,6 +1,7 @@
 // Raw PCM on standard input: a pipe carries no header, so options describe the format.
 #include "converter/AudioSources.h"
 #include "process/Log.h"
+#include "tags/IDTagSet.h"
 #include "text/NumberText.h"
 
 #include <algorithm>
@@ -23,7 +24,8 @@ bool StdInputSource::Open(DecodeOpenInfo& info) {
     }
     if (!ReadFormat(info))
         return false;
-    ReadTagFile(info);
+    if (!ReadTagFile(info))
+        return false;
     DetectReading();
     LogLine(u"Using StdInput WFX:" + format_.Describe());
     return true;
@@ -57,10 +59,10 @@ bool StdInputSource::ReadFormat(DecodeOpenInfo& info) {
     return true;
 }
 
-void StdInputSource::ReadTagFile(DecodeOpenInfo& info) {
+bool StdInputSource::ReadTagFile(DecodeOpenInfo& info) {
     String tagFile = options_.Value(u"idtags");
     if (tagFile.empty())
-        return;
+        return true;
     LogLine(u"Reading StdIn Tmp File IDTags: ", nullptr, false);
     FileAccess file;
     bool failed = false;
@@ -75,6 +77,13 @@ void StdInputSource::ReadTagFile(DecodeOpenInfo& info) {
         }
     }
     LogLine(u"Read");
+    // Anything else would reach the encoder as garbage tag names.
+    if (!tags_.empty() && !TagBlockIsWellFormed(tags_.data(), tags_.size())) {
+        LogError(u"Error: The -idtags file '" + tagFile + u"' does not hold a tag block.",
+                 kOpenContext);
+        return false;
+    }
+    return true;
 }
 
 void StdInputSource::DetectReading() {

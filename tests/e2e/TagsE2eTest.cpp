@@ -104,6 +104,15 @@ TEST(EncoderTags, StandardInputTakesItsTagsFromTheIdtagsFile) {
     // The converter rewrites its own tags only when the source had them.
     EXPECT_FALSE(got.Find(u"Encoded By"));
     EXPECT_FALSE(got.Find(u"Encoder"));
+
+    // A file that is not a tag block fails clearly instead of passing garbage names on.
+    WriteText(dir + u"tags.txt", "title=Not a block\r\n");
+    r = RunWavemill(u"-infile=- -outfile=\"" + dir +
+                        u"bad.raw\" -convert_to=TestEnc -sourcefreq=44100 -sourcechannels=2 "
+                        u"-sourcebits=16 -idtags=\"" + dir + u"tags.txt\"",
+                    o);
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_TRUE(Contains(r.err, "does not hold a tag block")) << r.err;
 }
 
 TEST(TagWriter, WritesThroughTheTagLoadDecoderOrLeavesTheFileAlone) {
