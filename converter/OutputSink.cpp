@@ -38,7 +38,7 @@ bool OutputSink::Commit(bool keepOld, const EventHandle& quit, bool* moved) {
     bool missing = false;
     const uint64_t size = FileSizeOfPath(temporary_, &missing);
     bool ok = true;
-    if (!missing && size != 0 && !keepOld && !quit.IsSet()) {
+    if (!missing && size != 0 && !keepOld) {
         DeleteFilePath(output_);
         ok = MoveWithRetry(temporary_, output_, MOVEFILE_REPLACE_EXISTING, 2000, &quit);
         if (!ok)

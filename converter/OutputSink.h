@@ -17,9 +17,9 @@ class OutputSink {
     const String& FileToWrite() const { return temporary_.empty() ? output_ : temporary_; }
     bool UsesTemporary() const { return !temporary_.empty(); }
 
-    // Moves a complete temporary file onto the output (the run neither failed nor was
+    // Moves a complete temporary file onto the output unless keepOld (the run failed or was
     // stopped); the temporary file is gone afterwards in every case. *moved tells whether the
-    // output is now the new file. False only when the move itself failed.
+    // output is now the new file. False only when the move itself failed; quit cuts its retries.
     bool Commit(bool keepOld, const EventHandle& quit, bool* moved);
 
     // "File Size Check <label>: <n> bytes   Filename: <path>" in the debug log, unless the name

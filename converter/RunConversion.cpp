@@ -1,6 +1,7 @@
 // The run's spine: the order of the steps from binding the plug-ins to the block loop.
 #include "converter/BlockPump.h"
 #include "converter/TwWavemill.h"
+#include "converter/UserStop.h"
 #include "files/FileAccess.h"
 #include "files/FileOps.h"
 #include "files/PathText.h"
@@ -47,8 +48,10 @@ TwWavemill::TwWavemill() : status_(TheRunStatus()) {
     RegSetDefaultLocation(HKEY_CURRENT_USER, kSettingsRoot);
     ApplyTaggingDefaults();
     InstallRegistryLocaleLoader();
-    if (StartUp())
-        Convert();
+    if (!StartUp())
+        return;
+    CatchUserStop();
+    Convert();
 }
 
 TwWavemill::~TwWavemill() {
@@ -270,6 +273,10 @@ uint32_t TwWavemill::Relay(const char16_t* stage) {
     conversion_.runError = status_.Failed() ? 1 : 0;
     MessageRelay relay(opt_.standardInput ? nullptr : &decoder_, encoder_, conversion_);
     return relay.Communicate(stage);
+}
+
+bool TwWavemill::QuitRequested() {
+    return quitEvent_.IsSet() || UserStopRequested();
 }
 
 void TwWavemill::Idle(uint32_t ms) {

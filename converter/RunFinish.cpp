@@ -1,6 +1,7 @@
 // The run's finish: closing the source and the plug-ins, moving the output into place, the tag
 // writer, the after-conversion hand-over and the summary.
 #include "converter/TwWavemill.h"
+#include "converter/UserStop.h"
 #include "files/FileOps.h"
 #include "files/PathText.h"
 #include "plugins/MessageRelay.h"
@@ -23,6 +24,10 @@ void TwWavemill::Finish() {
         status_.Fail("the decoder did not close");
     if (quitEvent_.IsSet())
         status_.Fail("the parent asked the run to stop");
+    if (UserStopRequested()) {
+        LogError(u"Error: The conversion was stopped (Ctrl-C).", "TwWavemill::TwWavemill");
+        status_.Fail("stopped at the console");
+    }
     if (afterConvErrorEvent_.IsSet())
         status_.Fail("the parent marked the run failed");
     const bool tagging = EndEncoding() && opt_.writeTags;
@@ -30,7 +35,7 @@ void TwWavemill::Finish() {
         OutputSink::SizeCheck(sink_.UsesTemporary() ? u"(before overwrite final)" : u"",
                               sink_.FileToWrite());
     bool replaced = false;
-    if (!sink_.Commit(status_.Failed(), quitEvent_, &replaced))
+    if (!sink_.Commit(status_.Failed() || QuitRequested(), quitEvent_, &replaced))
         status_.Fail("the output could not be moved into place");
     ReleaseRendered();
     if (tagging && replaced) {

@@ -72,7 +72,7 @@ class TwWavemill : private FlowHost {
     void FillConversion(const String& fileToWrite);
 
     // What the block flow needs from the platform.
-    bool QuitRequested() override { return quitEvent_.IsSet(); }
+    bool QuitRequested() override;
     void Heartbeat() override { watchdogEvent_.Set(); }
     void Idle(uint32_t ms) override;
     void ProgressMarks(uint32_t count) override;

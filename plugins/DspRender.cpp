@@ -51,7 +51,7 @@ bool DspRender::RenderAll() {
     if (path_.empty() || !DecodeToFile())
         return false;
     for (DspEntry& entry : chain_.Entries()) {
-        if (job_.quit.IsSet())
+        if (job_.host.QuitRequested())
             break;
         Action(u"Running DSP Effect " + entry.name);
         if (!ApplyEffect(entry))
@@ -68,7 +68,7 @@ bool DspRender::DecodeToFile() {
     }
     uint64_t written = 0;
     uint32_t empties = 0;
-    while (!job_.quit.IsSet()) {
+    while (!job_.host.QuitRequested()) {
         AudioBlockInfo block{};
         if (!job_.source.NextBlock(block))
             return false;

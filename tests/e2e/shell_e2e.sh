@@ -69,6 +69,22 @@ printf '\xff\xff\xff\x7f' | dd of=lying.wav bs=1 seek=40 conv=notrunc status=non
 wm -silent -infile=lying.wav -outfile=lying-out.wav -convert_to=Wave >/dev/null
 check "lying data size converts what is there" cmp -s <(raw_of "with space/in put.wav") <(raw_of lying-out.wav)
 
+# Ctrl-C (SIGINT reaches the console handler under Wine) stops a slow run like the quit event:
+# status 1, a line saying so, the existing output kept, no temporary output left.
+printf 'format 44100 2 16\nsleep 50\nblock 4000 400\n' >slow.wmt
+echo keep >stopped.raw
+wine "$stage/Wavemill.exe" -silent -infile=slow.wmt -outfile=stopped.raw -convert_to=TestEnc \
+    </dev/null >/dev/null 2>stop-err.txt &
+pid=$!
+sleep 2
+kill -INT "$pid"
+wait "$pid"
+status=$?
+check "Ctrl-C ends the run with status 1" test "$status" -eq 1
+check "Ctrl-C says why" grep -q 'stopped (Ctrl-C)' <(utf8 <stop-err.txt)
+check "Ctrl-C keeps the existing output, leaves no temporary file" \
+    test "$(cat stopped.raw):$(ls stopped.raw.tmp* 2>/dev/null | wc -l)" = keep:0
+
 # Tags and album art through a whole conversion, checked with ffprobe: text tags ffmpeg wrote
 # (LIST/INFO), a "tag" option winning over the source, and two covers from an "id3 " chunk.
 if command -v ffmpeg >/dev/null && command -v ffprobe >/dev/null; then
