@@ -1,5 +1,6 @@
 // The run's spine: the order of the steps from binding the plug-ins to the block loop.
 #include "converter/BlockPump.h"
+#include "converter/HelpText.h"
 #include "converter/TwWavemill.h"
 #include "converter/UserStop.h"
 #include "files/FileAccess.h"
@@ -90,33 +91,51 @@ bool TwWavemill::BindPlugins() {
         dsps_->Add(d.name, d.settings);
     tags_ = std::make_unique<EncoderTags>(
         EncoderTagSource{options_, programFolder_, opt_.codec, opt_.inputFile});
-    PluginValue batch{};
-    batch.value2 = opt_.batchId;
-    if (opt_.standardInput) {
-        source_ = std::make_unique<StdInputSource>(options_);
-    } else {
-        if (!clTwCodecHandler().FindDecoder(opt_.inputFile, decoder_, LogHostContext(),
-                                            programFolder_, false)) {
-            LogError(u"Error: Unable to load decoder for file type '" +
-                         ExtensionOf(opt_.inputFile) + u"', codec not installed? visit 'Kodexa'.",
-                     kRunContext);
-            status_.Fail("no decoder for the input");
-            return false;
-        }
-        source_ = std::make_unique<DecoderSource>(decoder_, opt_.inputFile);
-        if (opt_.batchId)
-            decoder_.Set(WM_VALUE_BATCH_ID, &batch);
-    }
-    if (!clTwCodecHandler().LoadEncoder(opt_.codec, encoder_, LogHostContext(), programFolder_)) {
-        LogError(u"Error: Unable to load encoder '" + opt_.codec + u"'.", kRunContext);
-        status_.Fail("the encoder did not load");
+    if (!ChooseSource() || !LoadEncoder())
         return false;
-    }
-    if (opt_.batchId)
-        encoder_.Set(WM_VALUE_BATCH_ID, &batch);
     LogScope scope("TwWavemill::StripWavemillCmds");
     encoderCommandLine_ = StripWavemillCmds(options_, opt_.dsps.size());
     return true;
+}
+
+bool TwWavemill::ChooseSource() {
+    if (opt_.standardInput) {
+        source_ = std::make_unique<StdInputSource>(options_);
+        return true;
+    }
+    if (!clTwCodecHandler().FindDecoder(opt_.inputFile, decoder_, LogHostContext(), programFolder_,
+                                        false)) {
+        LogError(u"Error: Unable to load decoder for file type '" + ExtensionOf(opt_.inputFile) +
+                     u"', codec not installed? visit 'Kodexa'.",
+                 kRunContext);
+        status_.Fail("no decoder for the input");
+        return false;
+    }
+    source_ = std::make_unique<DecoderSource>(decoder_, opt_.inputFile);
+    SendBatchId(decoder_);
+    return true;
+}
+
+bool TwWavemill::LoadEncoder() {
+    if (clTwCodecHandler().LoadEncoder(opt_.codec, encoder_, LogHostContext(), programFolder_)) {
+        SendBatchId(encoder_);
+        return true;
+    }
+    LogError(u"Error: Unable to load encoder '" + opt_.codec + u"'.", kRunContext);
+    String installed;
+    for (const String& codec : InstalledCodecs(programFolder_))
+        installed += (installed.empty() ? u"" : u", ") + codec;
+    LogInfo(u"Information: The installed encoders are: " + installed + u".", kRunContext);
+    status_.Fail("the encoder did not load");
+    return false;
+}
+
+template <class Binding> void TwWavemill::SendBatchId(Binding& plugin) {
+    if (!opt_.batchId)
+        return;
+    PluginValue batch{};
+    batch.value2 = opt_.batchId;
+    plugin.Set(WM_VALUE_BATCH_ID, &batch);
 }
 
 void TwWavemill::FillConversion(const String& fileToWrite) {

@@ -1,5 +1,6 @@
 // Start-up: debug mode and the standard handles, the workers, the options (command line or
 // command file), the parent's named objects, priority, banner and settings echo.
+#include "converter/HelpText.h"
 #include "converter/TwWavemill.h"
 #include "files/FileAccess.h"
 #include "files/Folders.h"
@@ -204,6 +205,11 @@ void TwWavemill::PrintUsage() {
     console_.Write(u"Usage: Wavemill.exe -infile=\"filename\" -outfile=\"filename\" "
                    u"-convert_to=\"codec\" [codec compression CLI]",
                    true);
+    console_.Write(u"", true);
+    for (const String& line : OptionHelpLines())
+        console_.Write(line, true);
+    for (const String& line : InstalledHelpLines(programFolder_))
+        console_.Write(line, true);
 }
 
 void TwWavemill::EchoSettings() {

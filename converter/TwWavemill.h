@@ -54,6 +54,9 @@ class TwWavemill : private FlowHost {
     // The conversion (RunConversion.cpp, RunFinish.cpp).
     void Convert();
     bool BindPlugins();
+    bool ChooseSource();
+    bool LoadEncoder();
+    template <class Binding> void SendBatchId(Binding& plugin);
     bool RawHandOver();
     bool Prepare();
     bool OpenSource();

@@ -23,9 +23,16 @@ TEST(StartUp, HelpNothingAndEachMissingOptionFail) {
          {u"-help", u"", u"-infile=a.wav -outfile=b.wav -convert_to=W -help"}) {
         RunResult r = RunWavemill(args);
         EXPECT_EQ(r.exitCode, 1) << Narrow(args);
-        EXPECT_EQ(r.out, "\r\nTonewerk Wavemill audio converter, (c) 2021 Brightfold\r\n\r\n"
-                         "Usage: Wavemill.exe -infile=\"filename\" -outfile=\"filename\" "
-                         "-convert_to=\"codec\" [codec compression CLI]\r\n");
+        EXPECT_EQ(r.out.rfind("\r\nTonewerk Wavemill audio converter, (c) 2021 Brightfold\r\n\r\n"
+                              "Usage: Wavemill.exe -infile=\"filename\" -outfile=\"filename\" "
+                              "-convert_to=\"codec\" [codec compression CLI]\r\n\r\n",
+                              0),
+                  0u)
+            << r.out;
+        // The installed encoders and the input types the installed decoders read.
+        EXPECT_TRUE(Contains(r.out, "Encoders (-convert_to=):\r\n")) << r.out;
+        EXPECT_TRUE(Contains(r.out, "\r\n  TestEnc\r\n  Wave\r\n")) << r.out;
+        EXPECT_TRUE(Contains(r.out, "\r\n  *.wav  Wave Audio\r\n")) << r.out;
     }
     const std::pair<const char16_t*, const char*> cases[] = {
         {u"-infile=a.wav -outfile=b.wav", "Error no encoder specified.  [TwWavemill::"},

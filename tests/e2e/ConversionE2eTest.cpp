@@ -76,6 +76,11 @@ TEST(Conversion, FailuresKeepAnExistingOutput) {
         EXPECT_TRUE(Contains(r.out, "Conversion Failed.\r\n")) << error << ": " << r.out;
         EXPECT_EQ(ReadText(out), "precious") << error;
         EXPECT_FALSE(Exists(out + u".tmp.raw")) << error;
+        if (Contains(error, "Unable to load encoder")) {
+            EXPECT_TRUE(
+                Contains(r.out, "The installed encoders are: NoRemoveConfig, TestEnc, Wave."))
+                << r.out;
+        }
     }
 }
 

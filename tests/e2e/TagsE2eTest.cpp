@@ -109,7 +109,8 @@ TEST(EncoderTags, StandardInputTakesItsTagsFromTheIdtagsFile) {
     WriteText(dir + u"tags.txt", "title=Not a block\r\n");
     r = RunWavemill(u"-infile=- -outfile=\"" + dir +
                         u"bad.raw\" -convert_to=TestEnc -sourcefreq=44100 -sourcechannels=2 "
-                        u"-sourcebits=16 -idtags=\"" + dir + u"tags.txt\"",
+                        u"-sourcebits=16 -idtags=\"" +
+                        dir + u"tags.txt\"",
                     o);
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_TRUE(Contains(r.err, "does not hold a tag block")) << r.err;

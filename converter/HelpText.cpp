@@ -1,0 +1,80 @@
+#include "converter/HelpText.h"
+
+#include "files/PathText.h"
+#include "plugins/clTwCodecHandler.h"
+#include "process/Log.h"
+
+namespace wm {
+
+namespace {
+
+void SplitLines(StringView text, StringList& into, StringView indent) {
+    while (!text.empty()) {
+        const size_t end = text.find_first_of(u"\r\n");
+        const StringView line = text.substr(0, end);
+        if (!line.empty())
+            into.push_back(String(indent) + String(line));
+        if (end == StringView::npos)
+            break;
+        text.remove_prefix(end + 1);
+    }
+}
+
+String EncoderHelp(const String& codec, const String& programFolder) {
+    clTwEncoder encoder;
+    String help;
+    if (clTwCodecHandler().LoadEncoder(codec, encoder, LogHostContext(), programFolder)) {
+        PluginValue value{};
+        if (encoder.Get(WM_VALUE_HELP, &value) && value.pointer1)
+            help = static_cast<const char16_t*>(value.pointer1);
+    }
+    encoder.Unload();
+    return help;
+}
+
+} // namespace
+
+StringList OptionHelpLines() {
+    return {
+        u"  -infile=<file>         source file; - reads raw PCM from standard input",
+        u"  -outfile=<file>        output file; an existing one is replaced only on success",
+        u"  -convert_to=<codec>    one of the encoders below",
+        u"  -sourcefreq, -sourcechannels, -sourcebits, -sourcelength, -sourceisfloat",
+        u"                         describe raw PCM on standard input (Hz, count, bits, ms)",
+        u"  -idtags=<file>         with standard input: the source's tag block",
+        u"  -tag=\"name=value\"      add or override one tag (repeatable); -noidtag: no tags",
+        u"  -dspeffect1=\"Name=settings\", -dspeffect2=...   effects from DSPs\\<Name>.dll",
+        u"  -tmpfolder=<folder>    folder for temporary files",
+        u"  -silent                no banner, settings or progress",
+        u"  -errorfile=<file>      error lines go to this file",
+        u"  -priority=low|idle|high, -processor=<n>",
+        u"  -twcmd=<file>          options from a UTF-16 command file (parent programs)",
+        u"  Any other option goes to the encoder as its own command line.",
+    };
+}
+
+StringList InstalledCodecs(const String& programFolder) {
+    StringList codecs;
+    for (const String& file : clTwCodecHandler().ListEncoders(programFolder)) {
+        const String ext = ExtensionOf(file);
+        codecs.push_back(file.substr(0, file.size() - ext.size()));
+    }
+    return codecs;
+}
+
+StringList InstalledHelpLines(const String& programFolder) {
+    StringList lines{u"", u"Encoders (-convert_to=):"};
+    for (const String& codec : InstalledCodecs(programFolder)) {
+        lines.push_back(u"  " + codec);
+        SplitLines(EncoderHelp(codec, programFolder), lines, u"      ");
+    }
+    StringList extensions, descriptions;
+    clTwCodecHandler().ListDecoders(false, &extensions, &descriptions, nullptr, programFolder);
+    lines.push_back(u"");
+    lines.push_back(u"Input types:");
+    for (size_t i = 0; i < extensions.size(); ++i)
+        lines.push_back(u"  *" + extensions[i] + u"  " + descriptions[i]);
+    return lines;
+}
+
+} // namespace wm

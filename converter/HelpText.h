@@ -1,0 +1,16 @@
+// What -help shows after the usage line: the options, the installed encoders with their own
+// options, and the input types the installed decoders read.
+#pragma once
+
+#include "text/String.h"
+
+namespace wm {
+
+// One line per option the converter itself reads.
+StringList OptionHelpLines();
+// "Wave", "FLAC", ... from the encoder folder.
+StringList InstalledCodecs(const String& programFolder);
+// The encoders with their "Help" answers, then the input types; ready to print.
+StringList InstalledHelpLines(const String& programFolder);
+
+} // namespace wm
