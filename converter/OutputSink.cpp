@@ -26,8 +26,13 @@ bool OutputSink::Prepare(const String& outputFile) {
     const String folder = FolderPart(outputFile);
     if (!folder.empty())
         CreateFolderPath(folder);
+    // A temporary output of this name can only be left by a run of ours that was killed; one that
+    // another run still writes is open without delete sharing, and this delete then fails.
+    const String temporary = TemporaryOutputName(outputFile);
+    if (FileExists(temporary))
+        DeleteFilePath(temporary);
     if (FileExists(outputFile))
-        temporary_ = TemporaryOutputName(outputFile);
+        temporary_ = temporary;
     return true;
 }
 

@@ -84,6 +84,12 @@ check "Ctrl-C ends the run with status 1" test "$status" -eq 1
 check "Ctrl-C says why" grep -q 'stopped (Ctrl-C)' <(utf8 <stop-err.txt)
 check "Ctrl-C keeps the existing output, leaves no temporary file" \
     test "$(cat stopped.raw):$(ls stopped.raw.tmp* 2>/dev/null | wc -l)" = keep:0
+# A killed run leaves its temporary output behind; the next run to that output removes it.
+echo partial >fresh.raw.tmp.raw
+printf 'block 400\n' >short.wmt
+wm -silent -infile=short.wmt -outfile=fresh.raw -convert_to=TestEnc >/dev/null
+check "a killed run's temporary output is removed by the next run" \
+    test $?:"$(wc -c <fresh.raw)":"$(ls fresh.raw.tmp* 2>/dev/null | wc -l)" = 0:400:0
 
 # Tags and album art through a whole conversion, checked with ffprobe: text tags ffmpeg wrote
 # (LIST/INFO), a "tag" option winning over the source, and two covers from an "id3 " chunk.
