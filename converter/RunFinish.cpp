@@ -20,6 +20,8 @@ void TwWavemill::Finish() {
     if (!opt_.silent)
         console_.Write(u"\r\n", true);
     speed_ = static_cast<double>(openInfo_.msLength) / (elapsedMs_ ? elapsedMs_ : 1);
+    // The decoder sees the same verdict as the encoder will, so both can clean up alike.
+    conversion_.runError = status_.Failed() ? 1 : 0;
     if (!source_->Close(conversion_))
         status_.Fail("the decoder did not close");
     if (quitEvent_.IsSet())
