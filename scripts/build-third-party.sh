@@ -85,6 +85,25 @@ build_libebur128() {
     cp "$src/COPYING" "$prefix/licenses/libebur128.txt"
 }
 
+# Delay-load import libraries for the shared ones: a plug-in loaded with an altered search path
+# (its own folder first) does not find DLLs beside Wavemill.exe at load time, but a delayed
+# import is loaded on first use by the ordinary search, which starts in the program's folder.
+make_delay_libs() {
+    local dll name
+    for dll in "$prefix"/bin/*.dll; do
+        name=$(basename "$dll" .dll)
+        [ "$prefix/lib/$name.delay.a" -nt "$dll" ] && continue
+        {
+            echo "LIBRARY $name.dll"
+            echo "EXPORTS"
+            $host-objdump -p "$dll" | sed -n '/\[Ordinal\/Name Pointer\] Table/,/^$/p' |
+                sed -n 's/^[[:space:]]*\[ *[0-9]*\] \(.*\)$/\1/p'
+        } >"$out/build/$name.def"
+        $host-dlltool --input-def "$out/build/$name.def" --dllname "$name.dll" \
+            --output-delaylib "$prefix/lib/$name.delay.a"
+    done
+}
+
 for lib in flac lame mpg123 libsoxr libebur128; do
     # The stamp names the version and a hash of the recipe, so a change of flags rebuilds.
     recipe=$(declare -f "build_$lib" cmake_lib unpack | sha1sum | cut -c1-12)
@@ -100,3 +119,4 @@ for lib in flac lame mpg123 libsoxr libebur128; do
     fi
     touch "$stamp"
 done
+make_delay_libs
