@@ -24,8 +24,9 @@ void ReadId3Tag(const uint8_t* data, size_t size, WaveTags& tags);
 
 // An ID3v2.4 tag with every text tag (UTF-8 frames; CR-separated values as NUL-separated
 // ones) and every picture; empty when there is nothing to write. Entries that would not fit
-// the format's 256 MiB limits are left out.
-Bytes BuildId3Tag(const WaveTags& tags);
+// the format's 256 MiB limits are left out. Version 3 writes UTF-16 frames, "/"-separated
+// values and the year as TYER.
+Bytes BuildId3Tag(const WaveTags& tags, int version = 4);
 
 // The MIME type of picture bytes, by their signature.
 const char* PictureMimeType(const uint8_t* data, size_t size);

@@ -10,10 +10,6 @@ namespace wm::wav {
 
 namespace {
 
-constexpr uint8_t kFrontCover = 3;
-constexpr uint8_t kIllustration = 18;
-constexpr uint8_t kLastPictureType = 20;
-
 struct Span {
     const uint8_t* p = nullptr;
     size_t n = 0;
@@ -130,18 +126,7 @@ class FrameReader {
         }
     }
 
-    // Type 0 ("other") and unknown types have no name of their own: such a picture is taken as
-    // the front cover when the tag has no real one, since that is what most of them are.
-    void Finish() {
-        bool haveFront = false;
-        for (const auto& pic : pictures_)
-            haveFront = haveFront || pic.type == kFrontCover;
-        for (auto& pic : pictures_) {
-            if (pic.type == 0 || pic.type > kLastPictureType)
-                pic.type = haveFront ? kIllustration : kFrontCover;
-            tags_.pictures.push_back(std::move(pic));
-        }
-    }
+    void Finish() { tags_.AdoptPictures(std::move(pictures_)); }
 
   private:
     static std::string FromVersion2(const std::string& id) {

@@ -40,4 +40,16 @@ void WaveTags::AddValue(StringView name, StringView value) {
     t->value += value;
 }
 
+void WaveTags::AdoptPictures(std::vector<Picture> found) {
+    constexpr uint8_t kFrontCover = 3, kIllustration = 18, kLastType = 20;
+    bool haveFront = false;
+    for (const Picture& pic : found)
+        haveFront = haveFront || pic.type == kFrontCover;
+    for (Picture& pic : found) {
+        if (pic.type == 0 || pic.type > kLastType)
+            pic.type = haveFront ? kIllustration : kFrontCover;
+        pictures.push_back(std::move(pic));
+    }
+}
+
 } // namespace wm::wav

@@ -35,6 +35,10 @@ struct WaveTags {
     // Adds a further value to an existing name (CR-separated, once per distinct value), or
     // appends the entry.
     void AddValue(StringView name, StringView value);
+    // Appends the pictures. Type 0 ("other") and unknown types have no name of their own: such a
+    // picture is taken as the front cover when there is no real one, since that is what most of
+    // them are, and as an illustration otherwise.
+    void AdoptPictures(std::vector<Picture> found);
 };
 
 } // namespace wm::wav

@@ -1,0 +1,116 @@
+// What every codec plug-in answers the same way: the reason of its last failure ("LastError")
+// and the nine exported entry points over a plug-in class.
+#pragma once
+
+#include "text/String.h"
+
+#include <sdk/wavemill_plugin.h>
+
+#include <string_view>
+#include <utility>
+
+namespace wm::codec {
+
+inline bool Is(const WmChar* name, std::u16string_view wanted) {
+    return name && name == wanted;
+}
+
+class LastError {
+  public:
+    // Records why a call failed; returns 0, the failed call's result.
+    uint32_t Fail(String why) {
+        text_ = std::move(why);
+        return 0;
+    }
+    void Clear() { text_.clear(); }
+    bool Empty() const { return text_.empty(); }
+    const String& Text() const { return text_; }
+    // Answers a "LastError" query; false for any other name.
+    bool Answer(const WmChar* name, PluginValue* value, uint32_t& result) const {
+        if (!Is(name, WM_VALUE_LAST_ERROR) || !value)
+            return false;
+        value->pointer1 = const_cast<char16_t*>(text_.c_str());
+        result = text_.empty() ? 0 : 1;
+        return true;
+    }
+
+  private:
+    String text_;
+};
+
+} // namespace wm::codec
+
+// The nine decoder entry points over class T (Get, Set, Open, Close, DecodeBlock, SetPosition).
+#define WM_DECODER_EXPORTS(T)                                                                      \
+    WM_PLUGIN_EXPORT void* Create(void*) {                                                         \
+        return new (std::nothrow) T();                                                             \
+    }                                                                                              \
+    WM_PLUGIN_EXPORT void Destroy(void* self) {                                                    \
+        delete static_cast<T*>(self);                                                              \
+    }                                                                                              \
+    WM_PLUGIN_EXPORT uint32_t Get(void* self, const WmChar* name, PluginValue* value) {            \
+        return self ? static_cast<T*>(self)->Get(name, value) : 0;                                 \
+    }                                                                                              \
+    WM_PLUGIN_EXPORT uint32_t Set(void* self, const WmChar* name, PluginValue* value) {            \
+        return self ? static_cast<T*>(self)->Set(name, value) : 0;                                 \
+    }                                                                                              \
+    WM_PLUGIN_EXPORT uint32_t Open(void* self, DecodeOpenInfo* info) {                             \
+        return self ? static_cast<T*>(self)->Open(info) : 0;                                       \
+    }                                                                                              \
+    WM_PLUGIN_EXPORT uint32_t Close(void* self, ConversionInfo*) {                                 \
+        return self ? static_cast<T*>(self)->Close() : 0;                                          \
+    }                                                                                              \
+    WM_PLUGIN_EXPORT uint32_t DecodeBlock(void* self, AudioBlockInfo* block) {                     \
+        return self ? static_cast<T*>(self)->DecodeBlock(block) : 0;                               \
+    }                                                                                              \
+    WM_PLUGIN_EXPORT uint32_t SetPosition(void* self, uint64_t ms) {                               \
+        return self ? static_cast<T*>(self)->SetPosition(ms) : 0;                                  \
+    }                                                                                              \
+    WM_PLUGIN_EXPORT uint32_t DeleteATag(void*, void*, void*) {                                    \
+        return 0;                                                                                  \
+    }                                                                                              \
+    static_assert(std::is_same_v<decltype(&Create), WmDecCreate>);                                 \
+    static_assert(std::is_same_v<decltype(&Get), WmDecGet>);                                       \
+    static_assert(std::is_same_v<decltype(&Open), WmDecOpen>);                                     \
+    static_assert(std::is_same_v<decltype(&Close), WmDecClose>);                                   \
+    static_assert(std::is_same_v<decltype(&DecodeBlock), WmDecDecodeBlock>);                       \
+    static_assert(std::is_same_v<decltype(&SetPosition), WmDecSetPosition>);                       \
+    static_assert(std::is_same_v<decltype(&DeleteATag), WmDecDeleteATag>)
+
+// The nine encoder entry points over class T (Get, Set, Begin, Encode, End).
+#define WM_ENCODER_EXPORTS(T)                                                                      \
+    WM_PLUGIN_EXPORT void* ENC_Create(void*) {                                                     \
+        return new (std::nothrow) T();                                                             \
+    }                                                                                              \
+    WM_PLUGIN_EXPORT void ENC_Destroy(void* self) {                                                \
+        delete static_cast<T*>(self);                                                              \
+    }                                                                                              \
+    WM_PLUGIN_EXPORT uint32_t ENC_Get(void* self, const WmChar* name, PluginValue* value) {        \
+        return self ? static_cast<T*>(self)->Get(name, value) : 0;                                 \
+    }                                                                                              \
+    WM_PLUGIN_EXPORT uint32_t ENC_Set(void* self, const WmChar* name, PluginValue* value) {        \
+        return self ? static_cast<T*>(self)->Set(name, value) : 0;                                 \
+    }                                                                                              \
+    WM_PLUGIN_EXPORT uint32_t ENC_ShowConfigBit(void*, void*, void*) {                             \
+        return 0;                                                                                  \
+    }                                                                                              \
+    WM_PLUGIN_EXPORT uint32_t ENC_RemoveConfigBit(void*, void*) {                                  \
+        return 0;                                                                                  \
+    }                                                                                              \
+    WM_PLUGIN_EXPORT uint32_t ENC_BeginConversion(void* self, ConversionInfo* conversion) {        \
+        return self ? static_cast<T*>(self)->Begin(conversion) : 0;                                \
+    }                                                                                              \
+    WM_PLUGIN_EXPORT uint32_t ENC_EndConversion(void* self, ConversionInfo*, uint32_t* after) {    \
+        if (after)                                                                                 \
+            *after = 0;                                                                            \
+        return self ? static_cast<T*>(self)->End() : 0;                                            \
+    }                                                                                              \
+    WM_PLUGIN_EXPORT uint32_t ENC_EncodeBlock(void* self, AudioBlockInfo* block) {                 \
+        return self ? static_cast<T*>(self)->Encode(block) : 0;                                    \
+    }                                                                                              \
+    static_assert(std::is_same_v<decltype(&ENC_Create), WmEncCreate>);                             \
+    static_assert(std::is_same_v<decltype(&ENC_Get), WmEncGet>);                                   \
+    static_assert(std::is_same_v<decltype(&ENC_ShowConfigBit), WmEncShowConfigBit>);               \
+    static_assert(std::is_same_v<decltype(&ENC_BeginConversion), WmEncBeginConversion>);           \
+    static_assert(std::is_same_v<decltype(&ENC_EndConversion), WmEncEndConversion>);               \
+    static_assert(std::is_same_v<decltype(&ENC_EncodeBlock), WmEncEncodeBlock>)

@@ -1,0 +1,313 @@
+#include "bundled/flac_decoder/FlacDecoder.h"
+
+#include "bundled/codec/VorbisComments.h"
+#include "bundled/wav/TagSetBridge.h"
+#include "bundled/wav/WaveFormatRules.h"
+#include "tags/IDTagSet.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+#include <string>
+
+namespace wm::bundled {
+
+namespace {
+
+// Half a second a block keeps the host's loop responsive; one frame may overshoot it.
+constexpr uint32_t kBlockMs = 500;
+
+const char16_t* const kExtensions[] = {u".flac", u".fla"};
+const char16_t* const kDescription = u"FLAC Lossless Audio";
+
+FlacDecoder* Self(void* client) {
+    return static_cast<FlacDecoder*>(client);
+}
+
+String ErrorName(FLAC__StreamDecoderErrorStatus status) {
+    switch (status) {
+    case FLAC__STREAM_DECODER_ERROR_STATUS_FRAME_CRC_MISMATCH:
+        return u"a frame's CRC does not match (damaged data)";
+    case FLAC__STREAM_DECODER_ERROR_STATUS_LOST_SYNC:
+        return u"the decoder lost sync (damaged or foreign data)";
+    case FLAC__STREAM_DECODER_ERROR_STATUS_BAD_HEADER:
+        return u"a frame header is damaged";
+    default:
+        return u"the stream cannot be parsed";
+    }
+}
+
+} // namespace
+
+uint32_t FlacDecoder::Get(const WmChar* name, PluginValue* value) noexcept {
+    uint32_t result = 0;
+    if (error_.Answer(name, value, result))
+        return result;
+    if (!value || !codec::Is(name, WM_VALUE_DECODES) || value->value1 >= std::size(kExtensions))
+        return 0;
+    value->pointer1 = const_cast<char16_t*>(kExtensions[value->value1]);
+    value->pointer2 = const_cast<char16_t*>(kDescription);
+    return 1;
+}
+
+uint32_t FlacDecoder::Set(const WmChar* name, PluginValue*) noexcept {
+    return codec::Is(name, WM_VALUE_BATCH_ID) ? 1 : 0;
+}
+
+uint32_t FlacDecoder::Open(DecodeOpenInfo* info) noexcept {
+    Close();
+    error_.Clear();
+    if (!info || !info->path)
+        return error_.Fail(u"no input file was given");
+    try {
+        if (OpenStream(*info))
+            return 1;
+    } catch (const std::bad_alloc&) {
+        error_.Fail(u"out of memory");
+    }
+    String why = error_.Text();
+    Close();
+    return error_.Fail(why);
+}
+
+bool FlacDecoder::OpenStream(DecodeOpenInfo& info) {
+    if (std::u16string_view(info.path) == u"-" || !file_.OpenForReading(info.path))
+        return error_.Fail(u"the file cannot be opened"), false;
+    fileSize_ = file_.Size();
+    decoder_ = FLAC__stream_decoder_new();
+    if (!decoder_)
+        return error_.Fail(u"out of memory"), false;
+    FLAC__stream_decoder_set_md5_checking(decoder_, true);
+    FLAC__stream_decoder_set_metadata_respond(decoder_, FLAC__METADATA_TYPE_VORBIS_COMMENT);
+    FLAC__stream_decoder_set_metadata_respond(decoder_, FLAC__METADATA_TYPE_PICTURE);
+    if (FLAC__stream_decoder_init_stream(decoder_, OnRead, OnSeek, OnTell, OnLength, OnEof, OnWrite,
+                                         OnMetadata, OnError,
+                                         this) != FLAC__STREAM_DECODER_INIT_STATUS_OK)
+        return error_.Fail(u"libFLAC could not start"), false;
+    if (!FLAC__stream_decoder_process_until_end_of_metadata(decoder_) || !haveInfo_)
+        return error_.Fail(u"not a FLAC file (no FLAC stream header)"), false;
+    if (damaged_)
+        return error_.Fail(u"damaged metadata: " + ErrorName(streamError_)), false;
+
+    format_ = codec::PcmFormat(static_cast<uint16_t>(info_.channels), info_.sample_rate,
+                               static_cast<uint16_t>(info_.bits_per_sample));
+    codec::PcmLayoutOf(format_, layout_);
+    info.format = format_;
+    info.byteLength = info_.total_samples * format_.blockAlign;
+    info.msLength = info_.total_samples * 1000 / info_.sample_rate;
+    info.bitRate = info.msLength ? static_cast<uint32_t>(std::min<uint64_t>(
+                                       fileSize_ * 8000 / info.msLength, UINT32_MAX))
+                                 : 0;
+    MakeTagBlock();
+    info.tagData = tagBlock_.empty() ? nullptr : tagBlock_.data();
+    info.tagSize = static_cast<uint32_t>(tagBlock_.size());
+    return true;
+}
+
+void FlacDecoder::MakeTagBlock() {
+    std::vector<std::string_view> comments(comments_.begin(), comments_.end());
+    wav::WaveTags tags;
+    codec::ReadVorbisComments(comments, tags);
+    std::vector<wav::Picture> pictures;
+    for (PictureBlock& p : pictures_) {
+        wav::Picture pic;
+        pic.type = static_cast<uint8_t>(std::min<uint32_t>(p.type, 255));
+        pic.description = Widen(p.description);
+        pic.data = std::move(p.data);
+        pictures.push_back(std::move(pic));
+    }
+    tags.AdoptPictures(std::move(pictures));
+    pictures_.clear();
+    comments_.clear();
+    if (tags.Empty())
+        return;
+    IDTagSet set;
+    wav::ToTagSet(tags, set);
+    std::vector<uint8_t> block = set.Serialize();
+    if (block.size() <= UINT32_MAX)
+        tagBlock_ = std::move(block);
+}
+
+uint32_t FlacDecoder::Close() noexcept {
+    if (decoder_)
+        FLAC__stream_decoder_delete(decoder_);
+    decoder_ = nullptr;
+    haveInfo_ = damaged_ = sought_ = finished_ = false;
+    fileSize_ = readAt_ = deliveredBytes_ = decodedFrames_ = 0;
+    std::vector<uint8_t>().swap(pcm_);
+    handed_ = 0;
+    std::vector<uint8_t>().swap(tagBlock_);
+    comments_.clear();
+    pictures_.clear();
+    return file_.Close() ? 1 : 0;
+}
+
+uint32_t FlacDecoder::DecodeBlock(AudioBlockInfo* block) noexcept {
+    if (!block || !decoder_ || finished_)
+        return error_.Fail(u"the decoder is not open");
+    try {
+        pcm_.erase(pcm_.begin(), pcm_.begin() + static_cast<ptrdiff_t>(handed_));
+        const size_t wanted = wav::MsToBytes(kBlockMs, format_.avgBytesPerSec, format_.blockAlign);
+        if (!FillBlock(std::max<size_t>(wanted, format_.blockAlign)))
+            return 0;
+    } catch (const std::bad_alloc&) {
+        return error_.Fail(u"out of memory");
+    }
+    if (pcm_.empty()) {
+        if (!FinishStream())
+            return 0;
+        finished_ = true;
+    }
+    handed_ = pcm_.size();
+    block->data = pcm_.data();
+    block->length = static_cast<uint32_t>(pcm_.size());
+    block->format = format_;
+    block->bitRate = format_.avgBytesPerSec * 8;
+    block->msDuration = wav::BytesToMs(pcm_.size(), format_.avgBytesPerSec);
+    block->msPosition = wav::BytesToMs(deliveredBytes_, format_.avgBytesPerSec);
+    block->endOfStream = finished_ ? 1 : 0;
+    deliveredBytes_ += pcm_.size();
+    return 1;
+}
+
+bool FlacDecoder::FillBlock(size_t wanted) {
+    while (pcm_.size() < wanted &&
+           FLAC__stream_decoder_get_state(decoder_) != FLAC__STREAM_DECODER_END_OF_STREAM) {
+        if (!FLAC__stream_decoder_process_single(decoder_))
+            return error_.Fail(u"libFLAC stopped: " +
+                               Widen(FLAC__stream_decoder_get_resolved_state_string(decoder_))),
+                   false;
+        if (damaged_)
+            return error_.Fail(ErrorName(streamError_) + u" after sample " +
+                               Widen(std::to_string(decodedFrames_))),
+                   false;
+    }
+    return true;
+}
+
+bool FlacDecoder::FinishStream() {
+    const bool md5Checked = !sought_;
+    if (!sought_ && info_.total_samples != 0 && decodedFrames_ != info_.total_samples)
+        return error_.Fail(u"the file ends early: " + Widen(std::to_string(decodedFrames_)) +
+                           u" of " + Widen(std::to_string(info_.total_samples)) +
+                           u" samples decoded"),
+               false;
+    if (!FLAC__stream_decoder_finish(decoder_) && md5Checked)
+        return error_.Fail(u"the decoded audio does not match the MD5 signature of the file"),
+               false;
+    return true;
+}
+
+uint32_t FlacDecoder::SetPosition(uint64_t ms) noexcept {
+    if (!decoder_)
+        return 0;
+    uint64_t sample = ms * info_.sample_rate / 1000;
+    if (info_.total_samples != 0)
+        sample = std::min<uint64_t>(sample, info_.total_samples - 1);
+    try {
+        pcm_.clear();
+        handed_ = 0;
+        sought_ = true;
+        finished_ = false;
+        if (!FLAC__stream_decoder_seek_absolute(decoder_, sample)) {
+            FLAC__stream_decoder_flush(decoder_);
+            return error_.Fail(u"seeking failed");
+        }
+    } catch (const std::bad_alloc&) {
+        return error_.Fail(u"out of memory");
+    }
+    deliveredBytes_ = sample * format_.blockAlign;
+    return 1;
+}
+
+FLAC__StreamDecoderReadStatus FlacDecoder::OnRead(const FLAC__StreamDecoder*, FLAC__byte buffer[],
+                                                  size_t* bytes, void* client) {
+    FlacDecoder& d = *Self(client);
+    const size_t n = d.file_.ReadAt(d.readAt_, buffer, *bytes);
+    d.readAt_ += n;
+    *bytes = n;
+    return n == 0 ? FLAC__STREAM_DECODER_READ_STATUS_END_OF_STREAM
+                  : FLAC__STREAM_DECODER_READ_STATUS_CONTINUE;
+}
+
+FLAC__StreamDecoderSeekStatus FlacDecoder::OnSeek(const FLAC__StreamDecoder*, FLAC__uint64 offset,
+                                                  void* client) {
+    FlacDecoder& d = *Self(client);
+    if (offset > d.fileSize_)
+        return FLAC__STREAM_DECODER_SEEK_STATUS_ERROR;
+    d.readAt_ = offset;
+    return FLAC__STREAM_DECODER_SEEK_STATUS_OK;
+}
+
+FLAC__StreamDecoderTellStatus FlacDecoder::OnTell(const FLAC__StreamDecoder*, FLAC__uint64* offset,
+                                                  void* client) {
+    *offset = Self(client)->readAt_;
+    return FLAC__STREAM_DECODER_TELL_STATUS_OK;
+}
+
+FLAC__StreamDecoderLengthStatus FlacDecoder::OnLength(const FLAC__StreamDecoder*,
+                                                      FLAC__uint64* length, void* client) {
+    *length = Self(client)->fileSize_;
+    return FLAC__STREAM_DECODER_LENGTH_STATUS_OK;
+}
+
+FLAC__bool FlacDecoder::OnEof(const FLAC__StreamDecoder*, void* client) {
+    return Self(client)->readAt_ >= Self(client)->fileSize_;
+}
+
+FLAC__StreamDecoderWriteStatus FlacDecoder::OnWrite(const FLAC__StreamDecoder*,
+                                                    const FLAC__Frame* frame,
+                                                    const FLAC__int32* const buffer[],
+                                                    void* client) {
+    FlacDecoder& d = *Self(client);
+    // A stream whose frames change format midway would mislabel every later block.
+    if (frame->header.channels != d.info_.channels ||
+        frame->header.bits_per_sample != d.info_.bits_per_sample) {
+        d.error_.Fail(u"a frame changes the channel count or sample size");
+        return FLAC__STREAM_DECODER_WRITE_STATUS_ABORT;
+    }
+    const size_t frames = frame->header.blocksize;
+    const size_t at = d.pcm_.size();
+    try {
+        d.pcm_.resize(at + frames * d.format_.blockAlign);
+    } catch (const std::bad_alloc&) {
+        d.error_.Fail(u"out of memory");
+        return FLAC__STREAM_DECODER_WRITE_STATUS_ABORT;
+    }
+    codec::PackPlanar(buffer, frames, d.layout_, d.pcm_.data() + at);
+    d.decodedFrames_ += frames;
+    return FLAC__STREAM_DECODER_WRITE_STATUS_CONTINUE;
+}
+
+void FlacDecoder::OnMetadata(const FLAC__StreamDecoder*, const FLAC__StreamMetadata* m,
+                             void* client) {
+    FlacDecoder& d = *Self(client);
+    try {
+        if (m->type == FLAC__METADATA_TYPE_STREAMINFO) {
+            d.info_ = m->data.stream_info;
+            d.haveInfo_ = true;
+        } else if (m->type == FLAC__METADATA_TYPE_VORBIS_COMMENT) {
+            const auto& vc = m->data.vorbis_comment;
+            for (uint32_t i = 0; i < vc.num_comments; ++i)
+                d.comments_.emplace_back(reinterpret_cast<const char*>(vc.comments[i].entry),
+                                         vc.comments[i].length);
+        } else if (m->type == FLAC__METADATA_TYPE_PICTURE) {
+            const auto& p = m->data.picture;
+            d.pictures_.push_back({static_cast<uint32_t>(p.type),
+                                   reinterpret_cast<const char*>(p.description),
+                                   std::vector<uint8_t>(p.data, p.data + p.data_length)});
+        }
+    } catch (const std::bad_alloc&) {
+        // Tags are a bonus: the audio still decodes without them.
+    }
+}
+
+void FlacDecoder::OnError(const FLAC__StreamDecoder*, FLAC__StreamDecoderErrorStatus status,
+                          void* client) {
+    FlacDecoder& d = *Self(client);
+    if (!d.damaged_)
+        d.streamError_ = status;
+    d.damaged_ = true;
+}
+
+} // namespace wm::bundled

@@ -1,0 +1,268 @@
+#include "bundled/flac_encoder/FlacEncoder.h"
+
+#include "bundled/codec/VorbisComments.h"
+#include "bundled/wav/Id3Frames.h"
+#include "bundled/wav/TagSetBridge.h"
+#include "tags/IDTagSet.h"
+#include "tags/ImageInfo.h"
+
+#include <FLAC/metadata.h>
+
+#include <new>
+#include <string>
+
+namespace wm::bundled {
+
+namespace {
+
+constexpr uint32_t kSeekSpacingSeconds = 10;
+// Room for an hour of ten-second points; longer streams space their points wider.
+constexpr size_t kSeekCapacity = 360;
+constexpr size_t kSeekPointBytes = 18;
+// A metadata block holds at most 16 MiB - 1 bytes.
+constexpr size_t kMaxBlock = (1u << 24) - 1;
+
+FlacEncoder* Self(void* client) {
+    return static_cast<FlacEncoder*>(client);
+}
+
+String Decimal(uint64_t v) {
+    return Widen(std::to_string(v));
+}
+
+} // namespace
+
+uint32_t FlacEncoder::Get(const WmChar* name, PluginValue* value) noexcept {
+    uint32_t result = 0;
+    if (error_.Answer(name, value, result))
+        return result;
+    if (!value || !codec::Is(name, WM_VALUE_EXTENSION))
+        return 0;
+    value->pointer1 = const_cast<char16_t*>(u".flac");
+    return 1;
+}
+
+uint32_t FlacEncoder::Set(const WmChar* name, PluginValue*) noexcept {
+    return codec::Is(name, WM_VALUE_BATCH_ID) ? 1 : 0;
+}
+
+uint32_t FlacEncoder::Begin(const ConversionInfo* conversion) noexcept {
+    Reset();
+    error_.Clear();
+    if (!conversion || !conversion->outputPath || !conversion->sourceFormat)
+        return error_.Fail(u"no output file or source format was given");
+    try {
+        if (Start(*conversion)) {
+            begun_ = true;
+            return 1;
+        }
+    } catch (const std::bad_alloc&) {
+        error_.Fail(u"out of memory");
+    }
+    Reset();
+    return 0;
+}
+
+bool FlacEncoder::Start(const ConversionInfo& conversion) {
+    String why;
+    options_ = FlacOptions{};
+    if (!ParseFlacOptions(conversion.commandLine ? conversion.commandLine : u"", options_, why))
+        return error_.Fail(why), false;
+    if (!Configure(*conversion.sourceFormat) || !AddMetadata(conversion))
+        return false;
+    if (!out_.Create(conversion.outputPath))
+        return error_.Fail(u"the output file cannot be created"), false;
+    const auto status =
+        FLAC__stream_encoder_init_stream(encoder_, OnWrite, OnSeek, OnTell, nullptr, this);
+    if (status != FLAC__STREAM_ENCODER_INIT_STATUS_OK)
+        return error_.Fail(u"libFLAC refused the settings: " +
+                           Widen(FLAC__StreamEncoderInitStatusString[status]) + u" (" +
+                           EncoderState() + u")"),
+               false;
+    return true;
+}
+
+bool FlacEncoder::Configure(const WmWaveFormat& format) {
+    format_ = format;
+    if (!codec::PcmLayoutOf(format_, layout_))
+        return error_.Fail(u"FLAC stores integer PCM only; convert float sources to 16 or "
+                           u"24 bits first"),
+               false;
+    encoder_ = FLAC__stream_encoder_new();
+    if (!encoder_)
+        return error_.Fail(u"out of memory"), false;
+    FLAC__stream_encoder_set_channels(encoder_, layout_.channels);
+    FLAC__stream_encoder_set_bits_per_sample(encoder_, layout_.validBits);
+    FLAC__stream_encoder_set_sample_rate(encoder_, format_.samplesPerSec);
+    FLAC__stream_encoder_set_compression_level(encoder_, options_.level);
+    FLAC__stream_encoder_set_verify(encoder_, options_.verify);
+    if (options_.blockSize)
+        FLAC__stream_encoder_set_blocksize(encoder_, options_.blockSize);
+    return true;
+}
+
+bool FlacEncoder::AddMetadata(const ConversionInfo& conversion) {
+    IDTagSet set;
+    if (conversion.tagData && conversion.tagSize)
+        set.Deserialize(conversion.tagData, conversion.tagSize);
+    const wav::WaveTags tags = wav::FromTagSet(set);
+
+    FLAC__StreamMetadata* comments = FLAC__metadata_object_new(FLAC__METADATA_TYPE_VORBIS_COMMENT);
+    if (!comments)
+        return error_.Fail(u"out of memory"), false;
+    metadata_.push_back(comments);
+    for (const std::string& c : codec::MakeVorbisComments(tags)) {
+        FLAC__StreamMetadata_VorbisComment_Entry entry{
+            static_cast<FLAC__uint32>(c.size()),
+            reinterpret_cast<FLAC__byte*>(const_cast<char*>(c.data()))};
+        if (c.size() < kMaxBlock / 2 &&
+            !FLAC__metadata_object_vorbiscomment_append_comment(comments, entry, true))
+            return error_.Fail(u"out of memory"), false;
+    }
+    for (const wav::Picture& pic : tags.pictures) {
+        // A picture too large for a metadata block stays out rather than fail the conversion.
+        if (pic.data.empty() || pic.data.size() > kMaxBlock - 64 * 1024)
+            continue;
+        FLAC__StreamMetadata* block = FLAC__metadata_object_new(FLAC__METADATA_TYPE_PICTURE);
+        if (!block)
+            return error_.Fail(u"out of memory"), false;
+        metadata_.push_back(block);
+        std::string mime = wav::PictureMimeType(pic.data.data(), pic.data.size());
+        std::string description = Narrow(pic.description);
+        const ImageInfo image = GetImageInfo(pic.data.data(), pic.data.size());
+        block->data.picture.type = static_cast<FLAC__StreamMetadata_Picture_Type>(pic.type);
+        block->data.picture.width = image.Width;
+        block->data.picture.height = image.Height;
+        block->data.picture.depth = image.BitsPerPixel;
+        if (!FLAC__metadata_object_picture_set_mime_type(block, mime.data(), true) ||
+            !FLAC__metadata_object_picture_set_description(
+                block, reinterpret_cast<FLAC__byte*>(description.data()), true) ||
+            !FLAC__metadata_object_picture_set_data(block, const_cast<uint8_t*>(pic.data.data()),
+                                                    static_cast<FLAC__uint32>(pic.data.size()),
+                                                    true))
+            return error_.Fail(u"out of memory"), false;
+    }
+    reserve_ = options_.seekTable ? static_cast<uint32_t>(4 + kSeekCapacity * kSeekPointBytes) : 0;
+    if (options_.padding + reserve_ != 0) {
+        FLAC__StreamMetadata* padding = FLAC__metadata_object_new(FLAC__METADATA_TYPE_PADDING);
+        if (!padding)
+            return error_.Fail(u"out of memory"), false;
+        padding->length = options_.padding + reserve_;
+        metadata_.push_back(padding);
+    }
+    seekPoints_.Start(uint64_t{kSeekSpacingSeconds} * format_.samplesPerSec,
+                      options_.seekTable ? kSeekCapacity : 0);
+    return FLAC__stream_encoder_set_metadata(encoder_, metadata_.data(),
+                                             static_cast<uint32_t>(metadata_.size())) ||
+           (error_.Fail(u"libFLAC refused the metadata"), false);
+}
+
+uint32_t FlacEncoder::Encode(const AudioBlockInfo* block) noexcept {
+    if (!begun_ || !block)
+        return error_.Fail(u"the encoder has not begun");
+    if (block->length == 0)
+        return 1;
+    codec::PcmLayout layout;
+    if (!block->data || !codec::PcmLayoutOf(block->format, layout) ||
+        layout.channels != layout_.channels || layout.containerBytes != layout_.containerBytes ||
+        block->format.samplesPerSec != format_.samplesPerSec)
+        return error_.Fail(u"a block of audio changes format midway");
+    const size_t frameBytes = size_t{layout.channels} * layout.containerBytes;
+    const size_t frames = block->length / frameBytes;
+    try {
+        samples_.resize(frames * layout.channels);
+    } catch (const std::bad_alloc&) {
+        return error_.Fail(u"out of memory");
+    }
+    codec::UnpackPcm(static_cast<const uint8_t*>(block->data), frames, layout_, samples_.data());
+    if (!FLAC__stream_encoder_process_interleaved(encoder_, samples_.data(),
+                                                  static_cast<uint32_t>(frames)))
+        return error_.Fail(u"libFLAC failed: " + EncoderState());
+    return 1;
+}
+
+uint32_t FlacEncoder::End() noexcept {
+    if (!begun_)
+        return error_.Fail(u"the encoder has not begun");
+    bool ok = FLAC__stream_encoder_finish(encoder_) != 0;
+    if (!ok)
+        error_.Fail(u"libFLAC could not finish: " + EncoderState());
+    try {
+        ok = ok && WriteSeekTable();
+    } catch (const std::bad_alloc&) {
+        ok = error_.Fail(u"out of memory");
+    }
+    if (!out_.Close() && ok)
+        ok = error_.Fail(u"writing the output file failed");
+    Reset();
+    return ok ? 1 : 0;
+}
+
+bool FlacEncoder::WriteSeekTable() {
+    if (reserve_ == 0 || firstFrameAt_ == 0)
+        return true;
+    const uint32_t length = options_.padding + reserve_;
+    const std::vector<uint8_t> patch = seekPoints_.Patch(length);
+    if (patch.empty())
+        return true;
+    const uint64_t paddingAt = firstFrameAt_ - 4 - length;
+    return (out_.Seek(paddingAt) && out_.Write(patch.data(), patch.size())) ||
+           error_.Fail(u"writing the seek table failed");
+}
+
+String FlacEncoder::EncoderState() const {
+    if (!encoder_)
+        return u"no encoder";
+    const FLAC__StreamEncoderState state = FLAC__stream_encoder_get_state(encoder_);
+    String text = Widen(FLAC__StreamEncoderStateString[state]);
+    if (state == FLAC__STREAM_ENCODER_VERIFY_MISMATCH_IN_AUDIO_DATA) {
+        FLAC__uint64 sample;
+        uint32_t channel, wide, frame;
+        FLAC__int32 expected, got;
+        FLAC__stream_encoder_get_verify_decoder_error_stats(encoder_, &sample, &frame, &channel,
+                                                            &wide, &expected, &got);
+        text += u" at sample " + Decimal(sample) + u", channel " + Decimal(channel);
+    }
+    return text;
+}
+
+void FlacEncoder::Reset() {
+    if (encoder_)
+        FLAC__stream_encoder_delete(encoder_);
+    encoder_ = nullptr;
+    for (FLAC__StreamMetadata* m : metadata_)
+        FLAC__metadata_object_delete(m);
+    metadata_.clear();
+    out_.Abandon();
+    std::vector<int32_t>().swap(samples_);
+    firstFrameAt_ = 0;
+    reserve_ = 0;
+    begun_ = false;
+}
+
+FLAC__StreamEncoderWriteStatus FlacEncoder::OnWrite(const FLAC__StreamEncoder*,
+                                                    const FLAC__byte buffer[], size_t bytes,
+                                                    uint32_t samples, uint32_t, void* client) {
+    FlacEncoder& e = *Self(client);
+    if (samples != 0) {
+        if (e.firstFrameAt_ == 0)
+            e.firstFrameAt_ = e.out_.Tell();
+        e.seekPoints_.AddFrame(e.out_.Tell() - e.firstFrameAt_, samples);
+    }
+    return e.out_.Write(buffer, bytes) ? FLAC__STREAM_ENCODER_WRITE_STATUS_OK
+                                       : FLAC__STREAM_ENCODER_WRITE_STATUS_FATAL_ERROR;
+}
+
+FLAC__StreamEncoderSeekStatus FlacEncoder::OnSeek(const FLAC__StreamEncoder*, FLAC__uint64 offset,
+                                                  void* client) {
+    return Self(client)->out_.Seek(offset) ? FLAC__STREAM_ENCODER_SEEK_STATUS_OK
+                                           : FLAC__STREAM_ENCODER_SEEK_STATUS_ERROR;
+}
+
+FLAC__StreamEncoderTellStatus FlacEncoder::OnTell(const FLAC__StreamEncoder*, FLAC__uint64* offset,
+                                                  void* client) {
+    *offset = Self(client)->out_.Tell();
+    return FLAC__STREAM_ENCODER_TELL_STATUS_OK;
+}
+
+} // namespace wm::bundled

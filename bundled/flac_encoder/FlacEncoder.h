@@ -1,0 +1,62 @@
+// One FLAC encoder instance: libFLAC's stream encoder writing the tags and pictures it is given
+// up front, then the audio, then (seeking back) the final STREAMINFO with the MD5 and a seek
+// table in room kept for it inside the padding.
+#pragma once
+
+#include "bundled/codec/PcmConvert.h"
+#include "bundled/codec/PluginSupport.h"
+#include "bundled/codec/SeekPoints.h"
+#include "bundled/flac_encoder/FlacOptions.h"
+#include "bundled/win/BufferedWriter.h"
+
+#include <FLAC/stream_encoder.h>
+#include <sdk/wavemill_plugin.h>
+
+#include <vector>
+
+namespace wm::bundled {
+
+class FlacEncoder {
+  public:
+    FlacEncoder() = default;
+    FlacEncoder(const FlacEncoder&) = delete;
+    FlacEncoder& operator=(const FlacEncoder&) = delete;
+    ~FlacEncoder() { Reset(); }
+
+    uint32_t Get(const WmChar* name, PluginValue* value) noexcept;
+    uint32_t Set(const WmChar* name, PluginValue* value) noexcept;
+    uint32_t Begin(const ConversionInfo* conversion) noexcept;
+    uint32_t Encode(const AudioBlockInfo* block) noexcept;
+    uint32_t End() noexcept;
+
+  private:
+    bool Start(const ConversionInfo& conversion);
+    bool Configure(const WmWaveFormat& format);
+    bool AddMetadata(const ConversionInfo& conversion);
+    bool WriteSeekTable();
+    String EncoderState() const;
+    void Reset();
+
+    static FLAC__StreamEncoderWriteStatus OnWrite(const FLAC__StreamEncoder*,
+                                                  const FLAC__byte buffer[], size_t bytes,
+                                                  uint32_t samples, uint32_t frame, void* self);
+    static FLAC__StreamEncoderSeekStatus OnSeek(const FLAC__StreamEncoder*, FLAC__uint64 offset,
+                                                void* self);
+    static FLAC__StreamEncoderTellStatus OnTell(const FLAC__StreamEncoder*, FLAC__uint64* offset,
+                                                void* self);
+
+    codec::LastError error_;
+    FlacOptions options_;
+    FLAC__StreamEncoder* encoder_ = nullptr;
+    std::vector<FLAC__StreamMetadata*> metadata_;
+    BufferedWriter out_;
+    codec::PcmLayout layout_;
+    WmWaveFormat format_{};
+    std::vector<int32_t> samples_;
+    codec::SeekPoints seekPoints_;
+    uint32_t reserve_ = 0; // padding bytes kept for the seek table
+    uint64_t firstFrameAt_ = 0;
+    bool begun_ = false;
+};
+
+} // namespace wm::bundled

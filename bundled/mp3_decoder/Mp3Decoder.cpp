@@ -1,0 +1,236 @@
+#include "bundled/mp3_decoder/Mp3Decoder.h"
+
+#include "bundled/codec/Mp3Tags.h"
+#include "bundled/wav/Id3Frames.h"
+#include "bundled/wav/TagSetBridge.h"
+#include "bundled/wav/WaveFormatRules.h"
+#include "bundled/win/SharedLibrary.h"
+#include "tags/IDTagSet.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <new>
+#include <string>
+
+namespace wm::bundled {
+
+namespace {
+
+// Half a second a block at the highest MPEG rate, stereo, 16 bits.
+constexpr size_t kBlockBytes = 48000 * 4 / 2;
+// An ID3v2 tag is read whole (pictures included) up to this size; the rest of a larger one is
+// skipped unread.
+constexpr uint64_t kMaxTagRead = 64 * 1024 * 1024;
+
+const char16_t* const kExtensions[] = {u".mp3", u".mp2"};
+const char16_t* const kDescription = u"MPEG Audio";
+
+Mp3Decoder* Self(void* handle) {
+    return static_cast<Mp3Decoder*>(handle);
+}
+
+} // namespace
+
+uint32_t Mp3Decoder::Get(const WmChar* name, PluginValue* value) noexcept {
+    uint32_t result = 0;
+    if (error_.Answer(name, value, result))
+        return result;
+    if (!value || !codec::Is(name, WM_VALUE_DECODES) || value->value1 >= std::size(kExtensions))
+        return 0;
+    value->pointer1 = const_cast<char16_t*>(kExtensions[value->value1]);
+    value->pointer2 = const_cast<char16_t*>(kDescription);
+    return 1;
+}
+
+uint32_t Mp3Decoder::Set(const WmChar* name, PluginValue*) noexcept {
+    return codec::Is(name, WM_VALUE_BATCH_ID) ? 1 : 0;
+}
+
+uint32_t Mp3Decoder::Open(DecodeOpenInfo* info) noexcept {
+    Close();
+    error_.Clear();
+    if (!info || !info->path)
+        return error_.Fail(u"no input file was given");
+    try {
+        if (OpenStream(*info))
+            return 1;
+    } catch (const std::bad_alloc&) {
+        error_.Fail(u"out of memory");
+    }
+    String why = error_.Text();
+    Close();
+    return error_.Fail(why);
+}
+
+bool Mp3Decoder::OpenStream(DecodeOpenInfo& info) {
+    if (std::u16string_view(info.path) == u"-" || !file_.OpenForReading(info.path))
+        return error_.Fail(u"the file cannot be opened"), false;
+    wav::WaveTags tags;
+    ReadTags(tags);
+    if (!StartDecoder())
+        return false;
+    const off_t samples = mpg123_length(handle_);
+    if (samples > 0) {
+        info.byteLength = uint64_t(samples) * format_.blockAlign;
+        info.msLength = uint64_t(samples) * 1000 / format_.samplesPerSec;
+    }
+    info.format = format_;
+    mpg123_frameinfo frame{};
+    if (mpg123_info(handle_, &frame) == MPG123_OK)
+        info.bitRate = static_cast<uint32_t>(frame.bitrate) * 1000;
+    if (!tags.Empty()) {
+        IDTagSet set;
+        wav::ToTagSet(tags, set);
+        std::vector<uint8_t> block = set.Serialize();
+        if (block.size() <= UINT32_MAX)
+            tagBlock_ = std::move(block);
+    }
+    info.tagData = tagBlock_.empty() ? nullptr : tagBlock_.data();
+    info.tagSize = static_cast<uint32_t>(tagBlock_.size());
+    return true;
+}
+
+void Mp3Decoder::ReadTags(wav::WaveTags& tags) {
+    const uint64_t size = file_.Size();
+    uint8_t header[10];
+    audioStart_ = 0;
+    audioEnd_ = size;
+    if (file_.ReadAt(0, header, sizeof header) == sizeof header) {
+        const uint64_t length = codec::Id3v2Length(header, sizeof header);
+        if (length != 0) {
+            // A tag claiming more than the file holds is read as far as the file goes.
+            std::vector<uint8_t> tag(static_cast<size_t>(std::min({length, size, kMaxTagRead})));
+            tag.resize(file_.ReadAt(0, tag.data(), tag.size()));
+            wav::ReadId3Tag(tag.data(), tag.size(), tags);
+            audioStart_ = std::min(length, size);
+        }
+    }
+    uint8_t tail[128];
+    if (audioEnd_ >= audioStart_ + 128 && file_.ReadAt(audioEnd_ - 128, tail, 128) == 128) {
+        wav::WaveTags old;
+        if (codec::ReadId3v1(tail, sizeof tail, old)) {
+            codec::AddMissing(tags, old); // ID3v2 wins where both carry a field
+            audioEnd_ -= 128;
+        }
+    }
+    uint8_t footer[32];
+    if (audioEnd_ >= audioStart_ + 32 && file_.ReadAt(audioEnd_ - 32, footer, 32) == 32) {
+        const uint64_t ape = codec::ApeTagLength(footer, sizeof footer);
+        if (ape != 0 && ape <= audioEnd_ - audioStart_)
+            audioEnd_ -= ape;
+    }
+}
+
+bool Mp3Decoder::StartDecoder() {
+    if (!LoadBesideProgram(u"libmpg123.dll"))
+        return error_.Fail(u"libmpg123.dll is missing beside Wavemill.exe"), false;
+    int status = MPG123_OK;
+    handle_ = mpg123_new(nullptr, &status);
+    if (!handle_)
+        return error_.Fail(u"libmpg123 could not start: " + Widen(mpg123_plain_strerror(status))),
+               false;
+    // One output encoding for every rate: 16-bit signed, what most encoders take.
+    mpg123_param(handle_, MPG123_ADD_FLAGS, MPG123_GAPLESS | MPG123_QUIET, 0);
+    mpg123_format_none(handle_);
+    const long* rates = nullptr;
+    size_t count = 0;
+    mpg123_rates(&rates, &count);
+    for (size_t i = 0; i < count; ++i)
+        mpg123_format(handle_, rates[i], MPG123_MONO | MPG123_STEREO, MPG123_ENC_SIGNED_16);
+    if (mpg123_replace_reader_handle(handle_, OnRead, OnSeek, nullptr) != MPG123_OK ||
+        mpg123_open_handle(handle_, this) != MPG123_OK)
+        return error_.Fail(u"libmpg123 could not open the stream: " + DecoderError()), false;
+    long rate = 0;
+    int channels = 0, encoding = 0;
+    if (mpg123_getformat(handle_, &rate, &channels, &encoding) != MPG123_OK)
+        return error_.Fail(u"no MPEG audio found: " + DecoderError()), false;
+    format_ = wav::MakeWaveFormat(wav::SampleKind::Pcm, static_cast<uint16_t>(channels),
+                                  static_cast<uint32_t>(rate), 16);
+    pcm_.resize(kBlockBytes);
+    return true;
+}
+
+String Mp3Decoder::DecoderError() const {
+    return handle_ ? Widen(mpg123_strerror(handle_)) : String(u"no decoder");
+}
+
+uint32_t Mp3Decoder::Close() noexcept {
+    if (handle_) {
+        mpg123_close(handle_);
+        mpg123_delete(handle_);
+    }
+    handle_ = nullptr;
+    audioStart_ = audioEnd_ = readAt_ = deliveredBytes_ = 0;
+    finished_ = false;
+    std::vector<uint8_t>().swap(pcm_);
+    std::vector<uint8_t>().swap(tagBlock_);
+    return file_.Close() ? 1 : 0;
+}
+
+uint32_t Mp3Decoder::DecodeBlock(AudioBlockInfo* block) noexcept {
+    if (!block || !handle_ || finished_)
+        return error_.Fail(u"the decoder is not open");
+    size_t got = 0;
+    while (got < pcm_.size()) {
+        size_t done = 0;
+        const int status = mpg123_read(handle_, pcm_.data() + got, pcm_.size() - got, &done);
+        got += done;
+        if (status == MPG123_DONE) {
+            finished_ = got == 0;
+            break;
+        }
+        if (status == MPG123_NEW_FORMAT) {
+            long rate = 0;
+            int channels = 0, encoding = 0;
+            mpg123_getformat(handle_, &rate, &channels, &encoding);
+            if (uint32_t(rate) != format_.samplesPerSec || channels != format_.channels)
+                return error_.Fail(u"the stream changes its sample rate or channels midway");
+        } else if (status != MPG123_OK) {
+            return error_.Fail(u"decoding failed: " + DecoderError());
+        }
+    }
+    got -= got % format_.blockAlign;
+    block->data = pcm_.data();
+    block->length = static_cast<uint32_t>(got);
+    block->format = format_;
+    block->bitRate = format_.avgBytesPerSec * 8;
+    block->msDuration = wav::BytesToMs(got, format_.avgBytesPerSec);
+    block->msPosition = wav::BytesToMs(deliveredBytes_, format_.avgBytesPerSec);
+    block->endOfStream = finished_ ? 1 : 0;
+    deliveredBytes_ += got;
+    return 1;
+}
+
+uint32_t Mp3Decoder::SetPosition(uint64_t ms) noexcept {
+    if (!handle_)
+        return 0;
+    const off_t sample = static_cast<off_t>(ms * format_.samplesPerSec / 1000);
+    const off_t at = mpg123_seek(handle_, sample, SEEK_SET);
+    if (at < 0)
+        return error_.Fail(u"seeking failed: " + DecoderError());
+    finished_ = false;
+    deliveredBytes_ = uint64_t(at) * format_.blockAlign;
+    return 1;
+}
+
+mpg123_ssize_t Mp3Decoder::OnRead(void* handle, void* buffer, size_t bytes) {
+    Mp3Decoder& d = *Self(handle);
+    const uint64_t left = d.audioEnd_ - d.audioStart_ - d.readAt_;
+    const size_t n = d.file_.ReadAt(d.audioStart_ + d.readAt_, buffer,
+                                    static_cast<size_t>(std::min<uint64_t>(bytes, left)));
+    d.readAt_ += n;
+    return static_cast<mpg123_ssize_t>(n);
+}
+
+off_t Mp3Decoder::OnSeek(void* handle, off_t offset, int whence) {
+    Mp3Decoder& d = *Self(handle);
+    const int64_t length = int64_t(d.audioEnd_ - d.audioStart_);
+    const int64_t base = whence == SEEK_SET ? 0 : whence == SEEK_CUR ? int64_t(d.readAt_) : length;
+    const int64_t to = base + offset;
+    if (to < 0 || to > length)
+        return -1;
+    d.readAt_ = uint64_t(to);
+    return static_cast<off_t>(to);
+}
+
+} // namespace wm::bundled

@@ -1,0 +1,54 @@
+// One MP3 decoder instance: libmpg123 over the audio between the file's tags, gapless through
+// the LAME info frame, 16-bit output; ID3v2 (2.2 to 2.4) and ID3v1 tags as the source's tags.
+#pragma once
+
+#include "bundled/codec/PluginSupport.h"
+#include "bundled/wav/WaveTags.h"
+#include "bundled/win/Win32File.h"
+
+#include <mpg123.h>
+#include <sdk/wavemill_plugin.h>
+
+#include <vector>
+
+namespace wm::bundled {
+
+class Mp3Decoder {
+  public:
+    Mp3Decoder() = default;
+    Mp3Decoder(const Mp3Decoder&) = delete;
+    Mp3Decoder& operator=(const Mp3Decoder&) = delete;
+    ~Mp3Decoder() { Close(); }
+
+    uint32_t Get(const WmChar* name, PluginValue* value) noexcept;
+    uint32_t Set(const WmChar* name, PluginValue* value) noexcept;
+    uint32_t Open(DecodeOpenInfo* info) noexcept;
+    uint32_t Close() noexcept;
+    uint32_t DecodeBlock(AudioBlockInfo* block) noexcept;
+    // Moves the next block to `ms` milliseconds from the start.
+    uint32_t SetPosition(uint64_t ms) noexcept;
+
+  private:
+    bool OpenStream(DecodeOpenInfo& info);
+    // Finds the audio between the tags and reads the tags on the way.
+    void ReadTags(wav::WaveTags& tags);
+    bool StartDecoder();
+    String DecoderError() const;
+
+    static mpg123_ssize_t OnRead(void* self, void* buffer, size_t bytes);
+    static off_t OnSeek(void* self, off_t offset, int whence);
+
+    codec::LastError error_;
+    Win32File file_;
+    uint64_t audioStart_ = 0; // the audio lies in [audioStart_, audioEnd_)
+    uint64_t audioEnd_ = 0;
+    uint64_t readAt_ = 0; // relative to audioStart_
+    mpg123_handle* handle_ = nullptr;
+    WmWaveFormat format_{};
+    std::vector<uint8_t> pcm_;
+    uint64_t deliveredBytes_ = 0;
+    bool finished_ = false;
+    std::vector<uint8_t> tagBlock_;
+};
+
+} // namespace wm::bundled

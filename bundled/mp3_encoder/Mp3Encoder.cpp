@@ -1,0 +1,200 @@
+#include "bundled/mp3_encoder/Mp3Encoder.h"
+
+#include "bundled/mp3_encoder/Mp3Options.h"
+#include "bundled/wav/Id3Frames.h"
+#include "bundled/wav/TagSetBridge.h"
+#include "bundled/wav/WaveFormatRules.h"
+#include "bundled/win/SharedLibrary.h"
+#include "tags/IDTagSet.h"
+
+#include <cstring>
+#include <new>
+#include <string>
+
+namespace wm::bundled {
+
+namespace {
+
+// Blocks are fed to LAME in slices it can always take into a buffer of known size.
+constexpr size_t kSliceFrames = 8192;
+constexpr size_t kMp3Buffer = kSliceFrames * 5 / 4 + 7200;
+
+} // namespace
+
+uint32_t Mp3Encoder::Get(const WmChar* name, PluginValue* value) noexcept {
+    uint32_t result = 0;
+    if (error_.Answer(name, value, result))
+        return result;
+    if (!value || !codec::Is(name, WM_VALUE_EXTENSION))
+        return 0;
+    value->pointer1 = const_cast<char16_t*>(u".mp3");
+    return 1;
+}
+
+uint32_t Mp3Encoder::Set(const WmChar* name, PluginValue*) noexcept {
+    return codec::Is(name, WM_VALUE_BATCH_ID) ? 1 : 0;
+}
+
+uint32_t Mp3Encoder::Begin(const ConversionInfo* conversion) noexcept {
+    Reset();
+    error_.Clear();
+    if (!conversion || !conversion->outputPath || !conversion->sourceFormat)
+        return error_.Fail(u"no output file or source format was given");
+    try {
+        if (Start(*conversion)) {
+            begun_ = true;
+            return 1;
+        }
+    } catch (const std::bad_alloc&) {
+        error_.Fail(u"out of memory");
+    }
+    Reset();
+    return 0;
+}
+
+bool Mp3Encoder::Start(const ConversionInfo& conversion) {
+    format_ = *conversion.sourceFormat;
+    std::string why;
+    if (!wav::NormaliseWaveFormat(format_, why))
+        return error_.Fail(u"the source format is not PCM: " + Widen(why)), false;
+    isFloat_ = wav::KindOf(format_) == wav::SampleKind::Float;
+    if (!isFloat_)
+        codec::PcmLayoutOf(format_, layout_);
+    if (format_.channels > 2)
+        return error_.Fail(u"MP3 holds one or two channels; the source has " +
+                           Widen(std::to_string(format_.channels))),
+               false;
+    if (!LoadBesideProgram(u"libmp3lame-0.dll"))
+        return error_.Fail(u"libmp3lame-0.dll is missing beside Wavemill.exe"), false;
+    lame_ = lame_init();
+    if (!lame_)
+        return error_.Fail(u"out of memory"), false;
+    lame_set_num_channels(lame_, format_.channels);
+    lame_set_in_samplerate(lame_, static_cast<int>(format_.samplesPerSec));
+    lame_set_write_id3tag_automatic(lame_, 0);
+    lame_set_bWriteVbrTag(lame_, 1);
+    // The info frame carries the track's ReplayGain, as the reference encoder measures it.
+    lame_set_findReplayGain(lame_, 1);
+    String error;
+    if (!ApplyMp3Options(conversion.commandLine ? conversion.commandLine : u"", lame_, error))
+        return error_.Fail(error), false;
+    if (lame_init_params(lame_) < 0)
+        return error_.Fail(u"LAME refused the settings for this source"), false;
+    mp3_.resize(kMp3Buffer);
+    if (!out_.Create(conversion.outputPath))
+        return error_.Fail(u"the output file cannot be created"), false;
+    return WriteTag(conversion);
+}
+
+bool Mp3Encoder::WriteTag(const ConversionInfo& conversion) {
+    IDTagSet set;
+    if (conversion.tagData && conversion.tagSize)
+        set.Deserialize(conversion.tagData, conversion.tagSize);
+    const wav::Bytes tag = wav::BuildId3Tag(wav::FromTagSet(set), 3);
+    if (!tag.empty() && !out_.Write(tag.data(), tag.size()))
+        return error_.Fail(u"writing the output file failed"), false;
+    audioAt_ = out_.Tell();
+    return true;
+}
+
+uint32_t Mp3Encoder::Encode(const AudioBlockInfo* block) noexcept {
+    if (!begun_ || !block)
+        return error_.Fail(u"the encoder has not begun");
+    if (block->length == 0)
+        return 1;
+    WmWaveFormat f = block->format;
+    std::string why;
+    if (!block->data || !wav::NormaliseWaveFormat(f, why) || !wav::SameSampleLayout(f, format_))
+        return error_.Fail(u"a block of audio changes format midway");
+    try {
+        const size_t frames = block->length / format_.blockAlign;
+        for (size_t done = 0; done < frames; done += kSliceFrames) {
+            AudioBlockInfo slice = *block;
+            slice.data = static_cast<uint8_t*>(block->data) + done * format_.blockAlign;
+            if (!EncodeFrames(slice, std::min(kSliceFrames, frames - done)))
+                return 0;
+        }
+    } catch (const std::bad_alloc&) {
+        return error_.Fail(u"out of memory");
+    }
+    return 1;
+}
+
+bool Mp3Encoder::EncodeFrames(const AudioBlockInfo& block, size_t frames) {
+    const size_t channels = format_.channels;
+    left_.resize(frames);
+    right_.resize(frames);
+    int bytes;
+    if (isFloat_) {
+        leftFloat_.resize(frames);
+        rightFloat_.resize(frames);
+        const auto* p = static_cast<const uint8_t*>(block.data);
+        const size_t width = format_.bitsPerSample / 8;
+        for (size_t i = 0; i < frames * channels; ++i) {
+            float v;
+            if (width == 8) {
+                double d;
+                std::memcpy(&d, p + 8 * i, 8);
+                v = static_cast<float>(d);
+            } else {
+                std::memcpy(&v, p + 4 * i, 4);
+            }
+            (i % channels ? rightFloat_ : leftFloat_)[i / channels] = v;
+        }
+        bytes = lame_encode_buffer_ieee_float(lame_, leftFloat_.data(), rightFloat_.data(),
+                                              static_cast<int>(frames), mp3_.data(),
+                                              static_cast<int>(mp3_.size()));
+    } else {
+        // Full-scale 32-bit samples, as the reference encoder's own front end feeds them.
+        interleaved_.resize(frames * channels);
+        codec::UnpackPcm(static_cast<const uint8_t*>(block.data), frames, layout_,
+                         interleaved_.data());
+        const unsigned shift = 32u - layout_.validBits;
+        for (size_t i = 0; i < frames * channels; ++i)
+            (i % channels ? right_ : left_)[i / channels] =
+                static_cast<int32_t>(static_cast<uint32_t>(interleaved_[i]) << shift);
+        bytes = lame_encode_buffer_int(lame_, left_.data(), right_.data(), static_cast<int>(frames),
+                                       mp3_.data(), static_cast<int>(mp3_.size()));
+    }
+    return WriteOutput(bytes);
+}
+
+bool Mp3Encoder::WriteOutput(int bytes) {
+    if (bytes < 0)
+        return error_.Fail(u"LAME failed (" + Widen(std::to_string(bytes)) + u")"), false;
+    if (bytes > 0 && !out_.Write(mp3_.data(), static_cast<size_t>(bytes)))
+        return error_.Fail(u"writing the output file failed"), false;
+    return true;
+}
+
+uint32_t Mp3Encoder::End() noexcept {
+    if (!begun_)
+        return error_.Fail(u"the encoder has not begun");
+    bool ok = WriteOutput(lame_encode_flush(lame_, mp3_.data(), static_cast<int>(mp3_.size())));
+    if (ok) {
+        // The info frame replaces the placeholder LAME put first, now that the counts are known.
+        const size_t n = lame_get_lametag_frame(lame_, mp3_.data(), mp3_.size());
+        if (n > 0 && n <= mp3_.size() && (!out_.Seek(audioAt_) || !out_.Write(mp3_.data(), n)))
+            ok = error_.Fail(u"writing the LAME info frame failed");
+    }
+    if (!out_.Close() && ok)
+        ok = error_.Fail(u"writing the output file failed");
+    Reset();
+    return ok ? 1 : 0;
+}
+
+void Mp3Encoder::Reset() {
+    if (lame_)
+        lame_close(lame_);
+    lame_ = nullptr;
+    out_.Abandon();
+    begun_ = false;
+    audioAt_ = 0;
+    std::vector<int32_t>().swap(interleaved_);
+    std::vector<int32_t>().swap(left_);
+    std::vector<int32_t>().swap(right_);
+    std::vector<float>().swap(leftFloat_);
+    std::vector<float>().swap(rightFloat_);
+}
+
+} // namespace wm::bundled

@@ -1,0 +1,51 @@
+// One MP3 encoder instance: an ID3v2.3 tag with the tags and pictures it is given, LAME's
+// frames, and at the end LAME's info frame (encoder delay and padding, for gapless decoding)
+// written over the placeholder frame at the start of the audio.
+#pragma once
+
+#include "bundled/codec/PcmConvert.h"
+#include "bundled/codec/PluginSupport.h"
+#include "bundled/win/BufferedWriter.h"
+
+#include <lame/lame.h>
+#include <sdk/wavemill_plugin.h>
+
+#include <vector>
+
+namespace wm::bundled {
+
+class Mp3Encoder {
+  public:
+    Mp3Encoder() = default;
+    Mp3Encoder(const Mp3Encoder&) = delete;
+    Mp3Encoder& operator=(const Mp3Encoder&) = delete;
+    ~Mp3Encoder() { Reset(); }
+
+    uint32_t Get(const WmChar* name, PluginValue* value) noexcept;
+    uint32_t Set(const WmChar* name, PluginValue* value) noexcept;
+    uint32_t Begin(const ConversionInfo* conversion) noexcept;
+    uint32_t Encode(const AudioBlockInfo* block) noexcept;
+    uint32_t End() noexcept;
+
+  private:
+    bool Start(const ConversionInfo& conversion);
+    bool WriteTag(const ConversionInfo& conversion);
+    bool EncodeFrames(const AudioBlockInfo& block, size_t frames);
+    bool WriteOutput(int bytes);
+    void Reset();
+
+    codec::LastError error_;
+    lame_global_flags* lame_ = nullptr;
+    BufferedWriter out_;
+    WmWaveFormat format_{};
+    bool isFloat_ = false;
+    codec::PcmLayout layout_;
+    uint64_t audioAt_ = 0; // where LAME's first (info) frame starts
+    std::vector<int32_t> interleaved_;
+    std::vector<int32_t> left_, right_;
+    std::vector<float> leftFloat_, rightFloat_;
+    std::vector<uint8_t> mp3_;
+    bool begun_ = false;
+};
+
+} // namespace wm::bundled
