@@ -77,8 +77,8 @@ TEST(Conversion, FailuresKeepAnExistingOutput) {
         EXPECT_EQ(ReadText(out), "precious") << error;
         EXPECT_FALSE(Exists(out + u".tmp.raw")) << error;
         if (Contains(error, "Unable to load encoder")) {
-            EXPECT_TRUE(
-                Contains(r.out, "The installed encoders are: NoRemoveConfig, TestEnc, Wave."))
+            EXPECT_TRUE(Contains(
+                r.out, "The installed encoders are: FLAC, MP3, NoRemoveConfig, TestEnc, Wave."))
                 << r.out;
         }
     }
