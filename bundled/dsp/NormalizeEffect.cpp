@@ -1,6 +1,7 @@
 // Normalize: one gain for the whole rendered file, so that its peak reaches "peak=<dBFS>" or
 // its integrated loudness (EBU R128, libebur128) reaches "lufs=<LUFS>". Two passes over the raw
 // file: measure, then rewrite in place. Integer samples saturate; float ones are not clipped.
+#include "bundled/dsp/DspEffect.h"
 #include "bundled/dsp/DspSettings.h"
 #include "bundled/dsp/RawPcmPasses.h"
 

@@ -1,13 +1,11 @@
 // Resample: any rate to any rate through libsoxr ("rate=48000"; "quality=quick|low|medium|high|
-// veryhigh", very high by default). The stream keeps its sample format; its length comes out
-// exact to the frame (input frames x new rate / old rate, rounded), the resampler flushed on
-// the block that ends the stream.
+// veryhigh", very high by default). The stream keeps its sample format; the resampler is
+// flushed on the block that ends the stream, so that no audio stays behind.
 #include "bundled/dsp/DspSettings.h"
 #include "bundled/dsp/LiveEffect.h"
 
 #include <soxr.h>
 
-#include <algorithm>
 #include <cstring>
 
 namespace wm::dsp {
@@ -42,7 +40,6 @@ class ResampleEffect final : public LiveEffect {
         Stop();
         out = in;
         out.rate = rate_;
-        framesIn_ = framesOut_ = 0;
         const soxr_io_spec_t io = soxr_io_spec(SOXR_FLOAT64_I, SOXR_FLOAT64_I);
         const soxr_quality_spec_t quality = soxr_quality_spec(recipe_, 0);
         soxr_error_t error = nullptr;
@@ -55,15 +52,13 @@ class ResampleEffect final : public LiveEffect {
         const unsigned channels = InLayout().channels;
         samples_.resize(frames * channels);
         ToDouble(data, InLayout().kind, samples_.size(), samples_.data());
-        framesIn_ += frames;
         resampled_.clear();
         // A null input would flush: an empty block in mid-stream passes nothing.
-        if ((frames > 0 && !Resample(samples_.data(), frames)) || (last && !Flush()))
+        if ((frames > 0 && !Resample(samples_.data(), frames)) || (last && !Resample(nullptr, 0)))
             return false;
         const size_t produced = resampled_.size() / channels;
         out.resize(produced * OutLayout().FrameBytes());
         FromDouble(resampled_.data(), resampled_.size(), OutLayout().kind, out.data());
-        framesOut_ += produced;
         return true;
     }
 
@@ -74,7 +69,8 @@ class ResampleEffect final : public LiveEffect {
     }
 
   private:
-    // Appends to resampled_ all the output `frames` of input give now; in == null flushes.
+    // Appends to resampled_ the output that `frames` more frames of input give now. A null
+    // input flushes: libsoxr then ends the stream at exactly in x new rate / old rate frames.
     bool Resample(const double* in, size_t frames) {
         const unsigned channels = InLayout().channels;
         const double ratio = double(rate_) / InLayout().rate;
@@ -91,29 +87,16 @@ class ResampleEffect final : public LiveEffect {
                 return Fail(u"the resampler failed: " + Widen(error));
             taken += used;
             resampled_.resize((have + made) * channels);
-            // Done when all input is in and the output had room to spare.
-            if (taken == frames && made < room)
+            // Done when all input is in and the output had room to spare; a flush goes on
+            // until nothing more comes.
+            if (taken == frames && (in ? made < room : made == 0))
                 return true;
         }
-    }
-
-    // The resampler's tail, then exactly the length the input stands for: trimmed, or (should
-    // the tail fall short) made up with silence.
-    bool Flush() {
-        if (!Resample(nullptr, 0))
-            return false;
-        const uint64_t rateIn = InLayout().rate;
-        const uint64_t wanted = (framesIn_ * rate_ + rateIn / 2) / rateIn;
-        const uint64_t keep = wanted > framesOut_ ? wanted - framesOut_ : 0;
-        resampled_.resize(size_t(keep) * InLayout().channels, 0.0);
-        return true;
     }
 
     uint32_t rate_ = 0;
     unsigned long recipe_ = SOXR_VHQ;
     soxr_t soxr_ = nullptr;
-    uint64_t framesIn_ = 0;
-    uint64_t framesOut_ = 0;
     std::vector<double> samples_;
     std::vector<double> resampled_;
 };
