@@ -1,0 +1,56 @@
+# Third-party codec and DSP libraries, cross-built from Debian's source packages once per build
+# tree (scripts/build-third-party.sh; a configure that finds them built only checks stamps).
+# Link them with target_link_libraries(x PRIVATE thirdparty::<name>):
+#   thirdparty::flac     libFLAC, static (BSD)
+#   thirdparty::mp3lame  LAME, libmp3lame-0.dll (LGPL, kept replaceable)
+#   thirdparty::mpg123   libmpg123.dll (LGPL)
+#   thirdparty::soxr     libsoxr.dll (LGPL)
+#   thirdparty::ebur128  libebur128, static (MIT)
+# The DLLs are copied beside Wavemill.exe in dist/ and in the staged test tree, where Windows
+# finds them for any plug-in that imports them; every licence text goes to dist/licenses/.
+set(WAVEMILL_THIRD_PARTY_DIR ${CMAKE_BINARY_DIR}/third_party)
+set(WAVEMILL_THIRD_PARTY_PREFIX ${WAVEMILL_THIRD_PARTY_DIR}/install)
+
+execute_process(
+    COMMAND ${CMAKE_SOURCE_DIR}/scripts/build-third-party.sh ${WAVEMILL_THIRD_PARTY_DIR}
+            ${CMAKE_TOOLCHAIN_FILE}
+    RESULT_VARIABLE third_party_status)
+if(NOT third_party_status EQUAL 0)
+    message(FATAL_ERROR "Building the third-party libraries failed (${third_party_status})")
+endif()
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS
+    ${CMAKE_SOURCE_DIR}/third_party/versions.txt ${CMAKE_SOURCE_DIR}/scripts/build-third-party.sh)
+
+set(tp ${WAVEMILL_THIRD_PARTY_PREFIX})
+set(third_party_dlls)
+
+function(wm_third_party_static name archive)
+    add_library(thirdparty::${name} STATIC IMPORTED GLOBAL)
+    set_target_properties(thirdparty::${name} PROPERTIES
+        IMPORTED_LOCATION ${tp}/lib/${archive} INTERFACE_INCLUDE_DIRECTORIES ${tp}/include)
+endfunction()
+
+function(wm_third_party_shared name dll implib)
+    add_library(thirdparty::${name} SHARED IMPORTED GLOBAL)
+    set_target_properties(thirdparty::${name} PROPERTIES
+        IMPORTED_LOCATION ${tp}/bin/${dll} IMPORTED_IMPLIB ${tp}/lib/${implib}
+        INTERFACE_INCLUDE_DIRECTORIES ${tp}/include)
+    set(third_party_dlls ${third_party_dlls} ${tp}/bin/${dll} PARENT_SCOPE)
+endfunction()
+
+wm_third_party_static(flac libFLAC.a)
+set_target_properties(thirdparty::flac PROPERTIES INTERFACE_COMPILE_DEFINITIONS FLAC__NO_DLL)
+wm_third_party_static(ebur128 libebur128.a)
+wm_third_party_shared(mp3lame libmp3lame-0.dll libmp3lame.dll.a)
+wm_third_party_shared(mpg123 libmpg123.dll libmpg123.dll.a)
+# The DLL is built with 64-bit file offsets and exports only those names (mpg123_seek_64 ...).
+set_target_properties(thirdparty::mpg123 PROPERTIES INTERFACE_COMPILE_DEFINITIONS _FILE_OFFSET_BITS=64)
+wm_third_party_shared(soxr libsoxr.dll libsoxr.dll.a)
+
+add_custom_target(thirdparty_runtime ALL
+    COMMAND ${CMAKE_COMMAND} -E make_directory ${WAVEMILL_DIST_DIR}/licenses ${WAVEMILL_STAGE_DIR}
+    COMMAND ${CMAKE_COMMAND} -E copy_if_different ${third_party_dlls} ${WAVEMILL_DIST_DIR}/
+    COMMAND ${CMAKE_COMMAND} -E copy_if_different ${third_party_dlls} ${WAVEMILL_STAGE_DIR}/
+    COMMAND ${CMAKE_COMMAND} -E copy_directory ${tp}/licenses ${WAVEMILL_DIST_DIR}/licenses
+    COMMENT "Third-party DLLs and licences into dist/ and the staged tree"
+    VERBATIM)
