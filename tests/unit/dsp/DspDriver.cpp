@@ -1,4 +1,5 @@
 #include "tests/unit/dsp/DspDriver.h"
+#include "tests/unit/wav/WavPluginApi.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -19,15 +20,6 @@ constexpr Encoding kEncodings[] = {{L"u8", 1, 8},   {L"s16", 1, 16}, {L"s24", 1,
                                    {L"s32", 1, 32}, {L"f32", 3, 32}, {L"f64", 3, 64}};
 constexpr uint8_t kSubFormatTail[14] = {0x00, 0x00, 0x00, 0x00, 0x10, 0x00, 0x80,
                                         0x00, 0x00, 0xAA, 0x00, 0x38, 0x9B, 0x71};
-
-template <typename F> bool Bind(HMODULE module, const char* name, F& slot) {
-    slot = reinterpret_cast<F>(reinterpret_cast<void*>(GetProcAddress(module, name)));
-    return slot != nullptr;
-}
-
-const WmChar* U(const std::wstring& s) {
-    return reinterpret_cast<const WmChar*>(s.c_str());
-}
 
 std::wstring Wide(const char* text) {
     return std::wstring(text, text + std::strlen(text));
