@@ -45,8 +45,10 @@ class NormalizeEffect final : public DspEffect {
                      const char16_t* settings) override {
         PcmLayout layout;
         std::u16string error;
-        if (!Configure(settings) || !LayoutOf(format, layout, error))
-            return error.empty() ? false : Fail(error);
+        if (!Configure(settings))
+            return false;
+        if (!LayoutOf(format, layout, error))
+            return Fail(error);
         RawPcmPasses file(layout);
         if (!file.Open(path))
             return Fail(file.Error());
