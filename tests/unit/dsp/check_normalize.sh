@@ -30,3 +30,10 @@ check "silence stays silence" "0 yes" "$status $same"
 rejects "Normalize=peak=-1 lufs=-23" DSP_PassNonLive "peak" "lufs"
 rejects "Normalize=level=-1" DSP_PassNonLive "'level'" "peak and lufs"
 rejects "Normalize=lufs=-100" DSP_PassNonLive "'lufs'"
+
+# The chain a user runs on a 96 kHz 24-bit file: Resample, then Normalize over the rendered
+# file in its new format, then BitDepth: 44.1 kHz 16-bit at the loudness asked for.
+sox -V1 music.wav -r 96000 hires.wav rate -v
+dsp hires.wav chain.wav "Resample=rate=44100" "Normalize=lufs=-16" "BitDepth=bits=16"
+check "Resample, Normalize, BitDepth chain" "0 44100:2:s16 882000" "$status $format $(soxi -s chain.wav)"
+within "chain: ffmpeg ebur128 integrated, LUFS" -16.1 -15.9 "$(loudness chain.wav)"
