@@ -25,7 +25,8 @@ quietly() { "$@" >>"$log" 2>&1 || die "failed: $*"; }
 
 # --- tools -------------------------------------------------------------------------------------
 quietly "$root/scripts/install-deps.sh"
-if [ ! -f "$root/dist/Wavemill.exe" ]; then
+dsprun=$root/build/windows/tests/unit/dsp/dsprun.exe
+if [ ! -f "$root/dist/Wavemill.exe" ] || [ ! -f "$dsprun" ]; then
     (cd "$root" && quietly cmake --preset windows && quietly cmake --build --preset windows)
 fi
 for name in empty peakmem; do
@@ -79,7 +80,20 @@ for spec in "${inputs[@]}"; do
 done
 
 # --- one timed run -----------------------------------------------------------------------------
-# run_tool TOOL INPUT OUTPUT: one conversion; sets $elapsed (s) and $rss_kb (Linux max RSS).
+# timed COMMAND...: one run of the command; sets $elapsed (s) and $rss_kb (Linux max RSS).
+timed() {
+    sync # the previous run's dirty pages must not be written back during this one
+    local start=$EPOCHREALTIME
+    if ! /usr/bin/time -f %M -o "$out/rss.txt" timeout "$limit" "$@" >/dev/null 2>"$out/stderr.txt"; then
+        tr -d '\000' <"$out/stderr.txt" >>"$log" # Wavemill writes UTF-16LE
+        die "failed: $*"
+    fi
+    local end=$EPOCHREALTIME
+    elapsed=$(awk -v s="$start" -v e="$end" 'BEGIN { printf "%.4f", e - s }')
+    rss_kb=$(tail -n 1 "$out/rss.txt")
+}
+
+# run_tool TOOL INPUT OUTPUT: one conversion, timed.
 run_tool() {
     local tool=$1 in=$2 dst=$3 codec
     case "$(soxi -b "$in")" in 16) codec=pcm_s16le ;; *) codec=pcm_s24le ;; esac
@@ -90,15 +104,7 @@ run_tool() {
     ffmpeg) cmd=(ffmpeg -nostdin -y -v error -i "$in" -c:a "$codec" "$dst") ;;
     esac
     rm -f "$dst"
-    sync # the previous run's dirty pages must not be written back during this one
-    local start=$EPOCHREALTIME
-    if ! /usr/bin/time -f %M -o "$out/rss.txt" timeout "$limit" "${cmd[@]}" >/dev/null 2>"$out/stderr.txt"; then
-        tr -d '\000' <"$out/stderr.txt" >>"$log" # Wavemill writes UTF-16LE
-        die "failed: ${cmd[*]}"
-    fi
-    local end=$EPOCHREALTIME
-    elapsed=$(awk -v s="$start" -v e="$end" 'BEGIN { printf "%.4f", e - s }')
-    rss_kb=$(tail -n 1 "$out/rss.txt")
+    timed "${cmd[@]}"
 }
 
 median() { sort -n | awk '{ v[NR] = $1 } END { printf "%.4f", NR % 2 ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'; }
@@ -177,6 +183,63 @@ for spec in "${inputs[@]}"; do
     report_file $spec
 done
 
+# --- DSP effects -------------------------------------------------------------------------------
+# Wavemill.exe cannot run effects yet, so the shipped effect libraries run under dsprun, the
+# suite's effect driver: it calls their entry points as the converter's chain does, 500 ms blocks
+# for live effects, the whole raw file rewritten in place for a non-live one. It reads and writes
+# raw PCM (made once beforehand, not timed); sox reads and writes WAV.
+stage=$root/build/windows/stage
+stage_win="Z:${stage//\//\\}"
+effect_names=(Volume Resample Normalize)
+declare -A effect_setting=([Volume]="Volume=gain=-3.5" [Resample]="Resample=rate=48000"
+    [Normalize]="Normalize=peak=-1")
+declare -A effect_sox=([Volume]="-D @in @out gain -3.5" [Resample]="-D @in @out rate -v 48000"
+    [Normalize]="--norm=-1 @in @out")
+sox_effect() { # sox_effect EFFECT IN OUT: sox's command for the same work
+    local word args=()
+    for word in ${effect_sox[$1]}; do
+        case "$word" in @in) args+=("$2") ;; @out) args+=("$3") ;; *) args+=("$word") ;; esac
+    done
+    echo "${args[@]}"
+}
+report_effects() {
+    local in=cd_44k16_2ch.wav raw=cd_44k16_2ch.raw effect r
+    quietly sox "$in" -t raw "$raw"
+    printf '\n== DSP effects on %s (%d s), median of %d runs, runs interleaved ==\n' "$in" "$seconds" "$runs"
+    printf '%-10s %-40s %9s %8s %8s %11s %12s %12s\n' effect tool "median s" "min s" "max s" \
+        "x realtime" "effect/sox" "Linux RSS MB"
+    for effect in "${effect_names[@]}"; do
+        local dsp_times="" sox_times="" dsp_rss=0 sox_rss=0
+        for ((r = 1; r <= runs; r++)); do
+            rm -f effect.out.raw effect.out.wav
+            timed wine "$dsprun" "$stage" "$raw" 44100:2:s16 effect.out.raw "${effect_setting[$effect]}"
+            dsp_times+="$elapsed " && dsp_rss=$((rss_kb > dsp_rss ? rss_kb : dsp_rss))
+            # shellcheck disable=SC2046
+            timed sox $(sox_effect "$effect" "$in" effect.out.wav)
+            sox_times+="$elapsed " && sox_rss=$((rss_kb > sox_rss ? rss_kb : sox_rss))
+        done
+        # Both must have made the same length of audio (the suite checks the samples).
+        [ $(($(stat -c %s effect.out.raw) / 4)) -eq "$(soxi -s effect.out.wav)" ] ||
+            die "$effect: dsprun and sox made different lengths"
+        local dm sm
+        dm=$(tr ' ' '\n' <<<"$dsp_times" | grep . | median)
+        sm=$(tr ' ' '\n' <<<"$sox_times" | grep . | median)
+        for row in "dsprun ${effect_setting[$effect]} (Wine)|$dsp_times|$dm|$dsp_rss" \
+            "sox $(sox_effect "$effect" in out)|$sox_times|$sm|$sox_rss"; do
+            IFS='|' read -r label all m kb <<<"$row"
+            awk -v e="$effect" -v t="$label" -v all="$all" -v m="$m" -v d="$dm" -v s="$sm" \
+                -v len="$seconds" -v kb="$kb" 'BEGIN {
+                    n = split(all, v, " "); lo = v[1]; hi = v[1]
+                    for (i = 2; i <= n; i++) { if (v[i] < lo) lo = v[i]; if (v[i] > hi) hi = v[i] }
+                    printf "%-10s %-40s %9.3f %8.3f %8.3f %11.0f %12.2f %12.1f\n",
+                           e, t, m, lo, hi, len / m, d / s, kb / 1024 }'
+        done
+    done
+    echo "effect/sox = dsprun median / sox median (below 1: the effect library is faster)."
+    rm -f effect.out.raw effect.out.wav
+}
+report_effects
+
 # --- peak memory -------------------------------------------------------------------------------
 peak() { # prints "working_set_mb private_mb" of a Windows command line run by peakmem.exe
     local line
@@ -201,6 +264,15 @@ for spec in "${inputs[@]}"; do
     printf '%-28s %18s %18s %16.1f\n' "Wavemill.exe $name" "$ws" "$priv" "$(awk -v k="$rss_kb" 'BEGIN { print k / 1024 }')"
     rm -f "$name.mem.out.wav"
 done
+# The effect libraries under dsprun: memory must not grow with the 10-minute input.
+for effect in "${effect_names[@]}"; do
+    figures=$(peak "Z:${dsprun//\//\\}" "$stage_win" cd_44k16_2ch.raw 44100:2:s16 mem.out.raw \
+        "${effect_setting[$effect]}")
+    read -r ws priv <<<"$figures"
+    timed wine "$dsprun" "$stage" cd_44k16_2ch.raw 44100:2:s16 mem.out.raw "${effect_setting[$effect]}"
+    printf '%-28s %18s %18s %16.1f\n' "dsprun $effect" "$ws" "$priv" "$(awk -v k="$rss_kb" 'BEGIN { print k / 1024 }')"
+done
+rm -f mem.out.raw cd_44k16_2ch.raw
 figures=$(peak "Z:${out//\//\\}\\empty.exe")
 read -r ws priv <<<"$figures"
 /usr/bin/time -f %M -o rss.txt wine "$out/empty.exe" >/dev/null 2>>"$log"

@@ -48,6 +48,14 @@ bool Win32File::CreateForWriting(const char16_t* path) {
     return handle_ != nullptr;
 }
 
+bool Win32File::OpenForUpdate(const char16_t* path) {
+    Close();
+    HANDLE h = CreateFileW(W(SystemPath(path)), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ,
+                           nullptr, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
+    handle_ = h == INVALID_HANDLE_VALUE ? nullptr : h;
+    return handle_ != nullptr;
+}
+
 bool Win32File::CreateNew(const char16_t* path, bool& exists) {
     Close();
     HANDLE h = CreateFileW(W(SystemPath(path)), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_NEW,

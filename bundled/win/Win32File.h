@@ -23,6 +23,8 @@ class Win32File {
     bool OpenForReading(const char16_t* path);
     // Replaces any existing file.
     bool CreateForWriting(const char16_t* path);
+    // An existing file, to be read and rewritten in place.
+    bool OpenForUpdate(const char16_t* path);
     // Only a file that does not exist yet; `exists` tells that apart from other failures.
     bool CreateNew(const char16_t* path, bool& exists);
     bool IsOpen() const;

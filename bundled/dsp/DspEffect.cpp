@@ -1,0 +1,41 @@
+#include "bundled/dsp/DspEffect.h"
+
+#include <string_view>
+
+namespace wm::dsp {
+
+uint32_t DspEffect::Get(const char16_t* name, PluginValue* value) const {
+    if (!name || !value)
+        return 0;
+    const std::u16string_view asked(name);
+    if (asked == WM_VALUE_IS_LIVE)
+        return IsLive() ? 1 : 0;
+    if (asked == WM_VALUE_LAST_ERROR && !lastError_.empty()) {
+        value->pointer1 = const_cast<char16_t*>(lastError_.c_str());
+        return 1;
+    }
+    return 0;
+}
+
+bool DspEffect::Begin(const char16_t*) {
+    return Fail(u"this effect is not live: it runs only over the rendered file");
+}
+
+bool DspEffect::Pass(AudioBlockInfo&) {
+    return Fail(u"this effect is not live: it runs only over the rendered file");
+}
+
+bool DspEffect::End() {
+    return Fail(u"this effect is not live: it runs only over the rendered file");
+}
+
+bool DspEffect::PassNonLive(const char16_t*, const WmWaveFormat&, const char16_t*) {
+    return Fail(u"this effect is live: it runs block by block");
+}
+
+bool DspEffect::Fail(std::u16string why) {
+    lastError_ = std::move(why);
+    return false;
+}
+
+} // namespace wm::dsp

@@ -1,0 +1,38 @@
+// One effect instance behind the eleven DSP entry points. Each effect library defines
+// MakeEffect(); DspExports.cpp turns the entry points into calls of the instance.
+#pragma once
+
+#include <sdk/wavemill_plugin.h>
+
+#include <memory>
+#include <string>
+
+namespace wm::dsp {
+
+class DspEffect {
+  public:
+    virtual ~DspEffect() = default;
+
+    // "IsLive" (whatever the settings say) and "LastError"; 0 for every other name.
+    uint32_t Get(const char16_t* name, PluginValue* value) const;
+
+    virtual bool IsLive() const = 0;
+    virtual bool Begin(const char16_t* settings);
+    virtual bool Pass(AudioBlockInfo& block);
+    virtual bool End();
+    virtual bool PassNonLive(const char16_t* path, const WmWaveFormat& format,
+                             const char16_t* settings);
+
+    // Sets the reason the host reads through "LastError"; always false, so that a failing
+    // step can `return Fail(...)`.
+    bool Fail(std::u16string why);
+    // A new call starts without the previous call's reason.
+    void ClearError() { lastError_.clear(); }
+
+  private:
+    std::u16string lastError_;
+};
+
+std::unique_ptr<DspEffect> MakeEffect();
+
+} // namespace wm::dsp

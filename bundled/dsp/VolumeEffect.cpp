@@ -1,0 +1,52 @@
+// Volume: one gain in dB for the whole stream ("gain=-3.5"). Integer samples saturate at full
+// scale instead of wrapping; float samples keep what lies beyond it.
+#include "bundled/dsp/DspSettings.h"
+#include "bundled/dsp/LiveEffect.h"
+
+#include <cmath>
+
+namespace wm::dsp {
+
+namespace {
+
+class VolumeEffect final : public LiveEffect {
+  protected:
+    bool Configure(const char16_t* settings) override {
+        DspSettings parsed;
+        std::u16string error;
+        double gain = 0;
+        if (!parsed.Parse(settings, {u"gain"}, error) ||
+            !parsed.Number(u"gain", -120, 60, gain, error))
+            return Fail(error);
+        factor_ = std::pow(10.0, gain / 20);
+        return true;
+    }
+
+    bool Start(const PcmLayout& in, PcmLayout& out) override {
+        out = in;
+        return true;
+    }
+
+    bool Process(const uint8_t* data, size_t frames, bool, std::vector<uint8_t>& out) override {
+        const PcmLayout& layout = InLayout();
+        out.resize(frames * layout.FrameBytes());
+        const double factor = factor_;
+        TransformSamples(data, layout.kind, frames * layout.channels, out.data(), layout.kind,
+                         [factor](double* piece, size_t n) {
+                             for (size_t i = 0; i < n; ++i)
+                                 piece[i] *= factor;
+                         });
+        return true;
+    }
+
+  private:
+    double factor_ = 1;
+};
+
+} // namespace
+
+std::unique_ptr<DspEffect> MakeEffect() {
+    return std::make_unique<VolumeEffect>();
+}
+
+} // namespace wm::dsp
