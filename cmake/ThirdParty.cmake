@@ -52,6 +52,7 @@ wm_third_party_shared(mpg123 libmpg123.dll)
 # The DLL is built with 64-bit file offsets and exports only those names (mpg123_seek_64 ...).
 set_target_properties(thirdparty::mpg123 PROPERTIES INTERFACE_COMPILE_DEFINITIONS _FILE_OFFSET_BITS=64)
 wm_third_party_shared(soxr libsoxr.dll)
+set_target_properties(thirdparty::soxr PROPERTIES IMPORTED_IMPLIB ${tp}/lib/libsoxr.dll.a INTERFACE_LINK_LIBRARIES "")
 
 add_custom_target(thirdparty_runtime ALL
     COMMAND ${CMAKE_COMMAND} -E make_directory ${WAVEMILL_DIST_DIR}/licenses ${WAVEMILL_STAGE_DIR}

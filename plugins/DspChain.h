@@ -42,6 +42,8 @@ class DspChain : public BlockStage {
     bool AfterConversion(const ConversionInfo& conversion, const StringList& outputFiles);
     void Release();
 
+    // The error line for an effect's entry point that returned 0, with the effect's reason.
+    static bool FailedCall(DspEntry& entry, const char16_t* call);
     // False, with an error line, when an effect handed back a torn frame.
     static bool WholeFrames(const DspEntry& entry, const AudioBlockInfo& block);
 
@@ -50,7 +52,6 @@ class DspChain : public BlockStage {
 
   private:
     bool LoadEntry(DspEntry& entry, bool* replayGain, bool* keep);
-    bool FailedCall(DspEntry& entry, const char16_t* call);
 
     String programFolder_;
     void* hostContext_;

@@ -19,9 +19,11 @@ bool XDLL::LoadAndResolve(const String& path, std::span<const EntryPoint> table)
     if (path.empty()) {
         loadedOk_ = false;
     } else {
-        // The altered search path lets a plug-in import DLLs that sit in its own folder.
+        // A plug-in's imports resolve in its own folder, then beside the program (where the
+        // shared third-party libraries live), then in the system folders.
         module_ = ::LoadLibraryExW(reinterpret_cast<const wchar_t*>(path.c_str()), nullptr,
-                                   LOAD_WITH_ALTERED_SEARCH_PATH);
+                                   LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR |
+                                       LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
         if (!module_)
             loadedOk_ = false;
     }
