@@ -164,6 +164,7 @@ TEST(Dsp, EveryFailureFailsTheRunClearlyAndLeavesNothingBehind) {
         {{nonLive + " fail=PassNonLive"}, "could not process the rendered audio"},
         // Live effects applied while rendering.
         {{live + "torn=1", nonLive}, "returned audio that is not a whole number of sample frames"},
+        {{nonLive + " remove=1", live}, "Error: Reading Temporary Rendered DSP file."},
         {{nonLive}, "Error writing to temporary file ", "", true},
     };
     String dir = NewWorkDir("dsp-fail");
