@@ -112,7 +112,7 @@ bool DspRender::ApplyEffect(DspEntry& entry) {
 bool DspRender::ApplyLive(DspEntry& entry) {
     entry.livePass = false; // applied here, so the per-block pass skips it
     if (!entry.binding->BeginConversion(&job_.conversion, entry.settings.c_str()))
-        return false;
+        return DspChain::FailedCall(entry, u"DSP_BeginConversion");
     const String second = DspTempName(job_.tempFolder);
     FileAccess in, out;
     if (second.empty() || !out.Create(second)) {
@@ -164,7 +164,9 @@ bool DspRender::FeedThrough(DspEntry& entry, FileAccess& in, FileAccess& out, co
         block.msPosition = before * 1000 / perSecond;
         block.endOfStream = left == 0;
         before += n;
-        if (!entry.binding->PassAudioBlock(&block) || !DspChain::WholeFrames(entry, block))
+        if (!entry.binding->PassAudioBlock(&block))
+            return DspChain::FailedCall(entry, u"DSP_PassAudioBlock");
+        if (!DspChain::WholeFrames(entry, block))
             return false;
         if (block.length && !out.Write(block.data, block.length)) {
             LogError(u"Error: Writing Temporary Rendered DSP file " + outName, kContext);

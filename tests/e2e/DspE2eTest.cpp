@@ -163,6 +163,8 @@ TEST(Dsp, EveryFailureFailsTheRunClearlyAndLeavesNothingBehind) {
         {{live + "torn=1"}, "returned audio that is not a whole number of sample frames"},
         {{nonLive + " fail=PassNonLive"}, "could not process the rendered audio"},
         // Live effects applied while rendering.
+        {{live + "fail=Begin", nonLive}, "failed in DSP_BeginConversion"},
+        {{live + "fail=PassAudioBlock:2", nonLive}, "failed in DSP_PassAudioBlock"},
         {{live + "torn=1", nonLive}, "returned audio that is not a whole number of sample frames"},
         {{nonLive + " remove=1", live}, "Error: Reading Temporary Rendered DSP file."},
         {{nonLive}, "Error writing to temporary file ", "", true},
