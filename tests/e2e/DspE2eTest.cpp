@@ -9,6 +9,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <thread>
 
 using namespace wm;
@@ -167,6 +168,9 @@ TEST(Dsp, EveryFailureFailsTheRunClearlyAndLeavesNothingBehind) {
         {{live + "fail=PassAudioBlock:2", nonLive}, "failed in DSP_PassAudioBlock"},
         {{live + "torn=1", nonLive}, "returned audio that is not a whole number of sample frames"},
         {{nonLive + " remove=1", live}, "Error: Reading Temporary Rendered DSP file."},
+        {{nonLive, live + "unreadable=1"}, "Error: Writing Temporary Rendered DSP file "},
+        {{nonLive, live + "hold=1"},
+         "Error: Copying Temporary Rendered Live-DSP file, over Temp Non-Live DSP file "},
         {{nonLive}, "Error writing to temporary file ", "", true},
     };
     String dir = NewWorkDir("dsp-fail");
@@ -187,6 +191,9 @@ TEST(Dsp, EveryFailureFailsTheRunClearlyAndLeavesNothingBehind) {
         EXPECT_EQ(ReadText(out), "precious") << c.error;
         EXPECT_FALSE(Exists(out + u".tmp.raw")) << c.error;
         EXPECT_TRUE(FolderEmpty(tmp)) << c.error;
+        // A leftover is blamed on its own case only.
+        std::filesystem::remove_all(std::filesystem::path(tmp));
+        TempFolder(dir);
     }
 
     // After the conversion the new output is already in place; the run still fails.

@@ -53,12 +53,29 @@ Settings Parse(const char16_t* text) {
 // Set by an "IsLive" question whose settings say fail=Create: the host's next create of this
 // effect (its own instance, after the scratch one) then fails.
 bool g_failNextCreate = false;
+// The file the last "DSP_PassNonLive" was given, for hold=1.
+std::u16string g_renderedPath;
 
 struct Dsp {
     Settings settings;
     std::map<std::string, uint32_t> calls;
     std::vector<uint8_t> buffer;
     uint32_t batch = 0;
+    HANDLE held = INVALID_HANDLE_VALUE;
+
+    ~Dsp() { Release(); }
+    void Release() {
+        if (held != INVALID_HANDLE_VALUE)
+            ::CloseHandle(held);
+        held = INVALID_HANDLE_VALUE;
+    }
+    // hold=1: keeps the rendered file open, without delete sharing, until "DSP_EndConversion".
+    void HoldRenderedFile() {
+        if (settings.Get("hold") == "1" && !g_renderedPath.empty() && held == INVALID_HANDLE_VALUE)
+            held =
+                ::CreateFileW(W(g_renderedPath), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                              nullptr, OPEN_EXISTING, 0, nullptr);
+    }
 
     void Learn(const char16_t* text) { settings = Parse(text); }
     void Log(const std::string& line) const {
@@ -178,6 +195,14 @@ WM_PLUGIN_EXPORT uint32_t DSP_PassAudioBlock(void* instance, AudioBlockInfo* blo
     d->Hold();
     if (d->Fails("PassAudioBlock"))
         return 0;
+    if (block->endOfStream)
+        d->HoldRenderedFile();
+    if (d->settings.Get("unreadable") == "1") {
+        // The same length at an address no one may read.
+        static void* const noAccess = ::VirtualAlloc(nullptr, 1 << 20, MEM_RESERVE, PAGE_NOACCESS);
+        block->data = noAccess;
+        return 1;
+    }
     const bool torn = d->settings.Get("torn") == "1";
     if (!d->settings.Number("rate") && !d->settings.Number("bits") && !torn)
         return 1;
@@ -192,6 +217,7 @@ WM_PLUGIN_EXPORT uint32_t DSP_PassAudioBlock(void* instance, AudioBlockInfo* blo
 WM_PLUGIN_EXPORT uint32_t DSP_EndConversion(void* instance, ConversionInfo* /*conversion*/) {
     auto* d = static_cast<Dsp*>(instance);
     d->Log("End");
+    d->Release();
     return !d->Fails("End");
 }
 
@@ -201,6 +227,7 @@ WM_PLUGIN_EXPORT uint32_t DSP_PassNonLive(void* instance, const WmChar* rendered
     auto* d = static_cast<Dsp*>(instance);
     d->Learn(settings);
     d->Log("PassNonLive path=" + ToUtf8(renderedPath) + " " + FormatText(*format));
+    g_renderedPath = renderedPath;
     d->Hold();
     if (d->Fails("PassNonLive"))
         return 0;
