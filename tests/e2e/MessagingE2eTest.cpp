@@ -88,15 +88,23 @@ TEST(Messaging, WithStandardInputTheDecoderTakesNoPart) {
     String dir = NewWorkDir("talk-stdin");
     String log = dir + u"talk.log";
     RunOptions o;
-    o.stdinData.assign(3200, 'x');
+    for (int i = 0; i < 3200; ++i)
+        o.stdinData.push_back(static_cast<char>(i % 251));
+    // A non-live effect renders standard input too: each 16-bit frame twice.
     RunResult r = RunWavemill(u"-infile=- -outfile=\"" + dir +
                                   u"out.raw\" -convert_to=TestEnc -sourcefreq=8000 "
                                   u"-sourcechannels=1 -sourcebits=16 -log=\"" +
                                   log +
                                   u"\" -ask=\"BeforeOpen Decoder get Decodes;"
-                                  u"BeforeOpen Encoder get Extension\"",
+                                  u"BeforeOpen Encoder get Extension\" "
+                                  u"-dspeffect1=\"TestDsp=rate=16000\"",
                               o);
     EXPECT_EQ(r.exitCode, 0) << r.err;
+    std::vector<char> doubled;
+    for (size_t frame = 0; frame < 1600; ++frame)
+        for (int copy = 0; copy < 2; ++copy)
+            doubled.insert(doubled.end(), {o.stdinData[2 * frame], o.stdinData[2 * frame + 1]});
+    EXPECT_EQ(ReadBytes(dir + u"out.raw"), doubled);
     EXPECT_EQ(Starting(ReadLines(log), "enc CommunicateResult"),
               (std::vector<std::string>{"enc CommunicateResult exchange=0 result=0",
                                         "enc CommunicateResult exchange=1 result=1 got=.raw"}));
