@@ -90,7 +90,7 @@ struct Dsp {
     }
     // wait=<event>: holds the call until a test sets that named event (at most 30 s);
     // delay=<ms>: a plain sleep.
-    void Hold() const {
+    void Stall() const {
         if (uint32_t ms = settings.Number("delay"))
             ::Sleep(ms);
         const std::u16string name = ToUtf16(settings.Get("wait"));
@@ -156,6 +156,8 @@ WM_PLUGIN_EXPORT void DSP_Destroy(void* instance) {
 
 WM_PLUGIN_EXPORT uint32_t DSP_Get(void* instance, const WmChar* name, PluginValue* value) {
     auto* d = static_cast<Dsp*>(instance);
+    if (std::u16string_view(name) == WM_VALUE_SEND_OVER_REPLAYGAIN_TAGS)
+        return Parse(static_cast<const char16_t*>(value->pointer1)).Get("replaygain") == "1";
     if (std::u16string_view(name) != WM_VALUE_IS_LIVE)
         return 0;
     d->Learn(static_cast<const char16_t*>(value->pointer1));
@@ -192,7 +194,7 @@ WM_PLUGIN_EXPORT uint32_t DSP_PassAudioBlock(void* instance, AudioBlockInfo* blo
     d->Log("PassAudioBlock len=" + std::to_string(block->length) +
            " pos=" + std::to_string(block->msPosition) +
            " eos=" + std::to_string(block->endOfStream ? 1 : 0) + " " + FormatText(block->format));
-    d->Hold();
+    d->Stall();
     if (d->Fails("PassAudioBlock"))
         return 0;
     if (block->endOfStream)
@@ -228,7 +230,7 @@ WM_PLUGIN_EXPORT uint32_t DSP_PassNonLive(void* instance, const WmChar* rendered
     d->Learn(settings);
     d->Log("PassNonLive path=" + ToUtf8(renderedPath) + " " + FormatText(*format));
     g_renderedPath = renderedPath;
-    d->Hold();
+    d->Stall();
     if (d->Fails("PassNonLive"))
         return 0;
     if (d->settings.Get("remove") == "1") // pulls the file from under the host
