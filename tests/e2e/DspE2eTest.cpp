@@ -55,6 +55,9 @@ TEST(Dsp, LiveThenNonLiveAreRenderedInOrderAndTheLiveOneOnlyEnded) {
     // B, non-live: every frame twice, at a format it cannot report (the length doubles again).
     const std::string a = "name=A live=1 bits=8 rate=4000 log=" + Narrow(log);
     const std::string b = "name=B rate=8000 log=" + Narrow(log);
+    for (const auto& old : DebugLogs())
+        std::filesystem::remove(old);
+    DebugNextRun();
     RunResult r = RunWavemill(Args(in, out,
                                    Effect(1, "TestDsp=" + a) + Effect(2, "TestDsp=" + b) +
                                        TempOption(tmp) + u" -log=\"" + dir + u"enc.log\""));
@@ -87,6 +90,14 @@ TEST(Dsp, LiveThenNonLiveAreRenderedInOrderAndTheLiveOneOnlyEnded) {
     // length left from the decoder (3 s) or from before B (6 s) would reach all 60.
     EXPECT_EQ(std::count(r.out.begin(), r.out.end(), '*'), 57) << r.out;
     EXPECT_TRUE(FolderEmpty(tmp));
+
+    std::vector<std::filesystem::path> debugLogs = DebugLogs();
+    ASSERT_EQ(debugLogs.size(), 1u);
+    EXPECT_TRUE(
+        Contains(DecodeUtf16(ReadBytes(debugLogs[0].u16string())),
+                 "DSP Effects:\r\n    TestDsp: " + a + "\r\n    TestDsp (non-live): " + b + "\r\n"))
+        << DecodeUtf16(ReadBytes(debugLogs[0].u16string()));
+    std::filesystem::remove(debugLogs[0]);
 }
 
 TEST(Dsp, OnlyLiveEffectsRenderNothingAndPassEachBlockOn) {

@@ -164,6 +164,22 @@ bool FolderEmpty(const String& dir) {
            std::filesystem::directory_iterator();
 }
 
+void DebugNextRun() {
+    DWORD one = 1;
+    RegSetKeyValueW(HKEY_CURRENT_USER, L"Software\\Brightfold\\Tonewerk", L"Debug", REG_DWORD, &one,
+                    sizeof one);
+}
+
+std::vector<std::filesystem::path> DebugLogs() {
+    wchar_t temp[MAX_PATH];
+    GetTempPathW(MAX_PATH, temp);
+    std::vector<std::filesystem::path> found;
+    for (const auto& entry : std::filesystem::directory_iterator(temp))
+        if (entry.path().filename().string().starts_with("DBG"))
+            found.push_back(entry.path());
+    return found;
+}
+
 String WriteScript(const String& dir, const std::string& name, const std::string& script) {
     WriteText(dir + Widen(name), script);
     return dir + Widen(name);
