@@ -164,6 +164,7 @@ TEST(Dsp, EveryFailureFailsTheRunClearlyAndLeavesNothingBehind) {
         const char* error;
         const char* failCreate = "";
         bool tmpMissing = false;
+        const char* script = "format 8000 1 16\nblock 6000 4\n";
     };
     const Case cases[] = {
         {{"NoSuchDsp=x"}, "Error: Unable to load DSP Effect 'NoSuchDsp'."},
@@ -183,11 +184,13 @@ TEST(Dsp, EveryFailureFailsTheRunClearlyAndLeavesNothingBehind) {
         {{nonLive, live + "hold=1"},
          "Error: Copying Temporary Rendered Live-DSP file, over Temp Non-Live DSP file "},
         {{nonLive}, "Error writing to temporary file ", "", true},
+        {{nonLive}, "Error: Decoding '", "", false, "block 6000 4\nfail DecodeBlock 2\n"},
     };
     String dir = NewWorkDir("dsp-fail");
     String tmp = TempFolder(dir), out = dir + u"out.raw";
-    String in = WriteScript(dir, "in.wmt", "format 8000 1 16\nblock 6000 4\n");
+    String in;
     for (const Case& c : cases) {
+        in = WriteScript(dir, "in.wmt", c.script);
         String effects;
         for (size_t i = 0; i < c.effects.size(); ++i)
             effects += Effect(static_cast<int>(i + 1), c.effects[i]);
@@ -208,6 +211,7 @@ TEST(Dsp, EveryFailureFailsTheRunClearlyAndLeavesNothingBehind) {
     }
 
     // After the conversion the new output is already in place; the run still fails.
+    in = WriteScript(dir, "in.wmt", Case{}.script);
     RunResult r = RunWavemill(Args(in, out, Effect(1, live + "fail=After") + TempOption(tmp)));
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_TRUE(Contains(r.err, "failed in DSP_AfterConversion")) << r.err;
@@ -216,17 +220,19 @@ TEST(Dsp, EveryFailureFailsTheRunClearlyAndLeavesNothingBehind) {
 
 TEST(Dsp, AnEffectWhoseOwnInstanceFailsIsDroppedAndTheOthersGetTheBatch) {
     String dir = NewWorkDir("dsp-drop");
-    String log = dir + u"dsp.log", out = dir + u"out.raw";
+    String log = dir + u"dsp log.txt", out = dir + u"out.raw";
     String in = WriteScript(dir, "in.wmt", "block 4000\n");
-    RunResult r = RunWavemill(
-        Args(in, out,
-             Effect(1, "TestDsp=name=A live=1 fail=Create log=" + Narrow(log)) +
-                 Effect(2, "TestDsp=name=B live=1 log=" + Narrow(log)) + u" -batchid=7"));
+    // "{qt}" puts the quotes around a log path with a space.
+    const std::string quotedLog = "log={qt}" + Narrow(log) + "{qt}";
+    RunResult r =
+        RunWavemill(Args(in, out,
+                         Effect(1, "TestDsp=name=A live=1 fail=Create " + quotedLog) +
+                             Effect(2, "TestDsp=name=B live=1 " + quotedLog) + u" -batchid=7"));
     ASSERT_EQ(r.exitCode, 0) << r.err;
     std::vector<std::string> lines = ReadLines(log);
     ASSERT_EQ(lines.size(), 7u) << ReadText(log);
     EXPECT_EQ(lines[1], "A IsLive") << "A was asked on the scratch load only";
-    EXPECT_TRUE(lines[2].starts_with("B Begin batch=7 ")) << lines[2];
+    EXPECT_EQ(lines[2], "B Begin batch=7 settings=name=B live=1 log=\"" + Narrow(log) + "\"");
     EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
                             [](const std::string& l) { return l.starts_with("A "); }),
               1);
