@@ -145,3 +145,17 @@ TEST(Messaging, ParentHearsOfRenderingAndOfEveryReportedFile) {
                          "A After output=C:\\r\\one.x", "A After output=C:\\r\\two.x",
                          "B After output=C:\\r\\one.x", "B After output=C:\\r\\two.x"}));
 }
+
+TEST(Messaging, AnEncoderTakingTheSourceOverEndsTheRunAtItsBegin) {
+    String dir = NewWorkDir("talk-raw");
+    String log = dir + u"enc.log", out = dir + u"out.raw";
+    const String args = u"\" -outfile=\"" + out + u"\" -convert_to=TestEnc -raw=1 -log=\"" + log +
+                        u"\" -ask=\"BeforeOpen Decoder get Decodes\"";
+    String in = WriteScript(dir, "in.wmt", "block 1600 2\n");
+    RunResult r = RunWavemill(u"-infile=\"" + in + args);
+    EXPECT_EQ(r.exitCode, 0) << r.err;
+    // No exchanges, no blocks, no end: the encoder's begin was the whole conversion.
+    EXPECT_EQ(ReadLines(log), (std::vector<std::string>{"BeginConversion output=" + Narrow(out),
+                                                        "SourceFormat 44100 2 16"}));
+    EXPECT_TRUE(Exists(out) && ReadBytes(out).empty());
+}

@@ -108,8 +108,10 @@ WM_PLUGIN_EXPORT void ENC_Destroy(void* instance) {
 WM_PLUGIN_EXPORT uint32_t ENC_Get(void* instance, const WmChar* name, PluginValue* value) {
     auto* e = static_cast<Encoder*>(instance);
     const std::u16string_view n = name;
-    if (n == u"SendRawUnCompressed")
+    if (n == u"SendRawUnCompressed") {
         ReadOptions(*e, static_cast<const char16_t*>(value->pointer2));
+        return e->Flag(u"raw");
+    }
     if (n == WM_VALUE_COMMUNICATE)
         return e->Talk().Ask(value, [e](const std::string& line) { e->Log("enc " + line); });
     if (n == u"Extension") {
