@@ -158,4 +158,9 @@ TEST(Messaging, AnEncoderTakingTheSourceOverEndsTheRunAtItsBegin) {
     EXPECT_EQ(ReadLines(log), (std::vector<std::string>{"BeginConversion output=" + Narrow(out),
                                                         "SourceFormat 44100 2 16"}));
     EXPECT_TRUE(Exists(out) && ReadBytes(out).empty());
+
+    // The decoder only describes the source, yet a failed close still fails the run.
+    in = WriteScript(dir, "in.wmt", "block 1600 2\nfail Close\n");
+    r = RunWavemill(u"-infile=\"" + in + args);
+    EXPECT_EQ(r.exitCode, 1) << r.out;
 }
