@@ -163,4 +163,17 @@ TEST(Messaging, AnEncoderTakingTheSourceOverEndsTheRunAtItsBegin) {
     in = WriteScript(dir, "in.wmt", "block 1600 2\nfail Close\n");
     r = RunWavemill(u"-infile=\"" + in + args);
     EXPECT_EQ(r.exitCode, 1) << r.out;
+
+    // A source that does not open ends the run there, taken over or not.
+    DeleteFileW(W(log));
+    DeleteFileW(W(out));
+    in = WriteScript(dir, "in.wmt", "fail Open\nblock 1600 2\n");
+    r = RunWavemill(u"-infile=\"" + in + args);
+    EXPECT_EQ(r.exitCode, 1) << r.out;
+    // Once: the normal path does not try again.
+    const size_t first = r.err.find("Error: Unable to open '");
+    EXPECT_TRUE(first != std::string::npos &&
+                r.err.find("Error: Unable to open '", first + 1) == std::string::npos)
+        << r.err;
+    EXPECT_FALSE(Exists(log) || Exists(out));
 }
