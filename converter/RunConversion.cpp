@@ -172,8 +172,10 @@ bool TwWavemill::RawHandOver() {
     SetConversionPriority();
     tags_->UpdateEncoderTags(openInfo_.tagData, openInfo_.tagSize, openInfo_.secondData,
                              openInfo_.secondSize, EncoderWantsReplayGain(), encoderCommandLine_);
-    if (!source_->Close(conversion_))
+    if (!source_->Close(conversion_)) {
         conversion_.runError = 1;
+        status_.Fail("the decoder did not close");
+    }
     FillConversion(opt_.outputFile);
     if (!encoder_.BeginConversion(&conversion_)) {
         conversion_.runError = 1;

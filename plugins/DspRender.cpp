@@ -115,6 +115,7 @@ bool DspRender::ApplyLive(DspEntry& entry) {
     }
     if (!in.OpenRead(path_)) {
         LogError(u"Error: Reading Temporary Rendered DSP file.", kContext);
+        out.Close(); // an open file cannot be deleted
         DeleteFilePath(second);
         return false;
     }

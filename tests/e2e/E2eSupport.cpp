@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <thread>
 
 namespace wm::e2e {
@@ -147,6 +148,36 @@ void WriteUtf16(const String& path, const String& text) {
 
 bool Exists(const String& path) {
     return GetFileAttributesW(W(path)) != INVALID_FILE_ATTRIBUTES;
+}
+
+std::vector<std::string> ReadLines(const String& path) {
+    std::vector<std::string> lines;
+    std::istringstream in(ReadText(path));
+    for (std::string line; std::getline(in, line);)
+        lines.push_back(line.ends_with('\r') ? line.substr(0, line.size() - 1) : line);
+    return lines;
+}
+
+bool FolderEmpty(const String& dir) {
+    std::error_code ignored;
+    return std::filesystem::directory_iterator(std::filesystem::path(dir), ignored) ==
+           std::filesystem::directory_iterator();
+}
+
+void DebugNextRun() {
+    DWORD one = 1;
+    RegSetKeyValueW(HKEY_CURRENT_USER, L"Software\\Brightfold\\Tonewerk", L"Debug", REG_DWORD, &one,
+                    sizeof one);
+}
+
+std::vector<std::filesystem::path> DebugLogs() {
+    wchar_t temp[MAX_PATH];
+    GetTempPathW(MAX_PATH, temp);
+    std::vector<std::filesystem::path> found;
+    for (const auto& entry : std::filesystem::directory_iterator(temp))
+        if (entry.path().filename().string().starts_with("DBG"))
+            found.push_back(entry.path());
+    return found;
 }
 
 String WriteScript(const String& dir, const std::string& name, const std::string& script) {

@@ -5,6 +5,7 @@
 #include "text/String.h"
 
 #include <cstdint>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -36,6 +37,16 @@ void WriteUtf16(const String& path, const String& text); // no byte-order mark
 bool Exists(const String& path);
 std::string DecodeUtf16(const std::vector<char>& bytes);
 bool Contains(const std::string& text, const std::string& part);
+
+// The lines of a text file (a test plug-in's log), without line ends.
+std::vector<std::string> ReadLines(const String& path);
+// True when the folder holds no file or folder (a missing folder counts as empty).
+bool FolderEmpty(const String& dir);
+
+// Debug mode for the next run only (the run clears the setting).
+void DebugNextRun();
+// The debug logs ("DBG..." in the temporary folder) that runs left.
+std::vector<std::filesystem::path> DebugLogs();
 
 // Test-decoder script (see tests/plugins/README.md) written to dir + name; returns the path.
 String WriteScript(const String& dir, const std::string& name, const std::string& script);

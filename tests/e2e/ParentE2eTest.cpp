@@ -25,16 +25,6 @@ String ReadCache() {
     return FromW(buf);
 }
 
-std::vector<std::filesystem::path> DebugLogs() {
-    wchar_t temp[MAX_PATH];
-    GetTempPathW(MAX_PATH, temp);
-    std::vector<std::filesystem::path> found;
-    for (const auto& entry : std::filesystem::directory_iterator(temp))
-        if (entry.path().filename().string().starts_with("DBG"))
-            found.push_back(entry.path());
-    return found;
-}
-
 RunResult Convert(const String& in, const String& out) {
     return RunWavemill(u"-infile=\"" + in + u"\" -outfile=\"" + out + u"\" -convert_to=TestEnc");
 }
@@ -106,13 +96,9 @@ TEST(Registry, DecoderCacheIsWrittenAndAStaleEntryReplaced) {
 TEST(Registry, DebugModeLastsOneRunAndIndentsSteps) {
     String dir = NewWorkDir("debug");
     String in = WriteScript(dir, "in.wmt", "block 400\n");
-    auto setDebug = [] {
-        DWORD one = 1;
-        RegSetKeyValueW(HKEY_CURRENT_USER, kRoot, L"Debug", REG_DWORD, &one, sizeof one);
-    };
     for (const auto& old : DebugLogs())
         std::filesystem::remove(old);
-    setDebug();
+    DebugNextRun();
     EXPECT_EQ(Convert(in, dir + u"x.iGnore.raw").exitCode, 0);
     DWORD debug = 0xFFFF, size = sizeof debug;
     RegGetValueW(HKEY_CURRENT_USER, kRoot, L"Debug", RRF_RT_REG_DWORD, nullptr, &debug, &size);
@@ -130,7 +116,7 @@ TEST(Registry, DebugModeLastsOneRunAndIndentsSteps) {
     std::filesystem::remove(logs[0]);
 
     // Only the exact case ".IGNORE" skips the check.
-    setDebug();
+    DebugNextRun();
     EXPECT_EQ(Convert(in, dir + u"x.IGNORE.raw").exitCode, 0);
     logs = DebugLogs();
     ASSERT_EQ(logs.size(), 1u);

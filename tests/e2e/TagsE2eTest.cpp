@@ -76,12 +76,14 @@ TEST(EncoderTags, CommandLineAndSourceTagsAreMergedRewrittenAndCleaned) {
     const IDTagEntry* art = got.FindAlbumArt(1);
     EXPECT_TRUE(art && art->Data == std::vector<uint8_t>(std::begin(kCover), std::end(kCover)));
 
-    // An encoder that asks for replay gain keeps it; ITUNSMPB never survives.
-    r = RunWavemill(args + u" -replaygain=1");
-    ASSERT_EQ(r.exitCode, 0) << r.err;
-    got = ReadBlock(dump);
-    EXPECT_EQ(got.GetValue(u"replaygain_track_gain"), u"-3.1 dB");
-    EXPECT_FALSE(got.Find(u"ITUNSMPB"));
+    // An encoder or an effect that asks for replay gain keeps it; ITUNSMPB never survives.
+    for (const char16_t* asks : {u" -replaygain=1", u" -dspeffect1=\"TestDsp=replaygain=1\""}) {
+        r = RunWavemill(args + asks);
+        ASSERT_EQ(r.exitCode, 0) << r.err;
+        got = ReadBlock(dump);
+        EXPECT_EQ(got.GetValue(u"replaygain_track_gain"), u"-3.1 dB") << Narrow(asks);
+        EXPECT_FALSE(got.Find(u"ITUNSMPB"));
+    }
     DeleteFileW(W(StageDir() + u"Versions\\Compression\\TestEnc.txt"));
 }
 

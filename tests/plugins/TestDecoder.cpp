@@ -3,6 +3,7 @@
 // and with WM_TEST_NO_DELETE_A_TAG as NoDeleteATag.dll, which lacks the "DeleteATag" export
 // and claims ".nodel" instead.
 #include "TestPluginSupport.h"
+#include "TestTalk.h"
 #include "sdk/wavemill_plugin.h"
 
 #include <map>
@@ -29,6 +30,17 @@ struct Decoder {
     uint64_t offset = 0; // bytes delivered so far
     std::vector<uint8_t> buffer, tagData, secondData;
     std::u16string currentAction;
+    // Its part in the exchanges comes from the environment, since "BeforeOpen" precedes the
+    // script's "Open".
+    ScriptedTalk talk;
+    std::u16string talkLog = ToUtf16(EnvText("WAVEMILL_TEST_DECODER_LOG"));
+
+    Decoder() {
+        std::istringstream requests(EnvText("WAVEMILL_TEST_DECODER_TALK"));
+        for (std::string request; std::getline(requests, request, ';');)
+            talk.Add(request);
+    }
+    void Log(const std::string& line) const { AppendLine(talkLog, "dec " + line); }
 
     // Counts this call and says whether the script wants it to fail.
     bool Fails(const std::string& entry) {
@@ -131,8 +143,11 @@ WM_PLUGIN_EXPORT void Destroy(void* instance) {
     delete static_cast<Decoder*>(instance);
 }
 
-WM_PLUGIN_EXPORT uint32_t Get(void* /*instance*/, const WmChar* name, PluginValue* value) {
+WM_PLUGIN_EXPORT uint32_t Get(void* instance, const WmChar* name, PluginValue* value) {
     const std::u16string_view n = name;
+    auto* d = static_cast<Decoder*>(instance);
+    if (n == WM_VALUE_COMMUNICATE)
+        return d->talk.Ask(value, [d](const std::string& line) { d->Log(line); });
     const uint32_t index = value->value1;
     if (n == u"Decodes" && index < std::size(kExtensions)) {
         value->pointer1 = const_cast<char16_t*>(kExtensions[index]);
@@ -147,10 +162,13 @@ WM_PLUGIN_EXPORT uint32_t Get(void* /*instance*/, const WmChar* name, PluginValu
     return 0;
 }
 
-WM_PLUGIN_EXPORT uint32_t Set(void* /*instance*/, const WmChar* name, PluginValue* value) {
+WM_PLUGIN_EXPORT uint32_t Set(void* instance, const WmChar* name, PluginValue* value) {
     const std::u16string_view n = name;
+    auto* d = static_cast<Decoder*>(instance);
     if (n == u"IDTags")
         return WriteIdTags(value);
+    if (n == WM_VALUE_COMMUNICATE_RESULT)
+        d->talk.Result(value, [d](const std::string& line) { d->Log(line); });
     return n == u"BatchID" || n == u"Decode As" || n == u"CommunicateResult";
 }
 

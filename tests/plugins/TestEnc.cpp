@@ -3,9 +3,11 @@
 // tests can compare bytes. Built twice: as TestEnc.dll, and with WM_TEST_NO_REMOVE_CONFIG as
 // NoRemoveConfig.dll, which lacks "ENC_RemoveConfigBit".
 #include "TestPluginSupport.h"
+#include "TestTalk.h"
 #include "sdk/wavemill_plugin.h"
 
 #include <map>
+#include <sstream>
 #include <string_view>
 
 using namespace wmtest;
@@ -17,15 +19,25 @@ struct Encoder {
     bool optionsRead = false;
     uint32_t encodeCalls = 0;
     std::u16string output;
+    ScriptedTalk talk;
+    bool talkRead = false;
+    std::vector<uint8_t> reportedNames; // tag block handed back at "ENC_EndConversion"
 
     std::u16string Option(const char16_t* name) const {
         auto it = options.find(name);
         return it == options.end() ? std::u16string() : it->second;
     }
     bool Flag(const char16_t* name) const { return Option(name) == u"1"; }
-    void Log(const std::string& line) const {
-        if (!Option(u"log").empty())
-            WriteToFile(Option(u"log"), (line + "\n").data(), line.size() + 1, true);
+    void Log(const std::string& line) const { AppendLine(Option(u"log"), line); }
+    // The requests of -ask, read once the options are known.
+    ScriptedTalk& Talk() {
+        if (!talkRead && optionsRead) {
+            talkRead = true;
+            std::istringstream requests(ToUtf8(Option(u"ask").c_str()));
+            for (std::string request; std::getline(requests, request, ';');)
+                talk.Add(request);
+        }
+        return talk;
     }
 };
 
@@ -52,6 +64,37 @@ void ReadOptions(Encoder& e, const char16_t* commandLine) {
     }
 }
 
+void AppendUint32(std::vector<uint8_t>& out, uint32_t v) {
+    for (int i = 0; i < 4; ++i)
+        out.push_back(static_cast<uint8_t>(v >> (8 * i)));
+}
+
+void AppendText(std::vector<uint8_t>& out, const std::u16string& text) {
+    for (char16_t c : text + u'\0') {
+        out.push_back(static_cast<uint8_t>(c));
+        out.push_back(static_cast<uint8_t>(c >> 8));
+    }
+}
+
+// A tag block with "FileName<i>" for each non-empty item of "a;b;;d" (an empty item leaves
+// its index out), written by hand so that the host's own tag code is not its own oracle.
+std::vector<uint8_t> FileNameTags(const std::u16string& list) {
+    std::vector<std::pair<std::u16string, std::u16string>> tags;
+    std::istringstream items(ToUtf8(list.c_str()));
+    int index = 0;
+    for (std::string item; std::getline(items, item, ';');)
+        if (++index, !item.empty())
+            tags.emplace_back(ToUtf16("FileName" + std::to_string(index)), ToUtf16(item));
+    std::vector<uint8_t> block;
+    AppendUint32(block, static_cast<uint32_t>(tags.size()));
+    for (const auto& [name, value] : tags) {
+        AppendUint32(block, static_cast<uint32_t>(4 + 2 * (name.size() + 1 + value.size() + 1)));
+        AppendText(block, name);
+        AppendText(block, value);
+    }
+    return block;
+}
+
 } // namespace
 
 WM_PLUGIN_EXPORT void* ENC_Create(void* /*hostContext*/) {
@@ -65,8 +108,12 @@ WM_PLUGIN_EXPORT void ENC_Destroy(void* instance) {
 WM_PLUGIN_EXPORT uint32_t ENC_Get(void* instance, const WmChar* name, PluginValue* value) {
     auto* e = static_cast<Encoder*>(instance);
     const std::u16string_view n = name;
-    if (n == u"SendRawUnCompressed")
+    if (n == u"SendRawUnCompressed") {
         ReadOptions(*e, static_cast<const char16_t*>(value->pointer2));
+        return e->Flag(u"raw");
+    }
+    if (n == WM_VALUE_COMMUNICATE)
+        return e->Talk().Ask(value, [e](const std::string& line) { e->Log("enc " + line); });
     if (n == u"Extension") {
         value->pointer1 = const_cast<char16_t*>(u".raw");
         return 1;
@@ -74,8 +121,11 @@ WM_PLUGIN_EXPORT uint32_t ENC_Get(void* instance, const WmChar* name, PluginValu
     return n == u"SendOverReplayGainTags" && e->Flag(u"replaygain");
 }
 
-WM_PLUGIN_EXPORT uint32_t ENC_Set(void* /*instance*/, const WmChar* name, PluginValue* /*value*/) {
+WM_PLUGIN_EXPORT uint32_t ENC_Set(void* instance, const WmChar* name, PluginValue* value) {
     const std::u16string_view n = name;
+    auto* e = static_cast<Encoder*>(instance);
+    if (n == WM_VALUE_COMMUNICATE_RESULT)
+        e->Talk().Result(value, [e](const std::string& line) { e->Log("enc " + line); });
     return n == u"BatchID" || n == u"Priority" || n == u"CommunicateResult";
 }
 
@@ -93,6 +143,9 @@ WM_PLUGIN_EXPORT uint32_t ENC_BeginConversion(void* instance, ConversionInfo* co
     auto* e = static_cast<Encoder*>(instance);
     ReadOptions(*e, conversion->commandLine);
     e->Log("BeginConversion output=" + ToUtf8(conversion->outputPath));
+    if (const WmWaveFormat* f = conversion->sourceFormat)
+        e->Log("SourceFormat " + std::to_string(f->samplesPerSec) + " " +
+               std::to_string(f->channels) + " " + std::to_string(f->bitsPerSample));
     if (!e->Option(u"tagdump").empty())
         WriteToFile(e->Option(u"tagdump"), conversion->tagData,
                     conversion->tagData ? conversion->tagSize : 0, false);
@@ -114,10 +167,15 @@ WM_PLUGIN_EXPORT uint32_t ENC_EncodeBlock(void* instance, AudioBlockInfo* block)
                                         : 1;
 }
 
-WM_PLUGIN_EXPORT uint32_t ENC_EndConversion(void* instance, ConversionInfo* /*conversion*/,
+WM_PLUGIN_EXPORT uint32_t ENC_EndConversion(void* instance, ConversionInfo* conversion,
                                             uint32_t* tagAfterwards) {
     auto* e = static_cast<Encoder*>(instance);
     e->Log("EndConversion");
+    if (e->options.count(u"filenames")) {
+        e->reportedNames = FileNameTags(e->Option(u"filenames"));
+        conversion->secondData = e->reportedNames.data();
+        conversion->secondSize = static_cast<uint32_t>(e->reportedNames.size());
+    }
     if (tagAfterwards && e->Flag(u"tagafter"))
         *tagAfterwards = 1;
     return e->Option(u"fail") == u"End" ? 0 : 1;

@@ -65,11 +65,23 @@ inline bool WriteToFile(const std::u16string& path, const void* data, size_t siz
     return ok;
 }
 
+// The value of an environment variable as UTF-8; empty when unset.
+inline std::string EnvText(const char* name) {
+    wchar_t value[4096] = {};
+    const std::u16string wide = ToUtf16(name);
+    DWORD n = ::GetEnvironmentVariableW(W(wide), value, 4096);
+    return n > 0 && n < 4096 ? ToUtf8(reinterpret_cast<const char16_t*>(value)) : std::string();
+}
+
+// Appends one line to a UTF-8 log file; nothing when the path is empty.
+inline void AppendLine(const std::u16string& path, const std::string& line) {
+    if (!path.empty())
+        WriteToFile(path, (line + "\n").data(), line.size() + 1, true);
+}
+
 // A new instance, or none when WAVEMILL_TEST_FAIL_CREATE names this kind of plug-in.
 template <class Instance> void* CreateUnlessScripted(const char* kind) {
-    char value[64] = {};
-    DWORD n = ::GetEnvironmentVariableA("WAVEMILL_TEST_FAIL_CREATE", value, sizeof value);
-    if (n > 0 && n < sizeof value && _stricmp(value, kind) == 0)
+    if (_stricmp(EnvText("WAVEMILL_TEST_FAIL_CREATE").c_str(), kind) == 0)
         return nullptr;
     return new Instance;
 }
