@@ -46,8 +46,6 @@ class DspChain : public BlockStage {
     static bool FailedCall(DspEntry& entry, const char16_t* call);
     // False, with an error line, when an effect handed back a torn frame.
     static bool WholeFrames(const DspEntry& entry, const AudioBlockInfo& block);
-    // Logs that the effect's entry point returned 0, with its reason; returns false.
-    static bool FailedCall(DspEntry& entry, const char16_t* call);
 
     // The path of "DSPs\<name>.dll".
     String LibraryPath(const String& name) const;

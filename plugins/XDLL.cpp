@@ -21,9 +21,9 @@ bool XDLL::LoadAndResolve(const String& path, std::span<const EntryPoint> table)
     } else {
         // A plug-in's imports resolve in its own folder, then beside the program (where the
         // shared third-party libraries live), then in the system folders.
-        module_ = ::LoadLibraryExW(reinterpret_cast<const wchar_t*>(path.c_str()), nullptr,
-                                   LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR |
-                                       LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
+        module_ =
+            ::LoadLibraryExW(reinterpret_cast<const wchar_t*>(path.c_str()), nullptr,
+                             LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
         if (!module_)
             loadedOk_ = false;
     }

@@ -174,7 +174,7 @@ TEST(Dsp, EveryFailureFailsTheRunClearlyAndLeavesNothingBehind) {
         {{live + "fail=PassAudioBlock:2"}, "failed in DSP_PassAudioBlock"},
         {{live + "fail=End"}, "failed in DSP_EndConversion"},
         {{live + "torn=1"}, "returned audio that is not a whole number of sample frames"},
-        {{nonLive + " fail=PassNonLive"}, "could not process the rendered audio"},
+        {{nonLive + " fail=PassNonLive"}, "failed in DSP_PassNonLive"},
         // Live effects applied while rendering.
         {{live + "fail=Begin", nonLive}, "failed in DSP_BeginConversion"},
         {{live + "fail=PassAudioBlock:2", nonLive}, "failed in DSP_PassAudioBlock"},
