@@ -25,8 +25,7 @@ quietly() { "$@" >>"$log" 2>&1 || die "failed: $*"; }
 
 # --- tools -------------------------------------------------------------------------------------
 quietly "$root/scripts/install-deps.sh"
-dsprun=$root/build/windows/tests/unit/dsp/dsprun.exe
-if [ ! -f "$root/dist/Wavemill.exe" ] || [ ! -f "$dsprun" ]; then
+if [ ! -f "$root/dist/Wavemill.exe" ] || [ ! -f "$root/dist/DSPs/Volume.dll" ]; then
     (cd "$root" && quietly cmake --preset windows && quietly cmake --build --preset windows)
 fi
 for name in empty peakmem; do
@@ -184,12 +183,9 @@ for spec in "${inputs[@]}"; do
 done
 
 # --- DSP effects -------------------------------------------------------------------------------
-# Wavemill.exe cannot run effects yet, so the shipped effect libraries run under dsprun, the
-# suite's effect driver: it calls their entry points as the converter's chain does, 500 ms blocks
-# for live effects, the whole raw file rewritten in place for a non-live one. It reads and writes
-# raw PCM (made once beforehand, not timed); sox reads and writes WAV.
-stage=$root/build/windows/stage
-stage_win="Z:${stage//\//\\}"
+# The shipped effects through Wavemill.exe (WAV in, effect, WAV out), against sox doing the same
+# work in the same run. Normalize is non-live: Wavemill renders the source into a temporary file
+# first, as sox --norm reads its input twice.
 effect_names=(Volume Resample Normalize)
 declare -A effect_setting=([Volume]="Volume=gain=-3.5" [Resample]="Resample=rate=48000"
     [Normalize]="Normalize=peak=-1")
@@ -203,28 +199,28 @@ sox_effect() { # sox_effect EFFECT IN OUT: sox's command for the same work
     echo "${args[@]}"
 }
 report_effects() {
-    local in=cd_44k16_2ch.wav raw=cd_44k16_2ch.raw effect r
-    quietly sox "$in" -t raw "$raw"
+    local in=cd_44k16_2ch.wav effect r
     printf '\n== DSP effects on %s (%d s), median of %d runs, runs interleaved ==\n' "$in" "$seconds" "$runs"
     printf '%-10s %-40s %9s %8s %8s %11s %12s %12s\n' effect tool "median s" "min s" "max s" \
         "x realtime" "effect/sox" "Linux RSS MB"
     for effect in "${effect_names[@]}"; do
         local dsp_times="" sox_times="" dsp_rss=0 sox_rss=0
         for ((r = 1; r <= runs; r++)); do
-            rm -f effect.out.raw effect.out.wav
-            timed wine "$dsprun" "$stage" "$raw" 44100:2:s16 effect.out.raw "${effect_setting[$effect]}"
+            rm -f effect.wm.wav effect.out.wav
+            timed wine "$wavemill" -silent "-infile=$in" -outfile=effect.wm.wav -convert_to=Wave \
+                "-dspeffect1=${effect_setting[$effect]}"
             dsp_times+="$elapsed " && dsp_rss=$((rss_kb > dsp_rss ? rss_kb : dsp_rss))
             # shellcheck disable=SC2046
             timed sox $(sox_effect "$effect" "$in" effect.out.wav)
             sox_times+="$elapsed " && sox_rss=$((rss_kb > sox_rss ? rss_kb : sox_rss))
         done
         # Both must have made the same length of audio (the suite checks the samples).
-        [ $(($(stat -c %s effect.out.raw) / 4)) -eq "$(soxi -s effect.out.wav)" ] ||
-            die "$effect: dsprun and sox made different lengths"
+        [ "$(soxi -s effect.wm.wav)" -eq "$(soxi -s effect.out.wav)" ] ||
+            die "$effect: Wavemill and sox made different lengths"
         local dm sm
         dm=$(tr ' ' '\n' <<<"$dsp_times" | grep . | median)
         sm=$(tr ' ' '\n' <<<"$sox_times" | grep . | median)
-        for row in "dsprun ${effect_setting[$effect]} (Wine)|$dsp_times|$dm|$dsp_rss" \
+        for row in "Wavemill ${effect_setting[$effect]} (Wine)|$dsp_times|$dm|$dsp_rss" \
             "sox $(sox_effect "$effect" in out)|$sox_times|$sm|$sox_rss"; do
             IFS='|' read -r label all m kb <<<"$row"
             awk -v e="$effect" -v t="$label" -v all="$all" -v m="$m" -v d="$dm" -v s="$sm" \
@@ -235,8 +231,8 @@ report_effects() {
                            e, t, m, lo, hi, len / m, d / s, kb / 1024 }'
         done
     done
-    echo "effect/sox = dsprun median / sox median (below 1: the effect library is faster)."
-    rm -f effect.out.raw effect.out.wav
+    echo "effect/sox = Wavemill median / sox median (below 1: Wavemill is faster)."
+    rm -f effect.wm.wav effect.out.wav
 }
 report_effects
 
@@ -264,15 +260,16 @@ for spec in "${inputs[@]}"; do
     printf '%-28s %18s %18s %16.1f\n' "Wavemill.exe $name" "$ws" "$priv" "$(awk -v k="$rss_kb" 'BEGIN { print k / 1024 }')"
     rm -f "$name.mem.out.wav"
 done
-# The effect libraries under dsprun: memory must not grow with the 10-minute input.
+# With each effect: memory must not grow with the 10-minute input.
 for effect in "${effect_names[@]}"; do
-    figures=$(peak "Z:${dsprun//\//\\}" "$stage_win" cd_44k16_2ch.raw 44100:2:s16 mem.out.raw \
-        "${effect_setting[$effect]}")
+    figures=$(peak "$wavemill_win" -infile=cd_44k16_2ch.wav -outfile=mem.out.wav -convert_to=Wave \
+        -silent "-dspeffect1=${effect_setting[$effect]}")
     read -r ws priv <<<"$figures"
-    timed wine "$dsprun" "$stage" cd_44k16_2ch.raw 44100:2:s16 mem.out.raw "${effect_setting[$effect]}"
-    printf '%-28s %18s %18s %16.1f\n' "dsprun $effect" "$ws" "$priv" "$(awk -v k="$rss_kb" 'BEGIN { print k / 1024 }')"
+    timed wine "$wavemill" -silent -infile=cd_44k16_2ch.wav -outfile=mem.out.wav -convert_to=Wave \
+        "-dspeffect1=${effect_setting[$effect]}"
+    printf '%-28s %18s %18s %16.1f\n' "Wavemill + $effect" "$ws" "$priv" "$(awk -v k="$rss_kb" 'BEGIN { print k / 1024 }')"
+    rm -f mem.out.wav
 done
-rm -f mem.out.raw cd_44k16_2ch.raw
 figures=$(peak "Z:${out//\//\\}\\empty.exe")
 read -r ws priv <<<"$figures"
 /usr/bin/time -f %M -o rss.txt wine "$out/empty.exe" >/dev/null 2>>"$log"
