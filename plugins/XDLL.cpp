@@ -20,13 +20,13 @@ bool XDLL::LoadAndResolve(const String& path, std::span<const EntryPoint> table)
         loadedOk_ = false;
     } else {
         // The altered search path lets a plug-in import DLLs that sit in its own folder.
-        module_ = ::LoadLibraryExW(reinterpret_cast<const wchar_t*>(path.c_str()), nullptr,
-                                   LOAD_WITH_ALTERED_SEARCH_PATH);
+        module_.reset(::LoadLibraryExW(reinterpret_cast<const wchar_t*>(path.c_str()), nullptr,
+                                       LOAD_WITH_ALTERED_SEARCH_PATH));
         if (!module_)
             loadedOk_ = false;
     }
     for (const EntryPoint& entry : table) {
-        FARPROC proc = module_ ? ::GetProcAddress(module_, entry.name) : nullptr;
+        FARPROC proc = module_ ? ::GetProcAddress(module_.get(), entry.name) : nullptr;
         if (!proc)
             loadedOk_ = false;
         std::memcpy(entry.slot, &proc, sizeof proc);
@@ -35,9 +35,7 @@ bool XDLL::LoadAndResolve(const String& path, std::span<const EntryPoint> table)
 }
 
 void XDLL::FreeLibrary() {
-    if (module_)
-        ::FreeLibrary(module_);
-    module_ = nullptr;
+    module_.reset();
     loadedOk_ = false;
 }
 

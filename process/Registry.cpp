@@ -76,11 +76,11 @@ String RegDefaultPath() {
 
 UniqueRegKey RegOpenSettingsKey(REGSAM access, HKEY hive, const char16_t* path) {
     String keyPath = PathOr(path);
-    HKEY key = nullptr;
-    if (::RegCreateKeyExW(HiveOr(hive), W(keyPath), 0, nullptr, 0, access, nullptr, &key,
+    UniqueRegKey key;
+    if (::RegCreateKeyExW(HiveOr(hive), W(keyPath), 0, nullptr, 0, access, nullptr, key.put(),
                           nullptr) != ERROR_SUCCESS)
         return UniqueRegKey();
-    return UniqueRegKey(key);
+    return key;
 }
 
 bool RegReadTyped(StringView name, void* buffer, uint32_t size, uint32_t type, HKEY hive,
@@ -157,11 +157,9 @@ bool RegValueExists(StringView name, HKEY hive, const char16_t* path) {
 
 bool RegKeyExists(StringView subKey, HKEY parent) {
     String keyPath(subKey);
-    HKEY key = nullptr;
-    if (::RegOpenKeyExW(HiveOr(parent), W(keyPath), 0, KEY_QUERY_VALUE, &key) != ERROR_SUCCESS)
-        return false;
-    ::RegCloseKey(key);
-    return true;
+    UniqueRegKey key;
+    return ::RegOpenKeyExW(HiveOr(parent), W(keyPath), 0, KEY_QUERY_VALUE, key.put()) ==
+           ERROR_SUCCESS;
 }
 
 bool RegWriteTyped(StringView name, const void* data, uint32_t size, uint32_t type, HKEY hive,

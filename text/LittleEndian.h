@@ -1,10 +1,10 @@
-// Little-endian field access for the RIFF readers and writers, independent of the host's order.
+// Little-endian fields in byte buffers (RIFF chunks, tag blocks, wave format records, command
+// files), independent of the host's byte order. Portable.
 #pragma once
 
 #include <cstdint>
-#include <cstring>
 
-namespace wm::wav {
+namespace wm {
 
 inline uint16_t Le16(const uint8_t* p) {
     return static_cast<uint16_t>(p[0] | (p[1] << 8));
@@ -29,8 +29,4 @@ inline void PutLe64(uint8_t* p, uint64_t v) {
     PutLe32(p + 4, static_cast<uint32_t>(v >> 32));
 }
 
-inline bool IsId(const uint8_t* p, const char (&id)[5]) {
-    return std::memcmp(p, id, 4) == 0;
-}
-
-} // namespace wm::wav
+} // namespace wm
