@@ -5,18 +5,9 @@
 
 #include "converter/CommandFileText.h"
 #include "converter/OptionStore.h"
-
-#include <cstdio>
-#include <cstdlib>
+#include "fuzz/FuzzCheck.h"
 
 namespace wm::fuzz {
-
-inline void Check(bool condition, const char* what) {
-    if (!condition) {
-        std::fprintf(stderr, "check failed: %s\n", what);
-        std::abort();
-    }
-}
 
 inline void CheckNames(const OptionStore& store) {
     for (size_t i = 0; i < store.Count(); ++i) {
