@@ -4,11 +4,14 @@
 
 #include <sdk/wavemill_plugin.h>
 
+#include "plugins/clTwDecoder.h"
+#include "plugins/clTwEncoder.h"
 #include "tests/support/TestFiles.h"
 
 #include <windows.h>
 
 #include <cstdint>
+#include <cstring>
 #include <string>
 
 namespace wm::test {
@@ -17,10 +20,18 @@ inline const WmChar* U(const std::wstring& s) {
     return reinterpret_cast<const WmChar*>(s.c_str());
 }
 
-// Sets `slot` to the export `name` of `module`; true when there is one.
-template <typename F> bool Bind(HMODULE module, const char* name, F& slot) {
-    slot = reinterpret_cast<F>(reinterpret_cast<void*>(GetProcAddress(module, name)));
-    return slot != nullptr;
+// Fills a host binding's entry-point table from `module`, as the host does; false when an
+// entry point is missing.
+template <class EntryPoints> bool BindAll(HMODULE module, EntryPoints& entries) {
+    if (!module)
+        return false;
+    for (const XDLL::EntryPoint& entry : entries.Table()) {
+        FARPROC proc = GetProcAddress(module, entry.name);
+        if (!proc)
+            return false;
+        std::memcpy(entry.slot, &proc, sizeof proc);
+    }
+    return true;
 }
 
 // `relative` below the staged tree (any slashes), e.g. u"decoder\\WavDecoder.dll".
@@ -32,21 +43,12 @@ inline HMODULE LoadStaged(StringView relative, String stage = StageDir()) {
     return LoadLibraryW(reinterpret_cast<const wchar_t*>(path.c_str()));
 }
 
-struct DecoderApi {
+struct DecoderApi : DecoderEntryPoints {
     HMODULE module = nullptr;
-    WmDecCreate create = nullptr;
-    WmDecDestroy destroy = nullptr;
-    WmDecGet get = nullptr;
-    WmDecSet set = nullptr;
-    WmDecOpen open = nullptr;
-    WmDecClose close = nullptr;
-    WmDecDecodeBlock decodeBlock = nullptr;
 
     bool Load(const String& stage = StageDir()) {
         module = LoadStaged(u"decoder\\WavDecoder.dll", stage);
-        return module && Bind(module, "Create", create) && Bind(module, "Destroy", destroy) &&
-               Bind(module, "Get", get) && Bind(module, "Set", set) && Bind(module, "Open", open) &&
-               Bind(module, "Close", close) && Bind(module, "DecodeBlock", decodeBlock);
+        return BindAll(module, *this);
     }
 
     // Opens `path` for a conversion; `info` receives what the decoder announces.

@@ -21,14 +21,9 @@ class WavPlugins : public ::testing::Test {
     void SetUp() override {
         ASSERT_TRUE(decoder_.Load()) << GetLastError();
         encoder_ = LoadStaged(u"encoder\\Wave.dll");
-        ASSERT_TRUE(encoder_ && Bind(encoder_, "ENC_Create", encCreate_) &&
-                    Bind(encoder_, "ENC_Destroy", encDestroy_) &&
-                    Bind(encoder_, "ENC_Get", encGet_) &&
-                    Bind(encoder_, "ENC_BeginConversion", begin_) &&
-                    Bind(encoder_, "ENC_EncodeBlock", encodeBlock_) &&
-                    Bind(encoder_, "ENC_EndConversion", end_));
+        ASSERT_TRUE(BindAll(encoder_, encApi_));
         dec_ = decoder_.create(nullptr);
-        enc_ = encCreate_(nullptr);
+        enc_ = encApi_.create(nullptr);
         ASSERT_TRUE(dec_ && enc_);
         const String temp = TempDir();
         folder_ = std::wstring(temp.begin(), temp.end());
@@ -37,7 +32,7 @@ class WavPlugins : public ::testing::Test {
         if (dec_)
             decoder_.destroy(dec_);
         if (enc_)
-            encDestroy_(enc_);
+            encApi_.destroy(enc_);
     }
 
     // Encodes `audio` in pieces of `piece` bytes, as the host's blocks arrive, each announced
@@ -47,18 +42,18 @@ class WavPlugins : public ::testing::Test {
         conversion_ = ConversionInfo{};
         conversion_.outputPath = U(path);
         conversion_.sourceFormat = &format;
-        if (!begin_(enc_, &conversion_))
+        if (!encApi_.beginConversion(enc_, &conversion_))
             return false;
         for (size_t at = 0; at < audio.size(); at += piece) {
             AudioBlockInfo block{};
             block.data = const_cast<uint8_t*>(audio.data() + at);
             block.length = uint32_t(std::min(piece, audio.size() - at));
             block.format = blockFormat ? *blockFormat : format;
-            if (!encodeBlock_(enc_, &block))
+            if (!encApi_.encodeBlock(enc_, &block))
                 return false;
         }
         uint32_t tagAfterwards = 0;
-        return end_(enc_, &conversion_, &tagAfterwards) != 0;
+        return encApi_.endConversion(enc_, &conversion_, &tagAfterwards) != 0;
     }
 
     // Opens `path` for a conversion and decodes it to its end into audio_, blocks_ and tags_.
@@ -82,12 +77,7 @@ class WavPlugins : public ::testing::Test {
 
     DecoderApi decoder_;
     HMODULE encoder_ = nullptr;
-    WmEncCreate encCreate_ = nullptr;
-    WmEncDestroy encDestroy_ = nullptr;
-    WmEncGet encGet_ = nullptr;
-    WmEncBeginConversion begin_ = nullptr;
-    WmEncEncodeBlock encodeBlock_ = nullptr;
-    WmEncEndConversion end_ = nullptr;
+    EncoderEntryPoints encApi_;
     void* dec_ = nullptr;
     void* enc_ = nullptr;
     std::wstring folder_;
@@ -97,26 +87,19 @@ class WavPlugins : public ::testing::Test {
     IDTagSet tags_;
 };
 
-TEST_F(WavPlugins, ExportTheirEntryPoints) {
-    for (const char* name : {"Get", "DeleteATag"})
-        EXPECT_NE(GetProcAddress(decoder_.module, name), nullptr) << name;
-    for (const char* name : {"ENC_Get", "ENC_Set", "ENC_ShowConfigBit", "ENC_RemoveConfigBit"})
-        EXPECT_NE(GetProcAddress(encoder_, name), nullptr) << name;
-}
-
 TEST_F(WavPlugins, EncoderRefusesABlockOfAnotherFormatAndSaysWhy) {
     const std::wstring path = folder_ + L"mismatch.wav";
     const WmWaveFormat pcm = MakeWaveFormat(SampleKind::Pcm, 2, 44100, 16);
     const WmWaveFormat floatMono = MakeWaveFormat(SampleKind::Float, 1, 44100, 32);
     EXPECT_TRUE(Encode(path, pcm, Bytes(8), 8, &pcm));
     EXPECT_EQ(ReadBytes(path).size(), 80u + 8);
-    EXPECT_EQ(LastError(encGet_, enc_), u"") << "nothing has failed yet";
+    EXPECT_EQ(LastError(encApi_.get, enc_), u"") << "nothing has failed yet";
     EXPECT_FALSE(Encode(path, pcm, Bytes(8), 8, &floatMono)) << "other kind, same frame size";
-    EXPECT_EQ(LastError(encGet_, enc_), u"a block's format differs from the conversion's");
+    EXPECT_EQ(LastError(encApi_.get, enc_), u"a block's format differs from the conversion's");
     WmWaveFormat adpcm = pcm;
     adpcm.formatTag = 2;
     EXPECT_FALSE(Encode(path, adpcm, Bytes(8)));
-    EXPECT_EQ(LastError(encGet_, enc_), u"WAV format 0x0002 (MS ADPCM) is not supported");
+    EXPECT_EQ(LastError(encApi_.get, enc_), u"WAV format 0x0002 (MS ADPCM) is not supported");
 }
 
 TEST_F(WavPlugins, DecoderSaysWhyAFileDoesNotOpen) {
