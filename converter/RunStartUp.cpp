@@ -1,5 +1,6 @@
 // Start-up: debug mode and the standard handles, the workers, the options (command line or
 // command file), the parent's named objects, priority, banner and settings echo.
+#include "converter/CommandFileText.h"
 #include "converter/HelpText.h"
 #include "converter/TwWavemill.h"
 #include "files/FileAccess.h"
@@ -123,8 +124,7 @@ bool TwWavemill::ReadTwCommandFile(const String& name) {
         LogLine(u"Error reading TwCmd File.");
         return false;
     }
-    // An odd trailing byte cannot be a whole UTF-16 unit and is ignored.
-    options_.Fill(StringView(reinterpret_cast<const char16_t*>(buffer.data()), size / 2));
+    options_.Fill(OptionTextOfCommandFile(buffer.data(), static_cast<size_t>(size)));
     parentMode_ = true;
     opt_.silent = true;
     LogLine(u"<-<-", kContext);

@@ -3,6 +3,8 @@
 #include "files/FileOps.h"
 #include "files/Folders.h"
 #include "files/PathText.h"
+#include "files/SafeReplace.h"
+#include "files/SystemPath.h"
 #include "process/WinString.h"
 
 #include <vector>
@@ -35,12 +37,12 @@ void FileAccess::AbandonRewrite() {
 }
 
 bool FileAccess::OpenOnce(DWORD access, DWORD disposition, bool share, DWORD flags) {
-    bool unusable = false;
-    String systemPath = LongPathForm(path_, kOpenPathLimit, &unusable);
-    if (unusable)
+    String systemPath;
+    if (!SystemPathForm(path_, kOpenPathLimit, systemPath))
         return false;
-    handle_ = ::CreateFileW(W(systemPath), access, share ? FILE_SHARE_READ | FILE_SHARE_WRITE : 0,
-                            nullptr, disposition, flags, nullptr);
+    handle_.reset(::CreateFileW(W(systemPath), access,
+                                share ? FILE_SHARE_READ | FILE_SHARE_WRITE : 0, nullptr,
+                                disposition, flags, nullptr));
     return IsOpen();
 }
 
@@ -52,7 +54,7 @@ bool FileAccess::Open(StringView path, DWORD access, DWORD disposition, bool rep
     owned_ = true;
     for (;;) {
         openedHere_ = true;
-        handle_ = INVALID_HANDLE_VALUE;
+        handle_.reset();
         reportErrors_ = reportErrors;
         if (OpenOnce(access, disposition, share, flags) || !reportErrors)
             return IsOpen();
@@ -85,7 +87,7 @@ bool FileAccess::Create(StringView path) {
 void FileAccess::Adopt(HANDLE handle, bool owned) {
     AbandonRewrite();
     path_.clear();
-    handle_ = handle;
+    handle_.reset(handle);
     owned_ = owned;
     reportErrors_ = false;
     openedHere_ = false;
@@ -101,7 +103,7 @@ uint32_t FileAccess::Read(void* buffer, uint32_t count, int origin, bool* failed
         bool bad = !IsOpen() || !TrySeek(origin);
         if (!bad) {
             ::SetLastError(0);
-            BOOL ok = ::ReadFile(handle_, buffer, count, &got, nullptr);
+            BOOL ok = ::ReadFile(handle_.get(), buffer, count, &got, nullptr);
             DWORD error = ::GetLastError();
             bad = (!ok || got < count) && error != 0 && error != ERROR_HANDLE_EOF;
         }
@@ -126,7 +128,7 @@ bool FileAccess::Write(const void* buffer, uint32_t count, int origin) {
     for (;;) {
         DWORD written = 0;
         bool ok = IsOpen() && TrySeek(origin) &&
-                  ::WriteFile(handle_, buffer, count, &written, nullptr) && written == count;
+                  ::WriteFile(handle_.get(), buffer, count, &written, nullptr) && written == count;
         if (ok || !reportErrors_)
             return ok;
         if (!AskRetry(u"Unable to write to '" + path_ + u"'", u"File Write Error"))
@@ -138,14 +140,15 @@ bool FileAccess::Seek(int64_t offset, int origin) {
     DWORD method = origin == kFromStart ? FILE_BEGIN : origin == kAtEnd ? FILE_END : FILE_CURRENT;
     LONG high = static_cast<LONG>(offset >> 32);
     ::SetLastError(0);
-    DWORD low = ::SetFilePointer(handle_, static_cast<LONG>(offset & 0xFFFFFFFF), &high, method);
+    DWORD low =
+        ::SetFilePointer(handle_.get(), static_cast<LONG>(offset & 0xFFFFFFFF), &high, method);
     return !(low == INVALID_SET_FILE_POINTER && ::GetLastError() != 0);
 }
 
 uint64_t FileAccess::Size(bool* failed) const {
     DWORD high = 0;
     ::SetLastError(0);
-    DWORD low = ::GetFileSize(handle_, &high);
+    DWORD low = ::GetFileSize(handle_.get(), &high);
     bool bad = !IsOpen() || (low == INVALID_FILE_SIZE && ::GetLastError() != 0);
     if (failed)
         *failed = bad;
@@ -173,11 +176,11 @@ bool FileAccess::SetSize(uint64_t size) {
 }
 
 bool FileAccess::Truncate() {
-    return IsOpen() && ::SetEndOfFile(handle_);
+    return IsOpen() && ::SetEndOfFile(handle_.get());
 }
 
 bool FileAccess::GetTimes(FILETIME* creation, FILETIME* lastAccess, FILETIME* lastWrite) const {
-    return IsOpen() && ::GetFileTime(handle_, creation, lastAccess, lastWrite);
+    return IsOpen() && ::GetFileTime(handle_.get(), creation, lastAccess, lastWrite);
 }
 
 bool FileAccess::SetAttributes(DWORD attributes) {
@@ -185,23 +188,21 @@ bool FileAccess::SetAttributes(DWORD attributes) {
 }
 
 void FileAccess::Close() {
-    if (IsOpen() && owned_)
-        ::CloseHandle(handle_);
-    handle_ = INVALID_HANDLE_VALUE;
+    if (!owned_)
+        handle_.release(); // a standard handle, say: someone else closes it
+    handle_.reset();
     owned_ = true;
 }
 
 bool FileAccess::OpenSafeRewrite(StringView target) {
-    rewriteTarget_.clear();
-    DWORD pid = ::GetCurrentProcessId();
-    for (int n = 0; n < 100; ++n) {
-        if (Open(RewriteTempName(target, pid, n), GENERIC_WRITE, CREATE_NEW, false, true,
-                 FILE_ATTRIBUTE_NORMAL)) {
-            rewriteTarget_ = String(target);
-            return true;
-        }
-    }
-    return false;
+    String wanted(target); // target may point into path_
+    String temp = CreateRewriteTemp(wanted, [this](const String& name) {
+        return Open(name, GENERIC_WRITE, CREATE_NEW, false, true, FILE_ATTRIBUTE_NORMAL);
+    });
+    if (temp.empty())
+        return false;
+    rewriteTarget_ = std::move(wanted);
+    return true;
 }
 
 bool FileAccess::CommitRewrite() {
@@ -210,12 +211,8 @@ bool FileAccess::CommitRewrite() {
     Close();
     String target = std::move(rewriteTarget_);
     rewriteTarget_.clear();
-    for (int attempt = 0; attempt < 10; ++attempt) {
-        if (attempt > 0)
-            ::Sleep(50);
-        if (MovePathEx(path_, target, MOVEFILE_REPLACE_EXISTING))
-            return true;
-    }
+    if (MoveRewriteOver(path_, target))
+        return true;
     DWORD error = ::GetLastError();
     DeleteFilePath(path_);
     ::SetLastError(error);

@@ -5,6 +5,7 @@
 // uniquely named file beside the target and moves it over the target on commit.
 #pragma once
 
+#include "process/UniqueHandle.h"
 #include "text/String.h"
 
 #include <windows.h>
@@ -55,8 +56,8 @@ class FileAccess {
     bool SetAttributes(DWORD attributes);
     void Close();
 
-    HANDLE Handle() const { return handle_; }
-    bool IsOpen() const { return handle_ != INVALID_HANDLE_VALUE && handle_ != nullptr; }
+    HANDLE Handle() const { return handle_.get(); }
+    bool IsOpen() const { return handle_.valid(); }
     const String& Path() const { return path_; }
     bool OpenedHere() const { return openedHere_; }
 
@@ -76,7 +77,7 @@ class FileAccess {
     bool OpenOnce(DWORD access, DWORD disposition, bool share, DWORD flags);
 
     String path_;
-    HANDLE handle_ = INVALID_HANDLE_VALUE;
+    UniqueFileHandle handle_;
     bool reportErrors_ = false;
     bool openedHere_ = false;
     bool owned_ = true;

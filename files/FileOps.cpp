@@ -3,6 +3,7 @@
 #include "files/FileAccess.h"
 #include "files/Folders.h"
 #include "files/PathText.h"
+#include "files/SystemPath.h"
 #include "process/EventHandle.h"
 #include "process/UniqueHandle.h"
 #include "process/WinString.h"
@@ -14,13 +15,6 @@ namespace wm {
 
 namespace {
 
-// The system form of a path, or false when it cannot be used.
-bool SystemPath(StringView path, size_t limit, String& out) {
-    bool unusable = false;
-    out = LongPathForm(path, limit, &unusable);
-    return !unusable;
-}
-
 String ErrorText(const char* format, long long value) {
     std::string text = format + std::to_string(value) + ")";
     return String(text.begin(), text.end());
@@ -31,7 +25,7 @@ String ErrorText(const char* format, long long value) {
 DWORD PathAttributes(StringView path, bool* missing) {
     String p;
     DWORD attributes = INVALID_FILE_ATTRIBUTES;
-    if (SystemPath(path, kOpenPathLimit, p))
+    if (SystemPathForm(path, kOpenPathLimit, p))
         attributes = ::GetFileAttributesW(W(p));
     bool absent = attributes == INVALID_FILE_ATTRIBUTES;
     if (missing)
@@ -53,7 +47,7 @@ bool FolderExists(StringView path) {
 
 bool DeleteFilePath(StringView path, bool alreadyRetried) {
     String p;
-    if (!SystemPath(path, kOtherPathLimit, p))
+    if (!SystemPathForm(path, kOtherPathLimit, p))
         return false;
     if (::DeleteFileW(W(p)))
         return true;
@@ -65,14 +59,14 @@ bool DeleteFilePath(StringView path, bool alreadyRetried) {
 
 bool MovePath(StringView source, StringView target) {
     String s, t;
-    if (!SystemPath(source, kOtherPathLimit, s) || !SystemPath(target, kOtherPathLimit, t))
+    if (!SystemPathForm(source, kOtherPathLimit, s) || !SystemPathForm(target, kOtherPathLimit, t))
         return false;
     return ::MoveFileW(W(s), W(t)) != FALSE;
 }
 
 bool MovePathEx(StringView source, StringView target, DWORD flags) {
     String s, t;
-    if (!SystemPath(source, kOtherPathLimit, s) || !SystemPath(target, kOtherPathLimit, t))
+    if (!SystemPathForm(source, kOtherPathLimit, s) || !SystemPathForm(target, kOtherPathLimit, t))
         return false;
     return ::MoveFileExW(W(s), W(t), flags) != FALSE;
 }
@@ -104,7 +98,7 @@ bool MoveWithRetry(StringView source, StringView target, DWORD flags, uint32_t l
 
 bool CopyPath(StringView source, StringView target, bool failIfExists) {
     String s, t;
-    if (!SystemPath(source, kOtherPathLimit, s) || !SystemPath(target, kOtherPathLimit, t))
+    if (!SystemPathForm(source, kOtherPathLimit, s) || !SystemPathForm(target, kOtherPathLimit, t))
         return false;
     return ::CopyFileW(W(s), W(t), failIfExists ? TRUE : FALSE) != FALSE;
 }
@@ -122,7 +116,7 @@ bool CreateFolderPath(StringView path) {
     }
     for (auto it = chain.rbegin(); it != chain.rend(); ++it) {
         String p;
-        if (!SystemPath(*it, kOtherPathLimit, p))
+        if (!SystemPathForm(*it, kOtherPathLimit, p))
             return false;
         if (::CreateDirectoryW(W(p), nullptr))
             continue;
@@ -153,7 +147,7 @@ bool RemoveFolder(StringView path, bool removeSelf, StringView mask, bool recurs
     walk.Close();
     if (removeSelf && ok) {
         String p;
-        if (!SystemPath(path, kOtherPathLimit, p))
+        if (!SystemPathForm(path, kOtherPathLimit, p))
             return false;
         ::SetFileAttributesW(W(p), FILE_ATTRIBUTE_NORMAL);
         ok = ::RemoveDirectoryW(W(p)) != FALSE;
@@ -163,13 +157,13 @@ bool RemoveFolder(StringView path, bool removeSelf, StringView mask, bool recurs
 
 bool SetPathAttributes(StringView path, DWORD attributes) {
     String p;
-    return SystemPath(path, kOtherPathLimit, p) && ::SetFileAttributesW(W(p), attributes);
+    return SystemPathForm(path, kOtherPathLimit, p) && ::SetFileAttributesW(W(p), attributes);
 }
 
 bool SetPathTimes(StringView path, const FILETIME* creation, const FILETIME* lastAccess,
                   const FILETIME* lastWrite) {
     String p;
-    if (!SystemPath(path, kOtherPathLimit, p))
+    if (!SystemPathForm(path, kOtherPathLimit, p))
         return false;
     // Backup semantics lets folders be opened as well.
     UniqueHandle h(::CreateFileW(W(p), FILE_WRITE_ATTRIBUTES,

@@ -3,6 +3,7 @@
 #include "files/FileAccess.h"
 #include "files/FileOps.h"
 #include "files/PathText.h"
+#include "files/SystemPath.h"
 #include "process/Registry.h"
 #include "process/WinString.h"
 #include "text/Random.h"
@@ -30,14 +31,13 @@ bool FolderWalk::Next() {
     for (;;) {
         if (!started_) {
             started_ = true;
-            bool unusable = false;
-            String systemPattern = LongPathForm(pattern_, kOtherPathLimit, &unusable);
-            if (unusable)
+            String systemPattern;
+            if (!SystemPathForm(pattern_, kOtherPathLimit, systemPattern))
                 return false;
-            find_ = ::FindFirstFileW(W(systemPattern), &entry_);
-            if (find_ == INVALID_HANDLE_VALUE)
+            find_.reset(::FindFirstFileW(W(systemPattern), &entry_));
+            if (!find_)
                 return false;
-        } else if (find_ == INVALID_HANDLE_VALUE || !::FindNextFileW(find_, &entry_)) {
+        } else if (!find_ || !::FindNextFileW(find_.get(), &entry_)) {
             Close();
             path_.clear();
             return false;
@@ -53,9 +53,7 @@ bool FolderWalk::Next() {
 }
 
 void FolderWalk::Close() {
-    if (find_ != INVALID_HANDLE_VALUE)
-        ::FindClose(find_);
-    find_ = INVALID_HANDLE_VALUE;
+    find_.reset();
 }
 
 String FolderWalk::Name() const {
@@ -215,9 +213,8 @@ String NewGuidText() {
 }
 
 String ShortPath(StringView path) {
-    bool unusable = false;
-    String systemPath = LongPathForm(path, kOtherPathLimit, &unusable);
-    if (unusable)
+    String systemPath;
+    if (!SystemPathForm(path, kOtherPathLimit, systemPath))
         return String(path);
     wchar_t buffer[1000] = {};
     DWORD n = ::GetShortPathNameW(W(systemPath), buffer, 1000);

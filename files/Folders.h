@@ -2,6 +2,7 @@
 #pragma once
 
 #include "files/KnownFolderFallbacks.h"
+#include "process/UniqueHandle.h"
 #include "text/String.h"
 
 #include <windows.h>
@@ -33,7 +34,7 @@ class FolderWalk {
   private:
     String pattern_;
     String folder_;
-    HANDLE find_ = INVALID_HANDLE_VALUE;
+    UniqueFindHandle find_;
     bool started_ = false;
     bool foldersOnly_ = false;
     WIN32_FIND_DATAW entry_{};

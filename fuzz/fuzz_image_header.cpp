@@ -1,11 +1,12 @@
 // Reads arbitrary bytes as a picture header, from memory and through the file reader
 // interface; both must agree, and a result is either complete or all zero.
+#include "fuzz/FuzzCheck.h"
 #include "tags/ImageInfo.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
+
+using wm::fuzz::Check;
 
 namespace {
 
@@ -33,13 +34,6 @@ class MemoryFile : public wm::ImageByteReader {
     size_t size_;
     size_t pos_ = 0;
 };
-
-void Check(bool condition, const char* what) {
-    if (!condition) {
-        std::fprintf(stderr, "check failed: %s\n", what);
-        std::abort();
-    }
-}
 
 } // namespace
 

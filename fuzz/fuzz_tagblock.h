@@ -3,20 +3,11 @@
 // set into a copy of itself must leave the pictures last, numbered 1..n.
 #pragma once
 
+#include "fuzz/FuzzCheck.h"
 #include "tags/AlbumArt.h"
 #include "tags/IDTagSet.h"
 
-#include <cstdio>
-#include <cstdlib>
-
 namespace wm::fuzz {
-
-inline void Check(bool condition, const char* what) {
-    if (!condition) {
-        std::fprintf(stderr, "check failed: %s\n", what);
-        std::abort();
-    }
-}
 
 inline bool SameEntries(const IDTagSet& a, const IDTagSet& b) {
     if (a.Count() != b.Count())

@@ -3,20 +3,13 @@
 #include "bundled/wav/WaveFormatRules.h"
 #include "bundled/wav/WaveHeaderParser.h"
 #include "bundled/wav/WaveHeaderWriter.h"
+#include "fuzz/FuzzCheck.h"
 
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
 
-namespace {
-
-void Check(bool condition) {
-    if (!condition)
-        std::abort();
-}
-
-} // namespace
+using wm::fuzz::Check;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     using namespace wm::wav;
@@ -24,9 +17,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::vector<uint8_t> input(data, data + size);
     MemoryByteSource source(input.data(), input.size());
     WaveLayout layout;
-    std::string error;
+    WaveError error = kWaveOk;
     if (!ParseWaveHeader(source, layout, error)) {
-        Check(!error.empty());
+        Check(error != kWaveOk && error < kWaveErrorCount);
         return 0;
     }
     const WmWaveFormat& f = layout.format;

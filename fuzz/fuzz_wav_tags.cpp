@@ -5,20 +5,17 @@
 #include "bundled/wav/InfoChunk.h"
 #include "bundled/wav/WaveHeaderParser.h"
 #include "bundled/wav/WaveTagFile.h"
+#include "fuzz/FuzzCheck.h"
 
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
 
+using wm::fuzz::Check;
+
 namespace {
 
 using namespace wm::wav;
-
-void Check(bool condition) {
-    if (!condition)
-        std::abort();
-}
 
 bool SameText(const std::vector<TextTag>& a, const std::vector<TextTag>& b) {
     if (a.size() != b.size())
@@ -73,7 +70,7 @@ struct NullSink final : ByteSink {
 void File(const Bytes& input) {
     MemoryByteSource source(input.data(), input.size());
     RiffFile riff;
-    std::string error;
+    WaveError error = kWaveOk;
     if (!WalkRiffChunks(source, riff, error))
         return;
     WaveTags tags;

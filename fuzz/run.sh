@@ -1,35 +1,44 @@
 #!/bin/sh
-# Builds the libFuzzer targets with clang in build/fuzz and runs each for a while.
-# Usage: fuzz/run.sh [seconds per target, default 60] [target ...]   (no target: all of them)
-# New inputs go to build/fuzz/corpus/<target>; the checked-in seeds stay untouched.
-# Crashes are written to build/fuzz/artifacts/ and make the script fail.
+# Builds the libFuzzer targets (preset "fuzz", build/fuzz) and runs each for a while.
+# Usage: fuzz/run.sh [--keep] [seconds per target, default 60] [target ...]  (no target: all)
+# New inputs go to build/fuzz/corpus/<target>; with --keep, a clean run's corpus is minimised
+# back into the checked-in fuzz/corpus/<target>. Crashes are written to build/fuzz/artifacts/
+# and make the script fail.
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
+keep=0
+if [ "${1:-}" = "--keep" ]; then
+    keep=1
+    shift
+fi
 seconds=${1:-60}
 [ $# -gt 0 ] && shift
 only=" $* "
 build=$root/build/fuzz
 
-cmake -S "$root" -B "$build" -G Ninja -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
-    -DCMAKE_BUILD_TYPE=RelWithDebInfo -DWAVEMILL_FUZZ=ON -DWAVEMILL_PORTABLE_ONLY=ON >/dev/null
-cmake --build "$build" --target fuzz_targets
+cd "$root"
+cmake --preset fuzz >/dev/null
+cmake --build --preset fuzz
 
 status=0
-# target:seed-folder
-for entry in fuzz_wav_header:wav fuzz_wav_tags:wav_tags fuzz_tagblock_wide:fuzz_tagblock_wide \
-    fuzz_tagblock_narrow:fuzz_tagblock_narrow fuzz_image_header:fuzz_image_header; do
-    target=${entry%%:*}
+for target in fuzz_wav_header fuzz_wav_tags fuzz_tagblock_wide fuzz_tagblock_narrow \
+    fuzz_image_header fuzz_command_line fuzz_command_file; do
     if [ "$only" != "  " ] && [ "${only#* "$target" }" = "$only" ]; then
         continue
     fi
-    seeds=$root/fuzz/corpus/${entry#*:}
+    seeds=$root/fuzz/corpus/$target
     corpus=$build/corpus/$target
-    mkdir -p "$corpus" "$build/artifacts"
+    mkdir -p "$seeds" "$corpus" "$build/artifacts"
     echo "== $target for ${seconds}s"
     if ! "$build/fuzz/$target" -max_total_time="$seconds" -print_final_stats=1 \
         -artifact_prefix="$build/artifacts/$target-" "$corpus" "$seeds"; then
         echo "== $target FAILED: see $build/artifacts/" >&2
         status=1
+    elif [ $keep = 1 ]; then
+        minimised=$build/minimised/$target
+        rm -rf "$minimised" && mkdir -p "$minimised"
+        "$build/fuzz/$target" -merge=1 "$minimised" "$seeds" "$corpus" 2>/dev/null
+        rm -f "$seeds"/* && cp "$minimised"/* "$seeds"/
     fi
 done
 exit $status

@@ -49,7 +49,6 @@ template <class EntryPointRecord> class PluginBinding : public XDLL {
         entry_ = {};
     }
 
-    bool HasInstance() const { return instance_ != nullptr; }
     const EntryPoints& Entries() const { return entry_; }
 
     // The named values every kind of plug-in answers; thin calls like the bindings' own.

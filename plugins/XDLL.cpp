@@ -21,14 +21,14 @@ bool XDLL::LoadAndResolve(const String& path, std::span<const EntryPoint> table)
     } else {
         // A plug-in's imports resolve in its own folder, then beside the program (where the
         // shared third-party libraries live), then in the system folders.
-        module_ =
+        module_.reset(
             ::LoadLibraryExW(reinterpret_cast<const wchar_t*>(path.c_str()), nullptr,
-                             LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
+                             LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_DEFAULT_DIRS));
         if (!module_)
             loadedOk_ = false;
     }
     for (const EntryPoint& entry : table) {
-        FARPROC proc = module_ ? ::GetProcAddress(module_, entry.name) : nullptr;
+        FARPROC proc = module_ ? ::GetProcAddress(module_.get(), entry.name) : nullptr;
         if (!proc)
             loadedOk_ = false;
         std::memcpy(entry.slot, &proc, sizeof proc);
@@ -37,9 +37,7 @@ bool XDLL::LoadAndResolve(const String& path, std::span<const EntryPoint> table)
 }
 
 void XDLL::FreeLibrary() {
-    if (module_)
-        ::FreeLibrary(module_);
-    module_ = nullptr;
+    module_.reset();
     loadedOk_ = false;
 }
 

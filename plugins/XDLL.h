@@ -2,6 +2,7 @@
 // from a plain table of {export name, slot}, so that all three bindings load the same way.
 #pragma once
 
+#include "process/UniqueHandle.h"
 #include "text/String.h"
 
 #include <windows.h>
@@ -36,10 +37,10 @@ class XDLL {
     // it stands. The base class resolves no entry points; PluginBinding overrides this.
     virtual bool Load(const String& path);
 
-    bool IsLoaded() const { return module_ != nullptr; }
+    bool IsLoaded() const { return module_.valid(); }
     // True only when the library loaded and every entry point of the binding resolved.
     bool LoadedOk() const { return loadedOk_; }
-    HMODULE Module() const { return module_; }
+    HMODULE Module() const { return module_.get(); }
 
   protected:
     // The one resolver: loads `path` (unless a library is loaded already) and writes every slot
@@ -50,7 +51,7 @@ class XDLL {
     void FreeLibrary();
 
   private:
-    HMODULE module_ = nullptr;
+    UniqueModule module_;
     bool loadedOk_ = false;
 };
 

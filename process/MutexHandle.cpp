@@ -36,6 +36,15 @@ void MutexHandle::Unlock() {
     held_ = false;
 }
 
+ScopedLock::ScopedLock(MutexHandle& mutex) : mutex_(&mutex) {
+    mutex.Lock();
+}
+
+ScopedLock::~ScopedLock() {
+    if (mutex_)
+        mutex_->Unlock();
+}
+
 void MutexHandle::Close() {
     if (held_)
         Unlock();

@@ -5,8 +5,26 @@
 #include "text/String.h"
 
 #include <cstdint>
+#include <utility>
 
 namespace wm {
+
+class MutexHandle;
+
+// Holds a mutex from construction to destruction; an empty one holds nothing.
+class ScopedLock {
+  public:
+    ScopedLock() = default;
+    explicit ScopedLock(MutexHandle& mutex);
+    ~ScopedLock();
+    ScopedLock(ScopedLock&& other) noexcept : mutex_(std::exchange(other.mutex_, nullptr)) {}
+    ScopedLock& operator=(ScopedLock&&) = delete;
+    ScopedLock(const ScopedLock&) = delete;
+    ScopedLock& operator=(const ScopedLock&) = delete;
+
+  private:
+    MutexHandle* mutex_ = nullptr;
+};
 
 class MutexHandle {
   public:
@@ -21,6 +39,8 @@ class MutexHandle {
 
     // A mutex whose owner died (abandoned) is ours after the wait, so it counts as locked.
     void Lock();
+    // Lock until the returned object goes out of scope.
+    [[nodiscard]] ScopedLock LockScoped() { return ScopedLock(*this); }
     bool LockFor(uint32_t ms);
     void Unlock();
     // Releases a held lock first: a closed owner would leave the mutex abandoned.

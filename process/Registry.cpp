@@ -76,11 +76,11 @@ String RegDefaultPath() {
 
 UniqueRegKey RegOpenSettingsKey(REGSAM access, HKEY hive, const char16_t* path) {
     String keyPath = PathOr(path);
-    HKEY key = nullptr;
-    if (::RegCreateKeyExW(HiveOr(hive), W(keyPath), 0, nullptr, 0, access, nullptr, &key,
+    UniqueRegKey key;
+    if (::RegCreateKeyExW(HiveOr(hive), W(keyPath), 0, nullptr, 0, access, nullptr, key.put(),
                           nullptr) != ERROR_SUCCESS)
         return UniqueRegKey();
-    return UniqueRegKey(key);
+    return key;
 }
 
 bool RegReadTyped(StringView name, void* buffer, uint32_t size, uint32_t type, HKEY hive,
@@ -157,11 +157,9 @@ bool RegValueExists(StringView name, HKEY hive, const char16_t* path) {
 
 bool RegKeyExists(StringView subKey, HKEY parent) {
     String keyPath(subKey);
-    HKEY key = nullptr;
-    if (::RegOpenKeyExW(HiveOr(parent), W(keyPath), 0, KEY_QUERY_VALUE, &key) != ERROR_SUCCESS)
-        return false;
-    ::RegCloseKey(key);
-    return true;
+    UniqueRegKey key;
+    return ::RegOpenKeyExW(HiveOr(parent), W(keyPath), 0, KEY_QUERY_VALUE, key.put()) ==
+           ERROR_SUCCESS;
 }
 
 bool RegWriteTyped(StringView name, const void* data, uint32_t size, uint32_t type, HKEY hive,
@@ -239,20 +237,29 @@ HKEY KeyToEnumerate(HKEY hive, const char16_t* path, UniqueRegKey& opened) {
 
 } // namespace
 
+namespace {
+
+// Collects the names that next(index, buffer, &length) yields for index 0, 1, ... until it fails.
+template <class Next> void CollectNames(StringList& names, Next next) {
+    wchar_t name[kEnumNameChars];
+    for (DWORD i = 0;; ++i) {
+        DWORD length = kEnumNameChars;
+        if (next(i, name, &length) != ERROR_SUCCESS)
+            break;
+        names.push_back(FromW(name, length));
+    }
+}
+
+} // namespace
+
 StringList RegEnumSubKeys(HKEY hive, const char16_t* path) {
     StringList names;
     UniqueRegKey opened;
     HKEY key = KeyToEnumerate(hive, path, opened);
-    if (!key)
-        return names;
-    wchar_t name[kEnumNameChars];
-    for (DWORD i = 0;; ++i) {
-        DWORD length = kEnumNameChars;
-        if (::RegEnumKeyExW(key, i, name, &length, nullptr, nullptr, nullptr, nullptr) !=
-            ERROR_SUCCESS)
-            break;
-        names.push_back(FromW(name, length));
-    }
+    if (key)
+        CollectNames(names, [key](DWORD i, wchar_t* name, DWORD* length) {
+            return ::RegEnumKeyExW(key, i, name, length, nullptr, nullptr, nullptr, nullptr);
+        });
     return names;
 }
 
@@ -262,17 +269,13 @@ bool RegEnumValues(StringList& names, std::vector<uint32_t>* types, HKEY hive,
     HKEY key = KeyToEnumerate(hive, path, opened);
     if (!key)
         return false;
-    wchar_t name[kEnumNameChars];
-    for (DWORD i = 0;; ++i) {
-        DWORD length = kEnumNameChars;
+    CollectNames(names, [key, types](DWORD i, wchar_t* name, DWORD* length) {
         DWORD type = REG_NONE;
-        if (::RegEnumValueW(key, i, name, &length, nullptr, &type, nullptr, nullptr) !=
-            ERROR_SUCCESS)
-            break;
-        names.push_back(FromW(name, length));
-        if (types)
+        LONG status = ::RegEnumValueW(key, i, name, length, nullptr, &type, nullptr, nullptr);
+        if (status == ERROR_SUCCESS && types)
             types->push_back(type);
-    }
+        return status;
+    });
     return true;
 }
 

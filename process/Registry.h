@@ -6,42 +6,17 @@
 // Reads never fail loudly: they yield 0 / empty / false and report through `failed`.
 #pragma once
 
+#include "process/UniqueHandle.h"
 #include "text/String.h"
 
 #include <windows.h>
 
 #include <cstdint>
-#include <utility>
 #include <vector>
 
 namespace wm {
 
 inline constexpr char16_t kSettingsRoot[] = u"Software\\Brightfold\\Tonewerk";
-
-class UniqueRegKey {
-  public:
-    UniqueRegKey() = default;
-    explicit UniqueRegKey(HKEY key) : key_(key) {}
-    ~UniqueRegKey() { reset(); }
-    UniqueRegKey(const UniqueRegKey&) = delete;
-    UniqueRegKey& operator=(const UniqueRegKey&) = delete;
-    UniqueRegKey(UniqueRegKey&& other) noexcept : key_(std::exchange(other.key_, nullptr)) {}
-    UniqueRegKey& operator=(UniqueRegKey&& other) noexcept {
-        if (this != &other)
-            reset(std::exchange(other.key_, nullptr));
-        return *this;
-    }
-    HKEY get() const { return key_; }
-    explicit operator bool() const { return key_ != nullptr; }
-    void reset(HKEY key = nullptr) {
-        if (key_)
-            ::RegCloseKey(key_);
-        key_ = key;
-    }
-
-  private:
-    HKEY key_ = nullptr;
-};
 
 // Set once at start, before other threads run. Initially HKEY_CURRENT_USER + kSettingsRoot.
 void RegSetDefaultLocation(HKEY hive, StringView path);

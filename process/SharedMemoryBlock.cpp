@@ -29,7 +29,7 @@ bool SharedMemoryBlock::Open(StringView baseName, uint32_t size, bool* alreadyEx
     if (alreadyExisted && ::GetLastError() == ERROR_ALREADY_EXISTS)
         *alreadyExisted = true;
     if (mapping_.valid())
-        view_ = ::MapViewOfFile(mapping_.get(), FILE_MAP_WRITE, 0, 0, 0);
+        view_.reset(::MapViewOfFile(mapping_.get(), FILE_MAP_WRITE, 0, 0, 0));
     return IsOpen();
 }
 
@@ -46,30 +46,21 @@ void SharedMemoryBlock::Unlock() {
 bool SharedMemoryBlock::Read(void* destination) {
     if (!view_)
         return false;
-    if (!locked_)
-        guard_.Lock();
-    std::memcpy(destination, view_, size_);
-    if (!locked_)
-        guard_.Unlock();
+    ScopedLock copying = locked_ ? ScopedLock() : guard_.LockScoped();
+    std::memcpy(destination, view_.get(), size_);
     return true;
 }
 
 bool SharedMemoryBlock::Write(const void* source) {
     if (!view_)
         return false;
-    if (!locked_)
-        guard_.Lock();
-    std::memcpy(view_, source, size_);
-    if (!locked_)
-        guard_.Unlock();
+    ScopedLock copying = locked_ ? ScopedLock() : guard_.LockScoped();
+    std::memcpy(view_.get(), source, size_);
     return true;
 }
 
 void SharedMemoryBlock::Close() {
-    if (view_) {
-        ::UnmapViewOfFile(view_);
-        view_ = nullptr;
-    }
+    view_.reset();
     mapping_.reset();
     if (locked_)
         Unlock();

@@ -23,7 +23,7 @@ class SharedMemoryBlock {
     // Creates or opens the block; a block made earlier by another process is no failure.
     // A failure leaves what was obtained in place: test IsOpen before use.
     bool Open(StringView baseName, uint32_t size, bool* alreadyExisted = nullptr);
-    bool IsOpen() const { return mapping_.valid() && view_ != nullptr; }
+    bool IsOpen() const { return mapping_.valid() && view_.valid(); }
 
     // Holds the guard across several reads and writes.
     void Lock();
@@ -40,7 +40,7 @@ class SharedMemoryBlock {
   private:
     UniqueHandle mapping_;
     MutexHandle guard_;
-    void* view_ = nullptr;
+    UniqueMappedView view_;
     uint32_t size_ = 0;
     bool locked_ = false;
 };

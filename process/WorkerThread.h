@@ -35,7 +35,6 @@ class WorkerThread {
 
     bool IsSuspended() const { return suspended_; }
     bool IsRunning() const;
-    HANDLE ThreadHandle() const { return thread_.get(); }
     const String& StopEventName() const { return stopName_; }
 
   private:

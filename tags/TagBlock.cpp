@@ -2,6 +2,7 @@
 // (counting itself), the name and the value each with a terminator, and the raw data.
 // The wide form stores UTF-16LE text, the narrow form UTF-8. All numbers are little-endian.
 #include "tags/IDTagSet.h"
+#include "text/LittleEndian.h"
 
 #include <cstring>
 #include <string_view>
@@ -11,12 +12,8 @@ namespace wm {
 namespace {
 
 void PutU32(uint8_t*& out, uint32_t v) {
-    for (int i = 0; i < 4; ++i)
-        *out++ = static_cast<uint8_t>(v >> (8 * i));
-}
-
-uint32_t GetU32(const uint8_t* p) {
-    return uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16 | uint32_t(p[3]) << 24;
+    PutLe32(out, v);
+    out += 4;
 }
 
 // Text of one record in its stored encoding; wide text is kept as UTF-16 code units.
@@ -27,8 +24,8 @@ template <> struct Encoding<false> {
     static size_t Bytes(const String& s) { return 2 * (s.size() + 1); }
     static void Put(uint8_t*& out, const String& s) {
         for (char16_t c : s) {
-            *out++ = static_cast<uint8_t>(c);
-            *out++ = static_cast<uint8_t>(c >> 8);
+            PutLe16(out, c);
+            out += 2;
         }
         *out++ = 0;
         *out++ = 0;
@@ -38,7 +35,7 @@ template <> struct Encoding<false> {
     static String Get(const uint8_t*& p, const uint8_t* end) {
         String s;
         while (end - p >= 2) {
-            char16_t c = static_cast<char16_t>(p[0] | p[1] << 8);
+            char16_t c = Le16(p);
             p += 2;
             if (c == 0)
                 break;
@@ -112,12 +109,12 @@ template <bool kNarrow> void IDTagSet::DeserializeAs(const void* data, size_t si
         return;
     const auto* block = static_cast<const uint8_t*>(data);
     const uint8_t* blockEnd = block + size;
-    uint32_t count = GetU32(block);
+    uint32_t count = Le32(block);
     const uint8_t* pos = block + 4;
     for (uint32_t k = 0; k < count; ++k) {
         if (blockEnd - pos < 4)
             return;
-        uint32_t length = GetU32(pos);
+        uint32_t length = Le32(pos);
         if (static_cast<int32_t>(length) < 0 || length > static_cast<size_t>(blockEnd - pos))
             return;
         const uint8_t* recordEnd = pos + length;
@@ -158,12 +155,12 @@ bool TagBlockIsWellFormed(const void* data, size_t size) {
         return false;
     const auto* pos = static_cast<const uint8_t*>(data);
     const uint8_t* end = pos + size;
-    const uint32_t count = GetU32(pos);
+    const uint32_t count = Le32(pos);
     pos += 4;
     for (uint32_t k = 0; k < count; ++k) {
         if (end - pos < 4)
             return false;
-        const uint32_t length = GetU32(pos);
+        const uint32_t length = Le32(pos);
         if (length < 8 || length > static_cast<size_t>(end - pos))
             return false;
         const uint8_t* recordEnd = pos + length;

@@ -1,5 +1,6 @@
 #include "text/WaveFormat.h"
 
+#include "text/LittleEndian.h"
 #include "text/NumberText.h"
 
 #include <cstring>
@@ -53,7 +54,7 @@ bool WaveFormat::Assign(const void* data, size_t size) {
     if (data == nullptr || size < kPlainSize)
         return false;
     const auto* p = static_cast<const uint8_t*>(data);
-    const size_t total = kPlainSize + (p[kExtraSizeAt] | (p[kExtraSizeAt + 1] << 8));
+    const size_t total = kPlainSize + Le16(p + kExtraSizeAt);
     if (size < total)
         return false;
     bytes_.assign(p, p + total);
@@ -215,28 +216,25 @@ WmWaveFormat WaveFormat::AsRecord() const {
 uint16_t WaveFormat::Get16(size_t at) const {
     if (at + 2 > bytes_.size())
         return 0;
-    return static_cast<uint16_t>(bytes_[at] | (bytes_[at + 1] << 8));
+    return Le16(bytes_.data() + at);
 }
 
 uint32_t WaveFormat::Get32(size_t at) const {
     if (at + 4 > bytes_.size())
         return 0;
-    return uint32_t{bytes_[at]} | (uint32_t{bytes_[at + 1]} << 8) |
-           (uint32_t{bytes_[at + 2]} << 16) | (uint32_t{bytes_[at + 3]} << 24);
+    return Le32(bytes_.data() + at);
 }
 
 void WaveFormat::Put16(size_t at, uint16_t v) {
     if (at + 2 > bytes_.size())
         return;
-    bytes_[at] = static_cast<uint8_t>(v);
-    bytes_[at + 1] = static_cast<uint8_t>(v >> 8);
+    PutLe16(bytes_.data() + at, v);
 }
 
 void WaveFormat::Put32(size_t at, uint32_t v) {
     if (at + 4 > bytes_.size())
         return;
-    for (int i = 0; i < 4; ++i)
-        bytes_[at + i] = static_cast<uint8_t>(v >> (8 * i));
+    PutLe32(bytes_.data() + at, v);
 }
 
 } // namespace wm

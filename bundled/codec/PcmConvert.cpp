@@ -9,7 +9,7 @@ namespace wm::codec {
 
 bool PcmLayoutOf(const WmWaveFormat& format, PcmLayout& layout) {
     WmWaveFormat f = format;
-    std::string error;
+    wav::WaveError error{};
     if (!wav::NormaliseWaveFormat(f, error) || wav::KindOf(f) != wav::SampleKind::Pcm)
         return false;
     layout.channels = f.channels;

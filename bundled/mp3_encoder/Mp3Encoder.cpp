@@ -54,9 +54,10 @@ uint32_t Mp3Encoder::Begin(const ConversionInfo* conversion) noexcept {
 
 bool Mp3Encoder::Start(const ConversionInfo& conversion) {
     format_ = *conversion.sourceFormat;
-    std::string why;
+    wav::WaveError why{};
     if (!wav::NormaliseWaveFormat(format_, why))
-        return error_.Fail(u"the source format is not PCM: " + Widen(why)), false;
+        return error_.Fail(u"the source format is not PCM: " + String(wav::WaveErrorString[why])),
+               false;
     isFloat_ = wav::KindOf(format_) == wav::SampleKind::Float;
     if (!isFloat_)
         codec::PcmLayoutOf(format_, layout_);
@@ -103,7 +104,7 @@ uint32_t Mp3Encoder::Encode(const AudioBlockInfo* block) noexcept {
     if (block->length == 0)
         return 1;
     WmWaveFormat f = block->format;
-    std::string why;
+    wav::WaveError why{};
     if (!block->data || !wav::NormaliseWaveFormat(f, why) || !wav::SameSampleLayout(f, format_))
         return error_.Fail(u"a block of audio changes format midway");
     try {

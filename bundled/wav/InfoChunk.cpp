@@ -1,8 +1,8 @@
 #include "bundled/wav/InfoChunk.h"
 
-#include "bundled/wav/LittleEndian.h"
 #include "bundled/wav/TagIdNames.h"
 #include "bundled/wav/TextEncoding.h"
+#include "text/LittleEndian.h"
 
 #include <array>
 #include <cstring>

@@ -1,6 +1,6 @@
 #include "bundled/wav/RiffChunks.h"
 
-#include "bundled/wav/LittleEndian.h"
+#include "text/LittleEndian.h"
 
 #include <algorithm>
 #include <cstring>
@@ -15,15 +15,15 @@ constexpr uint32_t kMaxDs64Entries = 64;
 } // namespace
 
 bool ReadRiffHeader(ByteSource& source, std::array<uint8_t, 4>& form, bool& rf64,
-                    std::string& error) {
+                    WaveError& error) {
     uint8_t riff[kRiffHeaderSize];
     if (source.Size() < sizeof riff || source.Read(0, riff, sizeof riff) != sizeof riff) {
-        error = "file too short for a RIFF header";
+        error = kWaveTooShort;
         return false;
     }
     rf64 = IsId(riff, "RF64") || IsId(riff, "BW64");
     if (!(IsId(riff, "RIFF") || rf64) || !IsId(riff + 8, "WAVE")) {
-        error = "not a RIFF WAVE file";
+        error = kWaveNotRiffWave;
         return false;
     }
     std::memcpy(form.data(), riff, 4);
@@ -37,11 +37,10 @@ uint64_t Ds64::TableSize(uint32_t id, uint64_t size) const {
     return size;
 }
 
-bool ReadDs64(ByteSource& source, uint64_t body, uint64_t bodySize, Ds64& ds64,
-              std::string& error) {
+bool ReadDs64(ByteSource& source, uint64_t body, uint64_t bodySize, Ds64& ds64, WaveError& error) {
     uint8_t fixed[28];
     if (bodySize < sizeof fixed || source.Read(body, fixed, sizeof fixed) != sizeof fixed) {
-        error = "truncated ds64 chunk";
+        error = kWaveBadDs64;
         return false;
     }
     ds64.present = true;
@@ -61,7 +60,7 @@ bool RiffChunk::Is(const char (&name)[5]) const {
     return std::memcmp(id.data(), name, 4) == 0;
 }
 
-bool WalkRiffChunks(ByteSource& source, RiffFile& file, std::string& error) {
+bool WalkRiffChunks(ByteSource& source, RiffFile& file, WaveError& error) {
     file = RiffFile{};
     file.fileSize = source.Size();
     if (!ReadRiffHeader(source, file.form, file.rf64, error))
@@ -71,13 +70,13 @@ bool WalkRiffChunks(ByteSource& source, RiffFile& file, std::string& error) {
     uint64_t pos = kRiffHeaderSize;
     while (file.fileSize - pos >= 8) {
         if (file.chunks.size() == kMaxChunks) {
-            error = "too many chunks";
+            error = kWaveTooManyChunks;
             return false;
         }
         uint8_t header[12] = {};
         const size_t got = source.Read(pos, header, sizeof header);
         if (got < 8) {
-            error = "read error in chunk header";
+            error = kWaveReadFailed;
             return false;
         }
         RiffChunk chunk;

@@ -24,11 +24,11 @@ bool BitsSupported(SampleKind kind, uint16_t bits) {
 
 } // namespace
 
-bool NormaliseWaveFormat(WmWaveFormat& f, std::string& error) {
+bool NormaliseWaveFormat(WmWaveFormat& f, WaveError& error) {
     SampleKind kind;
     if (IsExtensible(f)) {
         if (f.cbSize < 22) {
-            error = "extensible format without its extension";
+            error = kWaveExtensibleTooSmall;
             return false;
         }
         if (std::memcmp(f.subFormat, kSubFormatPcm, 16) == 0) {
@@ -36,7 +36,7 @@ bool NormaliseWaveFormat(WmWaveFormat& f, std::string& error) {
         } else if (std::memcmp(f.subFormat, kSubFormatFloat, 16) == 0) {
             kind = SampleKind::Float;
         } else {
-            error = "unsupported extensible sub-format";
+            error = kWaveUnsupportedSubFormat;
             return false;
         }
     } else if (f.formatTag == WM_FORMAT_PCM) {
@@ -44,31 +44,29 @@ bool NormaliseWaveFormat(WmWaveFormat& f, std::string& error) {
     } else if (f.formatTag == WM_FORMAT_IEEE_FLOAT) {
         kind = SampleKind::Float;
     } else {
-        error = "unsupported format tag " + std::to_string(f.formatTag);
+        error = kWaveUnsupportedFormatTag;
         return false;
     }
     if (f.channels == 0) {
-        error = "zero channels";
+        error = kWaveZeroChannels;
         return false;
     }
     if (f.samplesPerSec == 0) {
-        error = "zero sample rate";
+        error = kWaveZeroRate;
         return false;
     }
     if (!BitsSupported(kind, f.bitsPerSample)) {
-        error = "unsupported bits per sample " + std::to_string(f.bitsPerSample);
+        error = kWaveUnsupportedBits;
         return false;
     }
     const uint32_t frameBytes = uint32_t{f.channels} * (f.bitsPerSample / 8u);
     if (f.blockAlign != frameBytes) {
-        error = "block align " + std::to_string(f.blockAlign) + " does not match " +
-                std::to_string(f.channels) + " channels of " + std::to_string(f.bitsPerSample) +
-                " bits";
+        error = kWaveBlockAlignMismatch;
         return false;
     }
     const uint64_t perSecond = uint64_t{f.samplesPerSec} * f.blockAlign;
     if (perSecond > UINT32_MAX) {
-        error = "data rate too high";
+        error = kWaveRateTooHigh;
         return false;
     }
     f.avgBytesPerSec = static_cast<uint32_t>(perSecond);
@@ -77,7 +75,7 @@ bool NormaliseWaveFormat(WmWaveFormat& f, std::string& error) {
         if (f.validBitsPerSample == 0)
             f.validBitsPerSample = f.bitsPerSample;
         if (f.validBitsPerSample > f.bitsPerSample) {
-            error = "valid bits exceed the container size";
+            error = kWaveValidBitsTooLarge;
             return false;
         }
     } else {

@@ -1,6 +1,8 @@
 // Which wave formats the bundled plug-ins read and write, and the derived fields they agree on.
 #pragma once
 
+#include "bundled/wav/WaveError.h"
+
 #include <sdk/wavemill_plugin.h>
 
 #include <cstdint>
@@ -18,7 +20,7 @@ extern const uint8_t kSubFormatFloat[16];
 // extensible, with any non-zero channel count and rate and a block align that matches.
 // On success the record is tidied: average bytes per second recomputed, extra size 22 for the
 // extensible form (valid bits filled in when zero) and 0 with a zeroed tail otherwise.
-bool NormaliseWaveFormat(WmWaveFormat& format, std::string& error);
+bool NormaliseWaveFormat(WmWaveFormat& format, WaveError& error);
 
 // For a normalised record.
 SampleKind KindOf(const WmWaveFormat& format);

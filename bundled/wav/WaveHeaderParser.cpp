@@ -1,8 +1,8 @@
 #include "bundled/wav/WaveHeaderParser.h"
 
-#include "bundled/wav/LittleEndian.h"
 #include "bundled/wav/RiffChunks.h"
 #include "bundled/wav/WaveFormatRules.h"
+#include "text/LittleEndian.h"
 
 #include <algorithm>
 #include <array>
@@ -17,15 +17,15 @@ bool ReadExact(ByteSource& source, uint64_t offset, void* buffer, size_t length)
 }
 
 bool ReadFmt(ByteSource& source, uint64_t body, uint64_t bodySize, WmWaveFormat& format,
-             std::string& error) {
+             WaveError& error) {
     if (bodySize < 16) {
-        error = "fmt chunk too small";
+        error = kWaveFmtTooSmall;
         return false;
     }
     uint8_t raw[40] = {};
     const size_t wanted = static_cast<size_t>(std::min<uint64_t>(bodySize, sizeof raw));
     if (!ReadExact(source, body, raw, wanted)) {
-        error = "truncated fmt chunk";
+        error = kWaveReadFailed;
         return false;
     }
     format = WmWaveFormat{};
@@ -37,7 +37,7 @@ bool ReadFmt(ByteSource& source, uint64_t body, uint64_t bodySize, WmWaveFormat&
     format.bitsPerSample = Le16(raw + 14);
     if (format.formatTag == WM_FORMAT_EXTENSIBLE) {
         if (wanted < 40 || Le16(raw + 16) < 22) {
-            error = "extensible fmt chunk too small";
+            error = kWaveExtensibleTooSmall;
             return false;
         }
         format.cbSize = 22;
@@ -50,7 +50,7 @@ bool ReadFmt(ByteSource& source, uint64_t body, uint64_t bodySize, WmWaveFormat&
 
 } // namespace
 
-bool ParseWaveHeader(ByteSource& source, WaveLayout& layout, std::string& error) {
+bool ParseWaveHeader(ByteSource& source, WaveLayout& layout, WaveError& error) {
     layout = WaveLayout{};
     std::array<uint8_t, 4> form;
     if (!ReadRiffHeader(source, form, layout.rf64, error))
@@ -67,7 +67,7 @@ bool ParseWaveHeader(ByteSource& source, WaveLayout& layout, std::string& error)
     while (size - pos >= 8) {
         uint8_t header[8];
         if (!ReadExact(source, pos, header, sizeof header)) {
-            error = "read error in chunk header";
+            error = kWaveReadFailed;
             return false;
         }
         const uint64_t body = pos + 8;
@@ -99,11 +99,11 @@ bool ParseWaveHeader(ByteSource& source, WaveLayout& layout, std::string& error)
     }
 
     if (!haveFmt) {
-        error = "no fmt chunk";
+        error = kWaveNoFmt;
         return false;
     }
     if (!haveData) {
-        error = "no data chunk";
+        error = kWaveNoData;
         return false;
     }
     layout.dataLength -= layout.dataLength % layout.format.blockAlign;

@@ -1,6 +1,8 @@
 // Reads the layout of a RIFF WAVE or RF64 file: its format and where its samples are.
 #pragma once
 
+#include "bundled/wav/WaveError.h"
+
 #include "bundled/wav/ByteSource.h"
 
 #include <sdk/wavemill_plugin.h>
@@ -20,6 +22,6 @@ struct WaveLayout {
 // Walks the chunks after the RIFF header, skipping the unknown ones, until both "fmt " and
 // "data" are known. Sizes that run past the end of the input are cut to what is there, so a
 // truncated file yields its whole frames. On failure `error` says why.
-bool ParseWaveHeader(ByteSource& source, WaveLayout& layout, std::string& error);
+bool ParseWaveHeader(ByteSource& source, WaveLayout& layout, WaveError& error);
 
 } // namespace wm::wav

@@ -1,7 +1,7 @@
 #include "bundled/wav/WaveHeaderWriter.h"
 
-#include "bundled/wav/LittleEndian.h"
 #include "bundled/wav/WaveFormatRules.h"
+#include "text/LittleEndian.h"
 
 #include <bit>
 #include <cstring>
@@ -18,7 +18,7 @@ void PutId(uint8_t* p, const char (&id)[5]) {
 
 } // namespace
 
-bool WaveHeaderWriter::Init(const WmWaveFormat& source, std::string& error) {
+bool WaveHeaderWriter::Init(const WmWaveFormat& source, WaveError& error) {
     WmWaveFormat f = source;
     if (!NormaliseWaveFormat(f, error))
         return false;

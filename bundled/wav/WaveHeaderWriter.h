@@ -1,6 +1,8 @@
 // Builds the header of a wave file whose length is known only at the end.
 #pragma once
 
+#include "bundled/wav/WaveError.h"
+
 #include <sdk/wavemill_plugin.h>
 
 #include <cstdint>
@@ -17,7 +19,7 @@ class WaveHeaderWriter {
     // Chooses the written form: extensible for more than two channels or more than 16 bits
     // (keeping a source channel mask that fits the channel count, else the standard one),
     // plain otherwise.
-    bool Init(const WmWaveFormat& source, std::string& error);
+    bool Init(const WmWaveFormat& source, WaveError& error);
 
     const WmWaveFormat& Format() const { return format_; }
     size_t HeaderSize() const { return 56 + FmtSize() + 8; }

@@ -2,8 +2,8 @@
 
 #include "bundled/wav/Id3Frames.h"
 #include "bundled/wav/InfoChunk.h"
-#include "bundled/wav/LittleEndian.h"
 #include "bundled/wav/WaveHeaderParser.h"
+#include "text/LittleEndian.h"
 
 #include <algorithm>
 #include <cstring>
@@ -138,7 +138,7 @@ void ReadWaveTags(ByteSource& source, const RiffFile& file, WaveTags& tags) {
 }
 
 bool PlanTagRewrite(ByteSource& source, const WaveTags& tags, TagRewritePlan& plan,
-                    std::string& error) {
+                    WaveError& error) {
     plan = TagRewritePlan{};
     WaveLayout layout;
     if (!ParseWaveHeader(source, layout, error) || !WalkRiffChunks(source, plan.file, error))
@@ -146,7 +146,7 @@ bool PlanTagRewrite(ByteSource& source, const WaveTags& tags, TagRewritePlan& pl
     const RiffFile& file = plan.file;
     if (file.rf64 &&
         (file.chunks.empty() || !file.chunks[0].Is("ds64") || file.chunks[0].size < 8)) {
-        error = "RF64 file without its ds64 chunk first";
+        error = kWaveRf64WithoutDs64;
         return false;
     }
     uint64_t size = 12;
@@ -159,7 +159,7 @@ bool PlanTagRewrite(ByteSource& source, const WaveTags& tags, TagRewritePlan& pl
         if (drop)
             continue;
         if (c.truncated && file.rf64) {
-            error = "RF64 file cut short";
+            error = kWaveRf64CutShort;
             return false;
         }
         // A cut chunk keeps what is there; its header is corrected when it is written.
@@ -171,7 +171,7 @@ bool PlanTagRewrite(ByteSource& source, const WaveTags& tags, TagRewritePlan& pl
     plan.id3Chunk = MakeChunk("id3 ", BuildId3Tag(tags));
     size += plan.infoChunk.size() + plan.id3Chunk.size();
     if (!file.rf64 && size - 8 > UINT32_MAX) {
-        error = "the tagged file would pass 4 GiB";
+        error = kWaveTaggedTooLarge;
         return false;
     }
     plan.outputSize = size;
@@ -180,10 +180,10 @@ bool PlanTagRewrite(ByteSource& source, const WaveTags& tags, TagRewritePlan& pl
 }
 
 bool WriteTagRewrite(ByteSource& source, const TagRewritePlan& plan, ByteSink& sink,
-                     std::string& error) {
+                     WaveError& error) {
     Copier out(source, sink);
     if (!out.Ok()) {
-        error = "out of memory";
+        error = kWaveOutOfMemory;
         return false;
     }
     const RiffFile& file = plan.file;
@@ -215,7 +215,7 @@ bool WriteTagRewrite(ByteSource& source, const TagRewritePlan& plan, ByteSink& s
     ok = ok && out.Put(plan.infoChunk.data(), plan.infoChunk.size()) &&
          out.Put(plan.id3Chunk.data(), plan.id3Chunk.size()) && out.Flush();
     if (!ok)
-        error = "read or write failed while copying";
+        error = kWaveWriteFailed;
     return ok;
 }
 

@@ -1,6 +1,8 @@
 // Tags in a wave file: reading them from the chunks, and rewriting the file with new ones.
 #pragma once
 
+#include "bundled/wav/WaveError.h"
+
 #include "bundled/wav/ByteSource.h"
 #include "bundled/wav/RiffChunks.h"
 #include "bundled/wav/WaveTags.h"
@@ -39,9 +41,9 @@ struct TagRewritePlan {
 // Checks that `source` is a wave file this rewrite can handle and plans the output. Refuses
 // (false, `error`) other files, RF64 files with a chunk cut short, and a RIFF result past 4 GiB.
 bool PlanTagRewrite(ByteSource& source, const WaveTags& tags, TagRewritePlan& plan,
-                    std::string& error);
+                    WaveError& error);
 // Streams the planned file to `sink`, copying the chunk bodies in large pieces.
 bool WriteTagRewrite(ByteSource& source, const TagRewritePlan& plan, ByteSink& sink,
-                     std::string& error);
+                     WaveError& error);
 
 } // namespace wm::wav

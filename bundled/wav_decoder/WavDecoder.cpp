@@ -40,6 +40,8 @@ uint32_t BitRate(const WmWaveFormat& f) {
 } // namespace
 
 uint32_t WavDecoder::Get(const WmChar* name, PluginValue* value) noexcept {
+    if (Is(name, WM_VALUE_LAST_ERROR))
+        return lastError_.Answer(value);
     if (!value || !Is(name, WM_VALUE_DECODES) || value->value1 >= std::size(kExtensions))
         return 0;
     value->pointer1 = const_cast<char16_t*>(kExtensions[value->value1]);
@@ -54,40 +56,44 @@ uint32_t WavDecoder::Set(const WmChar* name, PluginValue* value) noexcept {
     if (!Is(name, WM_VALUE_ID_TAGS) || !value || !value->pointer1 ||
         (!value->pointer4 && value->value2 != 0))
         return 0;
+    wav::WaveError error;
     try {
-        return WriteTagBlock(static_cast<const char16_t*>(value->pointer1), value->pointer4,
-                             value->value2)
-                   ? 1
-                   : 0;
+        error = WriteTagBlock(static_cast<const char16_t*>(value->pointer1), value->pointer4,
+                              value->value2);
     } catch (const std::bad_alloc&) {
-        return 0;
+        error = wav::kWaveOutOfMemory;
     }
+    return error == wav::kWaveOk ? 1 : lastError_.Fail(error);
 }
 
 uint32_t WavDecoder::Open(DecodeOpenInfo* info) noexcept {
     Close();
     if (!info || !info->path)
-        return 0;
+        return lastError_.Fail(wav::kWaveOpenFailed);
+    wav::WaveError error;
     try {
-        if (OpenFile(*info))
-            return 1;
+        error = OpenFile(*info);
     } catch (const std::bad_alloc&) {
+        error = wav::kWaveOutOfMemory;
     }
+    if (error == wav::kWaveOk)
+        return 1;
+    lastError_.Fail(error, &layout_.format);
     Close();
     return 0;
 }
 
-bool WavDecoder::OpenFile(DecodeOpenInfo& info) {
+wav::WaveError WavDecoder::OpenFile(DecodeOpenInfo& info) {
     if (std::u16string_view(info.path) == u"-" || !file_.OpenForReading(info.path))
-        return false;
+        return wav::kWaveOpenFailed;
     FileByteSource source(file_);
-    std::string error;
+    wav::WaveError error = wav::kWaveOk;
     if (!wav::ParseWaveHeader(source, layout_, error))
-        return false;
+        return error;
     bufferSize_ = BlockBytes(layout_.format);
     buffer_.reset(new (std::nothrow) uint8_t[bufferSize_]);
     if (!buffer_)
-        return false;
+        return wav::kWaveOutOfMemory;
     const WmWaveFormat& f = layout_.format;
     info.format = f;
     info.bitRate = BitRate(f);
@@ -96,14 +102,14 @@ bool WavDecoder::OpenFile(DecodeOpenInfo& info) {
     ReadTags(source);
     info.tagData = tagBlock_.empty() ? nullptr : tagBlock_.data();
     info.tagSize = static_cast<uint32_t>(tagBlock_.size());
-    return true;
+    return wav::kWaveOk;
 }
 
 void WavDecoder::ReadTags(wav::ByteSource& source) {
     // Tags are a bonus: a file whose tag chunks are damaged still plays.
     try {
         wav::RiffFile riff;
-        std::string error;
+        wav::WaveError error;
         wav::WaveTags tags;
         if (!wav::WalkRiffChunks(source, riff, error))
             return;
@@ -131,11 +137,11 @@ uint32_t WavDecoder::Close() noexcept {
 
 uint32_t WavDecoder::DecodeBlock(AudioBlockInfo* block) noexcept {
     if (!block || !buffer_)
-        return 0;
+        return lastError_.Fail(wav::kWaveNotOpen);
     const uint64_t remaining = layout_.dataLength - delivered_;
     const size_t n = static_cast<size_t>(std::min<uint64_t>(remaining, bufferSize_));
     if (n != 0 && file_.ReadAt(layout_.dataOffset + delivered_, buffer_.get(), n) != n)
-        return 0;
+        return lastError_.Fail(wav::kWaveReadFailed);
     const WmWaveFormat& f = layout_.format;
     block->data = buffer_.get();
     block->length = static_cast<uint32_t>(n);
@@ -152,7 +158,7 @@ uint32_t WavDecoder::DecodeBlock(AudioBlockInfo* block) noexcept {
 
 uint32_t WavDecoder::SetPosition(uint64_t ms) noexcept {
     if (!buffer_)
-        return 0;
+        return lastError_.Fail(wav::kWaveNotOpen);
     const WmWaveFormat& f = layout_.format;
     uint64_t bytes = wav::MsToBytes(ms, f.avgBytesPerSec, f.blockAlign);
     delivered_ = std::min(bytes, layout_.dataLength);

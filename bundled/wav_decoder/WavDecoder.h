@@ -22,11 +22,12 @@ class WavDecoder {
     uint32_t SetPosition(uint64_t ms) noexcept;
 
   private:
-    bool OpenFile(DecodeOpenInfo& info);
+    wav::WaveError OpenFile(DecodeOpenInfo& info);
     // Fills tagBlock_ with the file's tags as a serialised tag set.
     void ReadTags(wav::ByteSource& source);
 
     Win32File file_;
+    wav::LastWaveError lastError_;
     wav::WaveLayout layout_;
     uint64_t delivered_ = 0; // data bytes handed out so far
     std::unique_ptr<uint8_t[]> buffer_;

@@ -3,14 +3,33 @@
 #include "bundled/wav/TagSetBridge.h"
 #include "bundled/wav/WaveTagFile.h"
 #include "bundled/wav_decoder/FileByteSource.h"
-#include "bundled/win/SafeReplace.h"
 #include "bundled/win/Win32File.h"
+#include "files/SafeReplace.h"
+#include "files/SystemPath.h"
+
+#include <windows.h>
 
 #include <string>
 
 namespace wm::bundled {
 
 namespace {
+
+// Windows refuses to replace a read-only file; Wine replaces it. Asking first keeps the two
+// alike and saves the copy.
+bool IsReadOnly(const String& path) {
+    String p;
+    if (!SystemPathForm(path, kOpenPathLimit, p))
+        return false;
+    const DWORD attributes = GetFileAttributesW(reinterpret_cast<const wchar_t*>(p.c_str()));
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY);
+}
+
+void DeleteQuietly(const String& path) {
+    String p;
+    if (SystemPathForm(path, kOtherPathLimit, p))
+        DeleteFileW(reinterpret_cast<const wchar_t*>(p.c_str()));
+}
 
 class FileSink final : public wav::ByteSink {
   public:
@@ -23,35 +42,40 @@ class FileSink final : public wav::ByteSink {
 
 } // namespace
 
-bool WriteTagBlock(const char16_t* path, const void* block, size_t size) {
+wav::WaveError WriteTagBlock(const char16_t* path, const void* block, size_t size) {
     IDTagSet set;
     set.Deserialize(block, size);
     const wav::WaveTags tags = wav::FromTagSet(set);
 
-    const std::u16string target(path);
+    const String target(path);
+    if (IsReadOnly(target))
+        return wav::kWaveReadOnly;
     Win32File in;
-    if (IsReadOnly(target) || !in.OpenForReading(path))
-        return false;
+    if (!in.OpenForReading(path))
+        return wav::kWaveOpenFailed;
     FileByteSource source(in);
     wav::TagRewritePlan plan;
-    std::string error;
+    wav::WaveError error = wav::kWaveOk;
     if (!wav::PlanTagRewrite(source, tags, plan, error))
-        return false;
+        return error;
     if (!plan.changes)
-        return true;
+        return wav::kWaveOk;
 
     Win32File out;
-    std::u16string temp;
-    if (!CreateTempBeside(target, out, temp))
-        return false;
+    const String temp = CreateRewriteTemp(
+        target, [&out](const String& name) { return out.CreateNew(name.c_str()); });
+    if (temp.empty())
+        return wav::kWaveCreateFailed;
     FileSink sink(out);
-    bool ok = wav::WriteTagRewrite(source, plan, sink, error);
-    ok = out.Close() && ok;
+    if (!wav::WriteTagRewrite(source, plan, sink, error) || !out.Close())
+        error =
+            wav::WriteError(GetLastError(), error == wav::kWaveOk ? wav::kWaveWriteFailed : error);
     in.Close(); // the move needs the original free
-    ok = ok && MoveOver(temp, target);
-    if (!ok)
+    if (error == wav::kWaveOk && !MoveRewriteOver(temp, target))
+        error = wav::kWaveReplaceFailed;
+    if (error != wav::kWaveOk)
         DeleteQuietly(temp);
-    return ok;
+    return error;
 }
 
 } // namespace wm::bundled

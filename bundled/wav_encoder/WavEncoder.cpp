@@ -21,6 +21,8 @@ bool Is(const WmChar* name, std::u16string_view wanted) {
 } // namespace
 
 uint32_t WavEncoder::Get(const WmChar* name, PluginValue* value) noexcept {
+    if (Is(name, WM_VALUE_LAST_ERROR))
+        return lastError_.Answer(value);
     if (!value || !Is(name, WM_VALUE_EXTENSION))
         return 0;
     value->pointer1 = const_cast<char16_t*>(u".wav");
@@ -34,73 +36,81 @@ uint32_t WavEncoder::Set(const WmChar* name, PluginValue*) noexcept {
 uint32_t WavEncoder::Begin(const ConversionInfo* conversion) noexcept {
     Abandon();
     if (!conversion || !conversion->outputPath || !conversion->sourceFormat)
-        return 0;
+        return lastError_.Fail(wav::kWaveNoConversion);
+    wav::WaveError error = wav::kWaveOk;
+    if (!writer_.Init(*conversion->sourceFormat, error))
+        return lastError_.Fail(error, conversion->sourceFormat);
+    if (!buffer_)
+        buffer_.reset(new (std::nothrow) uint8_t[kBufferSize]);
+    if (!buffer_)
+        return lastError_.Fail(wav::kWaveOutOfMemory);
+    if (!file_.CreateForWriting(conversion->outputPath))
+        return lastError_.Fail(wav::kWaveCreateFailed);
+    const size_t headerSize = writer_.HeaderSize();
     try {
-        std::string error;
-        if (!writer_.Init(*conversion->sourceFormat, error))
-            return 0;
-        if (!buffer_)
-            buffer_.reset(new (std::nothrow) uint8_t[kBufferSize]);
-        if (!buffer_ || !file_.CreateForWriting(conversion->outputPath))
-            return 0;
         const std::vector<uint8_t> header = writer_.Build(0);
-        std::memcpy(buffer_.get(), header.data(), header.size());
-        used_ = header.size();
+        std::memcpy(buffer_.get(), header.data(), headerSize);
     } catch (const std::bad_alloc&) {
         Abandon();
-        return 0;
+        return lastError_.Fail(wav::kWaveOutOfMemory);
     }
+    used_ = headerSize;
     begun_ = true;
     return 1;
 }
 
 uint32_t WavEncoder::Encode(const AudioBlockInfo* block) noexcept {
-    if (!begun_ || failed_ || !block)
-        return 0;
+    if (!begun_ || !block)
+        return lastError_.Fail(wav::kWaveNotOpen);
+    if (failed_)
+        return 0; // the first failure's reason stands
     if (block->length == 0)
         return 1;
     WmWaveFormat format = block->format;
-    std::string error;
-    try {
-        if (!block->data || !wav::NormaliseWaveFormat(format, error) ||
-            !wav::SameSampleLayout(format, writer_.Format()))
-            return 0;
-    } catch (const std::bad_alloc&) {
-        return 0;
-    }
-    if (!Append(static_cast<const uint8_t*>(block->data), block->length)) {
-        failed_ = true;
-        return 0;
-    }
+    wav::WaveError error = wav::kWaveOk;
+    if (!block->data || !wav::NormaliseWaveFormat(format, error) ||
+        !wav::SameSampleLayout(format, writer_.Format()))
+        return lastError_.Fail(wav::kWaveFormatChanged);
+    if (!Append(static_cast<const uint8_t*>(block->data), block->length))
+        return FailWrite(wav::kWaveWriteFailed);
     dataBytes_ += block->length;
     return 1;
+}
+
+uint32_t WavEncoder::FailWrite(wav::WaveError otherwise) {
+    failed_ = true;
+    return lastError_.Fail(wav::WriteError(GetLastError(), otherwise));
 }
 
 uint32_t WavEncoder::End(uint32_t* tagAfterwards) noexcept {
     if (tagAfterwards)
         *tagAfterwards = 0;
     if (!begun_)
-        return 0;
-    bool ok = !failed_;
-    try {
-        static const uint8_t pad = 0;
-        if (ok && dataBytes_ % 2)
-            ok = Append(&pad, 1);
-        ok = ok && Flush();
-        if (ok) {
-            const std::vector<uint8_t> header = writer_.Build(dataBytes_);
-            ok = file_.WriteAt(0, header.data(), header.size());
-        }
-    } catch (const std::bad_alloc&) {
-        ok = false;
-    }
-    ok = file_.Close() && ok;
+        return lastError_.Fail(wav::kWaveNotOpen);
+    if (!failed_ && !Finish())
+        FailWrite(wav::kWaveWriteFailed);
+    // The close can be the first to hear that the disk is full.
+    if (!file_.Close() && !failed_)
+        FailWrite(wav::kWaveWriteFailed);
+    const bool ok = !failed_;
     Abandon();
     // The encoder writes no tags itself: the host hands them to the decoder's "IDTags" writer,
     // which puts them into the finished file.
     if (ok && tagAfterwards)
         *tagAfterwards = 1;
     return ok ? 1 : 0;
+}
+
+bool WavEncoder::Finish() noexcept {
+    static const uint8_t pad = 0;
+    if ((dataBytes_ % 2 && !Append(&pad, 1)) || !Flush())
+        return false;
+    try {
+        const std::vector<uint8_t> header = writer_.Build(dataBytes_);
+        return file_.WriteAt(0, header.data(), header.size());
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
 }
 
 bool WavEncoder::Append(const uint8_t* data, size_t length) {

@@ -20,11 +20,17 @@ class WavEncoder {
     uint32_t End(uint32_t* tagAfterwards) noexcept;
 
   private:
+    // Pad byte, last buffer, final header.
+    bool Finish() noexcept;
     bool Append(const uint8_t* data, size_t length);
     bool Flush();
     void Abandon();
 
+    // Records why the file cannot be finished and returns 0.
+    uint32_t FailWrite(wav::WaveError otherwise);
+
     Win32File file_;
+    wav::LastWaveError lastError_;
     wav::WaveHeaderWriter writer_;
     std::unique_ptr<uint8_t[]> buffer_;
     size_t used_ = 0;

@@ -1,5 +1,8 @@
 #include "bundled/win/Win32File.h"
 
+#include "files/PathText.h"
+#include "files/SystemPath.h"
+
 #include <windows.h>
 
 namespace wm::bundled {
@@ -8,10 +11,6 @@ namespace {
 
 // ReadFile and WriteFile move at most a DWORD at a time; stay well below it.
 constexpr size_t kMaxTransfer = 1u << 30;
-
-const wchar_t* W(const std::u16string& s) {
-    return reinterpret_cast<const wchar_t*>(s.c_str());
-}
 
 OVERLAPPED At(uint64_t offset) {
     OVERLAPPED o{};
@@ -22,58 +21,42 @@ OVERLAPPED At(uint64_t offset) {
 
 } // namespace
 
-std::u16string SystemPath(const char16_t* path) {
-    std::u16string p(path);
-    if (p.size() < MAX_PATH || p.starts_with(u"\\\\"))
-        return p;
-    for (char16_t& c : p)
-        if (c == u'/')
-            c = u'\\';
-    return u"\\\\?\\" + p;
+bool Win32File::Create(const char16_t* path, DWORD access, DWORD share, DWORD disposition,
+                       DWORD flags) {
+    Close();
+    String systemPath;
+    if (!SystemPathForm(path, kOpenPathLimit, systemPath))
+        return false;
+    handle_.reset(CreateFileW(reinterpret_cast<const wchar_t*>(systemPath.c_str()), access, share,
+                              nullptr, disposition, flags, nullptr));
+    return handle_.valid();
 }
 
 bool Win32File::OpenForReading(const char16_t* path) {
-    Close();
-    HANDLE h = CreateFileW(W(SystemPath(path)), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                           nullptr, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
-    handle_ = h == INVALID_HANDLE_VALUE ? nullptr : h;
-    return handle_ != nullptr;
+    return Create(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING,
+                  FILE_FLAG_SEQUENTIAL_SCAN);
 }
 
 bool Win32File::CreateForWriting(const char16_t* path) {
-    Close();
-    HANDLE h = CreateFileW(W(SystemPath(path)), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
-                           CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    handle_ = h == INVALID_HANDLE_VALUE ? nullptr : h;
-    return handle_ != nullptr;
+    return Create(path, GENERIC_WRITE, FILE_SHARE_READ, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL);
 }
 
 bool Win32File::OpenForUpdate(const char16_t* path) {
-    Close();
-    HANDLE h = CreateFileW(W(SystemPath(path)), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ,
-                           nullptr, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
-    handle_ = h == INVALID_HANDLE_VALUE ? nullptr : h;
-    return handle_ != nullptr;
+    return Create(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, OPEN_EXISTING,
+                  FILE_FLAG_SEQUENTIAL_SCAN);
 }
 
-bool Win32File::CreateNew(const char16_t* path, bool& exists) {
-    Close();
-    HANDLE h = CreateFileW(W(SystemPath(path)), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_NEW,
-                           FILE_ATTRIBUTE_NORMAL, nullptr);
-    const DWORD error = GetLastError();
-    exists =
-        h == INVALID_HANDLE_VALUE && (error == ERROR_FILE_EXISTS || error == ERROR_ALREADY_EXISTS);
-    handle_ = h == INVALID_HANDLE_VALUE ? nullptr : h;
-    return handle_ != nullptr;
+bool Win32File::CreateNew(const char16_t* path) {
+    return Create(path, GENERIC_WRITE, FILE_SHARE_READ, CREATE_NEW, FILE_ATTRIBUTE_NORMAL);
 }
 
 bool Win32File::IsOpen() const {
-    return handle_ != nullptr;
+    return handle_.valid();
 }
 
 uint64_t Win32File::Size() const {
     LARGE_INTEGER size{};
-    if (!handle_ || !GetFileSizeEx(handle_, &size))
+    if (!handle_ || !GetFileSizeEx(handle_.get(), &size))
         return 0;
     return static_cast<uint64_t>(size.QuadPart);
 }
@@ -86,7 +69,7 @@ size_t Win32File::ReadAt(uint64_t offset, void* buffer, size_t length) {
         OVERLAPPED o = At(offset + done);
         DWORD got = 0;
         // A positioned read past the end fails with ERROR_HANDLE_EOF: that is just the end.
-        if (!ReadFile(handle_, static_cast<char*>(buffer) + done, want, &got, &o) || got == 0)
+        if (!ReadFile(handle_.get(), static_cast<char*>(buffer) + done, want, &got, &o) || got == 0)
             break;
         done += got;
     }
@@ -99,12 +82,12 @@ bool Win32File::Write(const void* data, size_t length) {
         const DWORD want =
             static_cast<DWORD>(length - done < kMaxTransfer ? length - done : kMaxTransfer);
         DWORD put = 0;
-        if (!WriteFile(handle_, static_cast<const char*>(data) + done, want, &put, nullptr) ||
+        if (!WriteFile(handle_.get(), static_cast<const char*>(data) + done, want, &put, nullptr) ||
             put == 0)
             return false;
         done += put;
     }
-    return handle_ != nullptr;
+    return handle_.valid();
 }
 
 bool Win32File::WriteAt(uint64_t offset, const void* data, size_t length) {
@@ -112,15 +95,12 @@ bool Win32File::WriteAt(uint64_t offset, const void* data, size_t length) {
         return false;
     OVERLAPPED o = At(offset);
     DWORD put = 0;
-    return WriteFile(handle_, data, static_cast<DWORD>(length), &put, &o) && put == length;
+    return WriteFile(handle_.get(), data, static_cast<DWORD>(length), &put, &o) && put == length;
 }
 
 bool Win32File::Close() {
-    if (!handle_)
-        return true;
-    const bool ok = CloseHandle(handle_) != 0;
-    handle_ = nullptr;
-    return ok;
+    // A close can be the first to report a write the disk could not take.
+    return !handle_ || CloseHandle(handle_.release()) != 0;
 }
 
 } // namespace wm::bundled

@@ -1,16 +1,13 @@
-// A file handle for the bundled plug-ins: positioned reads, buffered-by-caller writes.
-// The header stays free of <windows.h> so that the export tables never see its names.
+// A file handle for the bundled plug-ins: positioned reads, buffered-by-caller writes. Paths
+// pass through the host's long-path rule.
 #pragma once
+
+#include "process/UniqueHandle.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <string>
 
 namespace wm::bundled {
-
-// The path as the file calls want it: "\\?\" in front of a local path of 260 characters or
-// more, so that long names still open; UNC and already-prefixed paths pass unchanged.
-std::u16string SystemPath(const char16_t* path);
 
 class Win32File {
   public:
@@ -25,8 +22,8 @@ class Win32File {
     bool CreateForWriting(const char16_t* path);
     // An existing file, to be read and rewritten in place.
     bool OpenForUpdate(const char16_t* path);
-    // Only a file that does not exist yet; `exists` tells that apart from other failures.
-    bool CreateNew(const char16_t* path, bool& exists);
+    // Only a file that does not exist yet.
+    bool CreateNew(const char16_t* path);
     bool IsOpen() const;
     uint64_t Size() const;
     // Returns the bytes read at `offset`; short only at the end of the file or on failure.
@@ -38,7 +35,9 @@ class Win32File {
     bool Close();
 
   private:
-    void* handle_ = nullptr; // HANDLE; null when closed
+    bool Create(const char16_t* path, DWORD access, DWORD share, DWORD disposition, DWORD flags);
+
+    UniqueHandle handle_;
 };
 
 } // namespace wm::bundled

@@ -11,9 +11,9 @@ namespace {
 const std::string kNoDecoder = "Error: Unable to load decoder for file type '.nosuchtype', codec "
                                "not installed? visit 'Kodexa'.  [TwWavemill::TwWavemill]\r\n";
 
-std::vector<char> Utf16Bytes(const String& text) {
+Bytes Utf16Bytes(const String& text) {
     const char* p = reinterpret_cast<const char*>(text.data());
-    return std::vector<char>(p, p + text.size() * 2);
+    return Bytes(p, p + text.size() * 2);
 }
 
 } // namespace
@@ -61,10 +61,10 @@ TEST(CommandFile, ReplacesTheCommandLineAndSendsErrorsAsBareLines) {
 
 TEST(CommandFile, MalformedOrUnreadableFilesFailWithoutHanging) {
     String dir = NewWorkDir("badcmd");
-    std::vector<char> odd = Utf16Bytes(u"-help");
+    Bytes odd = Utf16Bytes(u"-help");
     odd.push_back('x');
     const std::string missing = "Error missing infile & outfile & convert_to.";
-    const std::tuple<const char*, std::vector<char>, std::string> cases[] = {
+    const std::tuple<const char*, Bytes, std::string> cases[] = {
         {"odd", odd, missing},
         {"nodash", Utf16Bytes(u"infile=a.wav outfile=b.wav"), missing},
         {"unterminated", Utf16Bytes(u"-infile=\"a.wav -outfile=b.wav"),

@@ -2,6 +2,7 @@
 // failure paths, and what happens to an existing output file.
 #include "tests/e2e/E2eSupport.h"
 
+#include "process/UniqueHandle.h"
 #include "process/WinString.h"
 
 #include <gtest/gtest.h>
@@ -15,10 +16,10 @@ using namespace wm::e2e;
 namespace {
 
 // The test decoder's audio: byte k of the stream is k mod 251.
-std::vector<char> Pattern(size_t n) {
-    std::vector<char> v(n);
+Bytes Pattern(size_t n) {
+    Bytes v(n);
     for (size_t i = 0; i < n; ++i)
-        v[i] = static_cast<char>(i % 251);
+        v[i] = static_cast<uint8_t>(i % 251);
     return v;
 }
 
@@ -124,25 +125,23 @@ TEST(Conversion, QuitAndAfterConversionErrorEventsKeepTheOutput) {
     String in = WriteScript(dir, "in.wmt", "sleep 20\nblock 400 500\n");
     String out = dir + u"out.raw";
     WriteText(out, "precious");
-    HANDLE quit = CreateEventW(nullptr, TRUE, FALSE, W(EventName(u"WmTestQuit")));
+    UniqueHandle quit(CreateEventW(nullptr, TRUE, FALSE, W(EventName(u"WmTestQuit"))));
     RunResult r;
     std::thread run(
         [&] { r = RunWavemill(Args(in, out, u" -evtquit=" + EventName(u"WmTestQuit"))); });
     // Quit once the encoder has started writing the temporary file.
     for (int i = 0; i < 1000 && ReadBytes(out + u".tmp.raw").size() < 4000; ++i)
         Sleep(10);
-    SetEvent(quit);
+    SetEvent(quit.get());
     run.join();
-    CloseHandle(quit);
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_EQ(ReadText(out), "precious");
     EXPECT_FALSE(Exists(out + u".tmp.raw"));
 
     // An event already set when the run finishes fails it.
-    HANDLE after = CreateEventW(nullptr, TRUE, TRUE, W(EventName(u"WmTestAfter")));
+    UniqueHandle after(CreateEventW(nullptr, TRUE, TRUE, W(EventName(u"WmTestAfter"))));
     in = WriteScript(dir, "in.wmt", "block 400 3\n");
     r = RunWavemill(Args(in, out, u" -evtafterconvseterror=" + EventName(u"WmTestAfter")));
-    CloseHandle(after);
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_EQ(ReadText(out), "precious");
 }
@@ -154,14 +153,14 @@ TEST(Conversion, FinalMoveWaitsForAnotherProcessToReleaseTheTarget) {
     String log = dir + u"enc.log";
     WriteText(out, "old");
     // This process holds the target open without sharing until the encoder has finished.
-    HANDLE held = CreateFileW(W(out), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-    ASSERT_NE(held, INVALID_HANDLE_VALUE);
+    UniqueHandle held(CreateFileW(W(out), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+    ASSERT_TRUE(held);
     RunResult r;
     std::thread run([&] { r = RunWavemill(Args(in, out, u" -log=\"" + log + u"\"")); });
     for (int i = 0; i < 1000 && !Contains(ReadText(log), "EndConversion"); ++i)
         Sleep(10);
     Sleep(300);
-    CloseHandle(held);
+    held.reset();
     run.join();
     EXPECT_EQ(r.exitCode, 0) << r.err;
     EXPECT_EQ(ReadBytes(out), Pattern(12000));

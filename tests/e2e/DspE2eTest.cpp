@@ -81,9 +81,9 @@ TEST(Dsp, LiveThenNonLiveAreRenderedInOrderAndTheLiveOneOnlyEnded) {
                      "A After output=" + Narrow(out), "B After output=" + Narrow(out)});
     EXPECT_EQ(lines, expected);
 
-    std::vector<char> audio(48000);
+    Bytes audio(48000);
     for (size_t f = 0; f < audio.size(); ++f)
-        audio[f] = static_cast<char>(HighByte(f / 2));
+        audio[f] = static_cast<uint8_t>(HighByte(f / 2));
     EXPECT_EQ(ReadBytes(out), audio);
     EXPECT_TRUE(Contains(ReadText(dir + u"enc.log"), "SourceFormat 4000 1 8\n"));
     // Read back in 500 ms blocks the last starts at 11.5 s of 12 s: 95 % is 57 marks. A
@@ -124,9 +124,9 @@ TEST(Dsp, OnlyLiveEffectsRenderNothingAndPassEachBlockOn) {
     expected.insert(expected.end(), {"A End", "B End", "A After output=" + Narrow(out),
                                      "B After output=" + Narrow(out)});
     EXPECT_EQ(ReadLines(log), expected);
-    std::vector<char> audio(6000);
+    Bytes audio(6000);
     for (size_t i = 0; i < audio.size(); ++i)
-        audio[i] = static_cast<char>(HighByte(i));
+        audio[i] = static_cast<uint8_t>(HighByte(i));
     EXPECT_EQ(ReadBytes(out), audio);
 }
 

@@ -1,5 +1,6 @@
 #include "tests/e2e/E2eSupport.h"
 
+#include "process/UniqueHandle.h"
 #include "process/WinString.h"
 
 #include <windows.h>
@@ -15,8 +16,8 @@ namespace wm::e2e {
 
 namespace {
 
-void Drain(HANDLE h, std::vector<char>& into) {
-    char buf[65536];
+void Drain(HANDLE h, Bytes& into) {
+    uint8_t buf[65536];
     DWORD got = 0;
     while (ReadFile(h, buf, sizeof buf, &got, nullptr) && got)
         into.insert(into.end(), buf, buf + got);
@@ -24,26 +25,12 @@ void Drain(HANDLE h, std::vector<char>& into) {
 
 } // namespace
 
-String StageDir() {
-    const char* v = std::getenv("WAVEMILL_STAGE");
-    String s = Widen(v ? v : ".");
-    ReplaceAll(s, u"/", u"\\");
-    return s.ends_with(u'\\') ? s : s + u"\\";
-}
-
 String NewWorkDir(const std::string& name) {
-    wchar_t temp[MAX_PATH];
-    GetTempPathW(MAX_PATH, temp);
-    // Process ids come round again under Wine: clear whatever an earlier run left there.
-    String dir = FromW(temp) + u"wm-e2e-" + Widen(std::to_string(GetCurrentProcessId())) + u"\\" +
-                 Widen(name) + u"\\";
-    std::error_code ignored;
-    std::filesystem::remove_all(W(dir), ignored);
-    std::filesystem::create_directories(W(dir), ignored);
-    return dir;
+    return test::FreshFolder(u"wm-e2e-" + Widen(std::to_string(GetCurrentProcessId())) + u"\\" +
+                             Widen(name));
 }
 
-std::string DecodeUtf16(const std::vector<char>& bytes) {
+std::string DecodeUtf16(const Bytes& bytes) {
     return Narrow(StringView(reinterpret_cast<const char16_t*>(bytes.data()), bytes.size() / 2));
 }
 
@@ -51,27 +38,49 @@ bool Contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
 
+namespace {
+
+// A pipe for a child; the end this process keeps is not inherited.
+bool ChildPipe(UniqueHandle& read, UniqueHandle& write, bool childReads) {
+    SECURITY_ATTRIBUTES sa{sizeof(sa), nullptr, TRUE};
+    if (!CreatePipe(read.put(), write.put(), &sa, 0))
+        return false;
+    return SetHandleInformation((childReads ? write : read).get(), HANDLE_FLAG_INHERIT, 0);
+}
+
+UniqueHandle InheritableNul() {
+    SECURITY_ATTRIBUTES sa{sizeof(sa), nullptr, TRUE};
+    return UniqueHandle(CreateFileW(L"NUL", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, &sa,
+                                    OPEN_EXISTING, 0, nullptr));
+}
+
+void Feed(UniqueHandle& in, const Bytes& data) {
+    DWORD put = 0;
+    for (size_t at = 0; in && at < data.size(); at += put)
+        if (!WriteFile(in.get(), data.data() + at,
+                       static_cast<DWORD>(std::min<size_t>(65536, data.size() - at)), &put,
+                       nullptr))
+            break;
+    in.reset();
+}
+
+} // namespace
+
 RunResult RunWavemill(const String& arguments, const RunOptions& o) {
     RunResult result;
-    SECURITY_ATTRIBUTES sa{sizeof(sa), nullptr, TRUE};
-    HANDLE outR, outW, errR, errW, inR = nullptr, inW = nullptr;
-    CreatePipe(&outR, &outW, &sa, 0);
-    CreatePipe(&errR, &errW, &sa, 0);
-    SetHandleInformation(outR, HANDLE_FLAG_INHERIT, 0);
-    SetHandleInformation(errR, HANDLE_FLAG_INHERIT, 0);
-    if (o.stdinIsPipe) {
-        CreatePipe(&inR, &inW, &sa, 0);
-        SetHandleInformation(inW, HANDLE_FLAG_INHERIT, 0);
-    } else {
-        inR = CreateFileW(L"NUL", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, &sa,
-                          OPEN_EXISTING, 0, nullptr);
-    }
+    UniqueHandle outR, outW, errR, errW, inR, inW;
+    ChildPipe(outR, outW, false);
+    ChildPipe(errR, errW, false);
+    if (o.stdinIsPipe)
+        ChildPipe(inR, inW, true);
+    else
+        inR = InheritableNul();
     STARTUPINFOW si{};
     si.cb = sizeof(si);
     si.dwFlags = STARTF_USESTDHANDLES;
-    si.hStdInput = inR;
-    si.hStdOutput = outW;
-    si.hStdError = errW;
+    si.hStdInput = inR.get();
+    si.hStdOutput = outW.get();
+    si.hStdError = errW.get();
     String line = u"\"" + StageDir() + u"Wavemill.exe\" " + arguments;
     // The child inherits this process's environment; the extra variables last for its start.
     for (const auto& [name, value] : o.env)
@@ -81,61 +90,39 @@ RunResult RunWavemill(const String& arguments, const RunOptions& o) {
                                   CREATE_NO_WINDOW, nullptr, nullptr, &si, &pi);
     for (const auto& [name, value] : o.env)
         SetEnvironmentVariableA(name.c_str(), nullptr);
-    CloseHandle(outW);
-    CloseHandle(errW);
-    CloseHandle(inR);
+    // Only the child may hold its ends, or the readers below never see the end.
+    outW.reset();
+    errW.reset();
+    inR.reset();
     if (!started) {
-        for (HANDLE h : {outR, errR, inW})
-            if (h)
-                CloseHandle(h);
         result.err = "CreateProcessW failed: " + std::to_string(GetLastError());
         return result;
     }
-    std::vector<char> outBytes, errBytes;
-    std::thread outReader([&] { Drain(outR, outBytes); });
-    std::thread errReader([&] { Drain(errR, errBytes); });
-    std::thread writer([&] {
-        DWORD put = 0;
-        for (size_t at = 0; inW && at < o.stdinData.size(); at += put)
-            if (!WriteFile(inW, o.stdinData.data() + at,
-                           static_cast<DWORD>(std::min<size_t>(65536, o.stdinData.size() - at)),
-                           &put, nullptr))
-                break;
-        if (inW)
-            CloseHandle(inW);
-    });
+    UniqueHandle process(pi.hProcess), thread(pi.hThread);
+    Bytes outBytes, errBytes;
+    std::thread outReader([&] { Drain(outR.get(), outBytes); });
+    std::thread errReader([&] { Drain(errR.get(), errBytes); });
+    std::thread writer([&] { Feed(inW, o.stdinData); });
     // Generous: only a hang should reach it.
-    if (WaitForSingleObject(pi.hProcess, 60000) == WAIT_TIMEOUT) {
+    if (WaitForSingleObject(process.get(), 60000) == WAIT_TIMEOUT) {
         result.timedOut = true;
-        TerminateProcess(pi.hProcess, 99);
-        WaitForSingleObject(pi.hProcess, 5000);
+        TerminateProcess(process.get(), 99);
+        WaitForSingleObject(process.get(), 5000);
     }
     writer.join();
     outReader.join();
     errReader.join();
     DWORD code = 0;
-    GetExitCodeProcess(pi.hProcess, &code);
+    GetExitCodeProcess(process.get(), &code);
     result.exitCode = static_cast<int>(code);
-    for (HANDLE h : {pi.hProcess, pi.hThread, outR, errR})
-        CloseHandle(h);
     result.out = DecodeUtf16(outBytes);
     result.err = DecodeUtf16(errBytes);
     return result;
 }
 
-std::vector<char> ReadBytes(const String& path) {
-    std::ifstream in(std::filesystem::path(path), std::ios::binary);
-    return std::vector<char>(std::istreambuf_iterator<char>(in), {});
-}
-
 std::string ReadText(const String& path) {
-    std::vector<char> b = ReadBytes(path);
+    Bytes b = ReadBytes(path);
     return std::string(b.begin(), b.end());
-}
-
-void WriteBytes(const String& path, const void* data, size_t size) {
-    std::ofstream(std::filesystem::path(path), std::ios::binary)
-        .write(static_cast<const char*>(data), static_cast<std::streamsize>(size));
 }
 
 void WriteText(const String& path, const std::string& utf8) {

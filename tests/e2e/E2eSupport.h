@@ -2,6 +2,7 @@
 // pipes on its standard handles, and gives each test its own work folder.
 #pragma once
 
+#include "tests/support/TestFiles.h"
 #include "text/String.h"
 
 #include <cstdint>
@@ -11,6 +12,11 @@
 
 namespace wm::e2e {
 
+using test::Bytes;
+using test::ReadBytes;
+using test::StageDir;
+using test::WriteBytes;
+
 struct RunResult {
     int exitCode = -1;
     bool timedOut = false;
@@ -19,23 +25,20 @@ struct RunResult {
 };
 
 struct RunOptions {
-    std::vector<char> stdinData; // written to the child's standard input, then closed
-    bool stdinIsPipe = true;     // false: the child's standard input is NUL
+    Bytes stdinData;         // written to the child's standard input, then closed
+    bool stdinIsPipe = true; // false: the child's standard input is NUL
     std::vector<std::pair<std::string, std::string>> env; // extra environment variables
 };
 
-String StageDir();                          // staged program tree, ending in "\"
 String NewWorkDir(const std::string& name); // fresh empty folder, ending in "\"
 
 RunResult RunWavemill(const String& arguments, const RunOptions& options = {});
 
-std::vector<char> ReadBytes(const String& path);
 std::string ReadText(const String& path);
-void WriteBytes(const String& path, const void* data, size_t size);
 void WriteText(const String& path, const std::string& utf8);
 void WriteUtf16(const String& path, const String& text); // no byte-order mark
 bool Exists(const String& path);
-std::string DecodeUtf16(const std::vector<char>& bytes);
+std::string DecodeUtf16(const Bytes& bytes);
 bool Contains(const std::string& text, const std::string& part);
 
 // The lines of a text file (a test plug-in's log), without line ends.

@@ -100,7 +100,7 @@ TEST(Messaging, WithStandardInputTheDecoderTakesNoPart) {
                                   u"-dspeffect1=\"TestDsp=rate=16000\"",
                               o);
     EXPECT_EQ(r.exitCode, 0) << r.err;
-    std::vector<char> doubled;
+    Bytes doubled;
     for (size_t frame = 0; frame < 1600; ++frame)
         for (int copy = 0; copy < 2; ++copy)
             doubled.insert(doubled.end(), {o.stdinData[2 * frame], o.stdinData[2 * frame + 1]});

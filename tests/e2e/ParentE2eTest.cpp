@@ -2,6 +2,7 @@
 // cache and debug mode in the registry.
 #include "tests/e2e/E2eSupport.h"
 
+#include "process/UniqueHandle.h"
 #include "process/WinString.h"
 
 #include <gtest/gtest.h>
@@ -38,9 +39,10 @@ TEST(ParentMode, ReportsLengthActionsProgressAndBytesEncoded) {
                             "action second input\nblock 1600 2\n");
     String block = u"WmTestShared" + Widen(std::to_string(GetCurrentProcessId()));
     // The parent makes the block first.
-    HANDLE mapping = CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 8,
-                                        W(u"NSharedData_" + block));
-    auto* shared = static_cast<int64_t*>(MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 8));
+    UniqueHandle mapping(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 8,
+                                            W(u"NSharedData_" + block)));
+    UniqueMappedView view(MapViewOfFile(mapping.get(), FILE_MAP_ALL_ACCESS, 0, 0, 8));
+    auto* shared = static_cast<int64_t*>(view.get());
     ASSERT_TRUE(shared);
     *shared = -1;
     String cmd = dir + u"job.twcmd";
@@ -50,8 +52,6 @@ TEST(ParentMode, ReportsLengthActionsProgressAndBytesEncoded) {
     RunResult r = RunWavemill(u"-twcmd=\"" + cmd + u"\"");
     ASSERT_EQ(r.exitCode, 0) << r.err;
     EXPECT_EQ(*shared, 8000);
-    UnmapViewOfFile(shared);
-    CloseHandle(mapping);
 
     EXPECT_EQ(
         r.out.rfind("MSGTO: Vrx: msLen: 500\r\nMSGTO: Vrx: Action: Encoding 'out put.raw'\r\n", 0),

@@ -19,7 +19,7 @@ String WriteBlock(const String& path, const IDTagSet& set) {
 }
 
 IDTagSet ReadBlock(const String& path) {
-    std::vector<char> bytes = ReadBytes(path);
+    Bytes bytes = ReadBytes(path);
     IDTagSet set;
     set.Deserialize(bytes.data(), bytes.size());
     return set;
@@ -137,10 +137,10 @@ TEST(TagWriter, WritesThroughTheTagLoadDecoderOrLeavesTheFileAlone) {
     // The tag block, then the UTF-16 name of the file it was written to.
     IDTagSet got = ReadBlock(written);
     EXPECT_EQ(got.GetValue(u"title"), u"Source Title");
-    std::vector<char> bytes = ReadBytes(written);
+    Bytes bytes = ReadBytes(written);
     size_t blockSize = got.Serialize().size();
     ASSERT_GT(bytes.size(), blockSize);
-    EXPECT_EQ(DecodeUtf16(std::vector<char>(bytes.begin() + blockSize, bytes.end())), Narrow(out));
+    EXPECT_EQ(DecodeUtf16(Bytes(bytes.begin() + blockSize, bytes.end())), Narrow(out));
 
     // No tag writing: noidtag, an .IGNORE output, a tag-load name ending in .iGnore, and an
     // output type no decoder serves (the file stays untagged, the run still succeeds).

@@ -2,6 +2,8 @@
 // and the scripted create failure.
 #pragma once
 
+#include "process/UniqueHandle.h"
+
 #include <windows.h>
 
 #include <cstdint>
@@ -35,34 +37,32 @@ inline std::u16string ToUtf16(const std::string& text) {
 }
 
 inline bool ReadWholeFile(const std::u16string& path, std::vector<uint8_t>& data) {
-    HANDLE file = ::CreateFileW(W(path), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
+    wm::UniqueHandle file(::CreateFileW(W(path), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                        nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file)
         return false;
     data.clear();
     uint8_t chunk[65536];
     DWORD got = 0;
     bool ok = true;
-    while ((ok = ::ReadFile(file, chunk, sizeof chunk, &got, nullptr)) && got > 0)
+    while ((ok = ::ReadFile(file.get(), chunk, sizeof chunk, &got, nullptr)) && got > 0)
         data.insert(data.end(), chunk, chunk + got);
-    ::CloseHandle(file);
     return ok;
 }
 
 // Writes `data` to `path`, replacing (append = false) or extending it. Opened per call so that
 // a test can read the file while the run goes on.
 inline bool WriteToFile(const std::u16string& path, const void* data, size_t size, bool append) {
-    HANDLE file =
-        ::CreateFileW(W(path), append ? FILE_APPEND_DATA : GENERIC_WRITE,
-                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                      append ? OPEN_ALWAYS : CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
+    wm::UniqueHandle file(::CreateFileW(W(path), append ? FILE_APPEND_DATA : GENERIC_WRITE,
+                                        FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                        nullptr, append ? OPEN_ALWAYS : CREATE_ALWAYS,
+                                        FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file)
         return false;
     DWORD written = 0;
-    bool ok = size == 0 || (::WriteFile(file, data, static_cast<DWORD>(size), &written, nullptr) &&
-                            written == size);
-    ::CloseHandle(file);
-    return ok;
+    return size == 0 ||
+           (::WriteFile(file.get(), data, static_cast<DWORD>(size), &written, nullptr) &&
+            written == size);
 }
 
 // The value of an environment variable as UTF-8; empty when unset.

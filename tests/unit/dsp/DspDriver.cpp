@@ -120,20 +120,10 @@ bool DspDriver::Load(const std::wstring& program, const std::wstring& name) {
     module_ = LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
     if (!module_)
         return Fail(L"cannot load " + path + L" (win:" + std::to_wstring(GetLastError()) + L")");
-    DspEntryPoints& a = api_;
-    const bool all = Bind(module_, "DSP_Create", a.create) &&
-                     Bind(module_, "DSP_Destroy", a.destroy) && Bind(module_, "DSP_Get", a.get) &&
-                     Bind(module_, "DSP_Set", a.set) &&
-                     Bind(module_, "DSP_ShowConfigBit", a.showConfigBit) &&
-                     Bind(module_, "DSP_RemoveConfigBit", a.removeConfigBit) &&
-                     Bind(module_, "DSP_BeginConversion", a.beginConversion) &&
-                     Bind(module_, "DSP_EndConversion", a.endConversion) &&
-                     Bind(module_, "DSP_PassAudioBlock", a.passAudioBlock) &&
-                     Bind(module_, "DSP_PassNonLive", a.passNonLive) &&
-                     Bind(module_, "DSP_AfterConversion", a.afterConversion);
+    const bool all = BindAll(module_, api_);
     if (!all)
         return Fail(path + L" lacks a DSP entry point");
-    instance_ = a.create(nullptr);
+    instance_ = api_.create(nullptr);
     return instance_ ? true : Fail(L"DSP_Create returned no instance");
 }
 

@@ -5,25 +5,13 @@
 
 #include <sdk/wavemill_plugin.h>
 
+#include "plugins/clTwDSP.h"
+
 #include <windows.h>
 
 #include <string>
 
 namespace wm::test {
-
-struct DspEntryPoints {
-    WmDspCreate create = nullptr;
-    WmDspDestroy destroy = nullptr;
-    WmDspGet get = nullptr;
-    WmDspSet set = nullptr;
-    WmDspShowConfigBit showConfigBit = nullptr;
-    WmDspRemoveConfigBit removeConfigBit = nullptr;
-    WmDspBeginConversion beginConversion = nullptr;
-    WmDspEndConversion endConversion = nullptr;
-    WmDspPassAudioBlock passAudioBlock = nullptr;
-    WmDspPassNonLive passNonLive = nullptr;
-    WmDspAfterConversion afterConversion = nullptr;
-};
 
 struct DriveOptions {
     unsigned blockMs = 500;

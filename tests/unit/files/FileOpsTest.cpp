@@ -1,4 +1,6 @@
 #include "files/FileOps.h"
+#include "files/PathText.h"
+#include "files/SystemPath.h"
 #include "process/EventHandle.h"
 #include "tests/unit/files/WorkFolder.h"
 #include "tests/unit/process/PeerProcess.h"
@@ -23,13 +25,23 @@ TEST_F(FileOpsTest, WorksBeyondThreeHundredCharacters) {
     EXPECT_FALSE(FileExists(file));
     ASSERT_TRUE(CopyPath(moved, copied, true));
     EXPECT_EQ(ReadText(copied), "deep data");
+
+    // A long relative path cannot take the prefix as it stands: it is made absolute first.
+    wchar_t current[MAX_PATH] = {};
+    DWORD n = GetCurrentDirectoryW(MAX_PATH, current);
+    String here(reinterpret_cast<const char16_t*>(current), n);
+    String relative = String(300, u'r') + u"\\x.bin", system;
+    ASSERT_TRUE(SystemPathForm(relative, kOpenPathLimit, system));
+    EXPECT_EQ(system, u"\\\\?\\" + EnsureTrailingSeparator(here) + relative);
+    EXPECT_TRUE(SystemPathForm(u"short\\x.bin", kOpenPathLimit, system));
+    EXPECT_EQ(system, u"short\\x.bin");
 }
 
 namespace {
 
 // Another process holding a file open without sharing, as a player or scanner would.
 struct FileHolder {
-    String ready = UniqueName("ready"), release = UniqueName("release");
+    String ready = UniqueName(u"WmTest_ready_"), release = UniqueName(u"WmTest_release_");
     EventHandle readyEvent, releaseEvent;
     PeerProcess peer;
 

@@ -4,10 +4,10 @@
 #include "files/FileAccess.h"
 #include "files/FileOps.h"
 #include "files/Folders.h"
+#include "tests/support/TestFiles.h"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <string>
 
 namespace wm::test {
@@ -15,9 +15,7 @@ namespace wm::test {
 class WorkFolderTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        static std::atomic<int> counter{0};
-        folder_ = TempFolder() + u"wmfiles" + Widen(std::to_string(::GetCurrentProcessId())) +
-                  u"_" + Widen(std::to_string(++counter)) + u"\\";
+        folder_ = TempFolder() + UniqueName(u"wmfiles") + u"\\";
         ASSERT_TRUE(CreateFolderPath(folder_));
     }
     void TearDown() override {

@@ -1,4 +1,5 @@
 #include "converter/OptionStore.h"
+#include "converter/CommandFileText.h"
 
 #include <gtest/gtest.h>
 
@@ -73,4 +74,12 @@ TEST(CommandLineSplit, QuotedValuesThatStartWithADashStayValues) {
 TEST(Tokeniser, NamesIntroducedByTwoDashes) {
     EXPECT_EQ(Tokenise(u"--infile=a --silent -b 3"), "[infile=a][silent=][b=3]");
     EXPECT_EQ(Tokenise(u"--- -x"), "[-=][x=]");
+}
+
+TEST(CommandFileText, BytesAreUtf16LittleEndian) {
+    // A byte-order mark, "-a=" and U+0100, then an odd byte that is not a whole unit.
+    const unsigned char bytes[] = {0xFF, 0xFE, '-', 0, 'a', 0, '=', 0, 0x00, 0x01, 0x41};
+    EXPECT_EQ(OptionTextOfCommandFile(bytes, sizeof bytes), u"\xFEFF-a=\x0100");
+    EXPECT_EQ(Tokenise(OptionTextOfCommandFile(bytes, sizeof bytes)), "[a=\xC4\x80]");
+    EXPECT_EQ(OptionTextOfCommandFile(bytes, 1), u"");
 }

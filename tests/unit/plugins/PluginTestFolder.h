@@ -4,43 +4,22 @@
 
 #include "process/Registry.h"
 #include "process/WinString.h"
+#include "tests/support/TestFiles.h"
 #include "text/String.h"
 
 #include <windows.h>
 
-#include <atomic>
-#include <cstdlib>
-#include <filesystem>
-#include <string>
-
 namespace wm::test {
 
-inline String Unique(StringView prefix) {
-    static std::atomic<int> counter{0};
-    return String(prefix) + Widen(std::to_string(::GetCurrentProcessId())) + u"_" +
-           Widen(std::to_string(++counter));
-}
-
-// Full path of a staged plug-in (below WAVEMILL_STAGE), e.g. StagedPlugin(u"decoder", u"X.dll").
+// Full path of a staged plug-in, e.g. StagedPlugin(u"decoder", u"X.dll").
 inline String StagedPlugin(StringView kind, StringView file) {
-    const char* stage = std::getenv("WAVEMILL_STAGE");
-    String path = Widen(stage ? stage : "") + u"\\" + String(kind) + u"\\" + String(file);
-    ReplaceAll(path, u"/", u"\\");
-    return path;
+    return StageDir() + String(kind) + u"\\" + String(file);
 }
 
 class PluginTestFolder {
   public:
-    PluginTestFolder() {
-        wchar_t temp[MAX_PATH + 1];
-        ::GetTempPathW(MAX_PATH + 1, temp);
-        path_ = FromW(temp) + Unique(u"wm_plugins_") + u"\\";
-        ::CreateDirectoryW(W(path_), nullptr);
-    }
-    ~PluginTestFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(W(path_), ignored);
-    }
+    PluginTestFolder() : path_(FreshFolder(UniqueName(u"wm_plugins_"))) {}
+    ~PluginTestFolder() { RemoveFolderTree(path_); }
     // The program folder, with a trailing separator.
     const String& Path() const { return path_; }
     // Copies a staged plug-in into <kind>\<asName>; returns the copy's full path.
@@ -69,7 +48,7 @@ class TestCacheKey {
 
   private:
     static constexpr char16_t kParent[] = u"Software\\Brightfold\\WavemillTests";
-    String name_ = Unique(u"Cache"), key_ = String(kParent) + u"\\" + name_;
+    String name_ = UniqueName(u"Cache"), key_ = String(kParent) + u"\\" + name_;
 };
 
 } // namespace wm::test

@@ -13,7 +13,8 @@ using wm::test::UniqueName;
 // The converter's side of the protocol: another process opens the block and the events by
 // name and updates the value under the guard while this one holds it.
 TEST(SharedMemoryBlock, OtherProcessWritesUnderTheGuard) {
-    String base = UniqueName("xblk"), ready = UniqueName("ready"), done = UniqueName("done");
+    String base = UniqueName(u"WmTest_xblk_"), ready = UniqueName(u"WmTest_ready_"),
+           done = UniqueName(u"WmTest_done_");
     EventHandle readyEvent, doneEvent, readyAgain;
     ASSERT_TRUE(readyEvent.CreateOrOpen(ready));
     EXPECT_FALSE(readyEvent.AlreadyExisted());

@@ -1,14 +1,14 @@
-// Test helper: starts kernel_peer.exe, the second process of the cross-process tests, and
-// names kernel objects uniquely per test process (tests may run side by side in one prefix).
+// Test helper: starts kernel_peer.exe, the second process of the cross-process tests, whose
+// kernel objects the tests name with UniqueName.
 #pragma once
 
 #include "process/UniqueHandle.h"
 #include "process/WinString.h"
+#include "tests/support/TestFiles.h"
 #include "text/String.h"
 
 #include <windows.h>
 
-#include <atomic>
 #include <string>
 
 namespace wm::test {
@@ -17,13 +17,6 @@ inline String KernelPeerPath() {
     String path = u"Z:" + Widen(WM_KERNEL_PEER);
     ReplaceAll(path, u"/", u"\\");
     return path;
-}
-
-inline String UniqueName(const char* tag) {
-    static std::atomic<int> counter{0};
-    std::string text = std::string("WmTest_") + tag + "_" +
-                       std::to_string(::GetCurrentProcessId()) + "_" + std::to_string(++counter);
-    return Widen(text);
 }
 
 // A running peer; ended on destruction if a failed test left it running.
@@ -42,7 +35,7 @@ class PeerProcess {
                               &startup, &info))
             return false;
         process_.reset(info.hProcess);
-        ::CloseHandle(info.hThread);
+        UniqueHandle thread(info.hThread);
         return true;
     }
     bool Wait(uint32_t ms) { return ::WaitForSingleObject(process_.get(), ms) == WAIT_OBJECT_0; }

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <string>
 #include <tuple>
 
@@ -42,6 +43,18 @@ TEST_F(RegistryTest, MismatchesMissingKeysAndTrees) {
     String other = Sub(u"\\Deeper\\Key");
     EXPECT_EQ(RegReadDword(u"X", HKEY_CURRENT_USER, other.c_str()), 0u);
     EXPECT_TRUE(RegKeyExists(other, HKEY_CURRENT_USER));
+
+    // Enumeration lists what is there, with each value's type.
+    ASSERT_TRUE(RegWriteDword(u"D", 7));
+    StringList names;
+    std::vector<uint32_t> types;
+    ASSERT_TRUE(RegEnumValues(names, &types));
+    ASSERT_EQ(names.size(), types.size());
+    std::map<String, uint32_t> typeOf; // the system does not promise an order
+    for (size_t i = 0; i < names.size(); ++i)
+        typeOf[names[i]] = types[i];
+    EXPECT_EQ(typeOf, (std::map<String, uint32_t>{{u"D", REG_DWORD}, {u"E", REG_EXPAND_SZ}}));
+    EXPECT_EQ(RegEnumSubKeys(), StringList{u"Deeper"});
 
     ASSERT_TRUE(RegWriteDword(u"v", 1, nullptr, Sub(u"\\Tree\\A\\B").c_str()));
     ASSERT_TRUE(RegWriteDword(u"v", 1, nullptr, Sub(u"\\Tree\\D").c_str()));

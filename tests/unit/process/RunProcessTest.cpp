@@ -10,8 +10,8 @@ using wm::test::UniqueName;
 
 // The peer signals "finished" only once it is released.
 TEST(RunProcess, TimeLimitWithEndTerminatesChild) {
-    String ready = UniqueName("ready"), release = UniqueName("release"),
-           finished = UniqueName("finished");
+    String ready = UniqueName(u"WmTest_ready_"), release = UniqueName(u"WmTest_release_"),
+           finished = UniqueName(u"WmTest_finished_");
     EventHandle readyEvent, releaseEvent, finishedEvent;
     ASSERT_TRUE(readyEvent.CreateOrOpen(ready) && releaseEvent.CreateOrOpen(release) &&
                 finishedEvent.CreateOrOpen(finished));

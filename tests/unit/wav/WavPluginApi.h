@@ -4,64 +4,51 @@
 
 #include <sdk/wavemill_plugin.h>
 
+#include "plugins/clTwDecoder.h"
+#include "plugins/clTwEncoder.h"
+#include "tests/support/TestFiles.h"
+
 #include <windows.h>
 
 #include <cstdint>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <cstring>
 #include <string>
-#include <vector>
 
 namespace wm::test {
-
-using Bytes = std::vector<uint8_t>;
 
 inline const WmChar* U(const std::wstring& s) {
     return reinterpret_cast<const WmChar*>(s.c_str());
 }
 
-// The whole file, or nothing when it cannot be read.
-inline Bytes ReadBytes(const std::wstring& path) {
-    std::ifstream in(std::filesystem::path(path), std::ios::binary);
-    return Bytes(std::istreambuf_iterator<char>(in), {});
+// Fills a host binding's entry-point table from `module`, as the host does; false when an
+// entry point is missing.
+template <class EntryPoints> bool BindAll(HMODULE module, EntryPoints& entries) {
+    if (!module)
+        return false;
+    for (const XDLL::EntryPoint& entry : entries.Table()) {
+        FARPROC proc = GetProcAddress(module, entry.name);
+        if (!proc)
+            return false;
+        std::memcpy(entry.slot, &proc, sizeof proc);
+    }
+    return true;
 }
 
-// Creates or replaces the file with `bytes`; true when all of them were written.
-inline bool WriteBytes(const std::wstring& path, const Bytes& bytes) {
-    std::ofstream out(std::filesystem::path(path), std::ios::binary);
-    return out.write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size())) &&
-           out.flush();
+// `relative` below the staged tree (any slashes), e.g. u"decoder\\WavDecoder.dll".
+inline HMODULE LoadStaged(StringView relative, String stage = StageDir()) {
+    ReplaceAll(stage, u"/", u"\\");
+    if (!stage.ends_with(u'\\'))
+        stage += u'\\';
+    const String path = stage + String(relative);
+    return LoadLibraryW(reinterpret_cast<const wchar_t*>(path.c_str()));
 }
 
-// Sets `slot` to the export `name` of `module`; true when there is one.
-template <typename F> bool Bind(HMODULE module, const char* name, F& slot) {
-    slot = reinterpret_cast<F>(reinterpret_cast<void*>(GetProcAddress(module, name)));
-    return slot != nullptr;
-}
-
-// `stage` is the staged tree (any slashes); `relative` e.g. L"decoder\\WavDecoder.dll".
-inline HMODULE LoadStaged(std::wstring stage, const wchar_t* relative) {
-    for (wchar_t& c : stage)
-        if (c == L'/')
-            c = L'\\';
-    return LoadLibraryW((stage + L"\\" + relative).c_str());
-}
-
-struct DecoderApi {
+struct DecoderApi : DecoderEntryPoints {
     HMODULE module = nullptr;
-    WmDecCreate create = nullptr;
-    WmDecDestroy destroy = nullptr;
-    WmDecSet set = nullptr;
-    WmDecOpen open = nullptr;
-    WmDecClose close = nullptr;
-    WmDecDecodeBlock decodeBlock = nullptr;
 
-    bool Load(const std::wstring& stage) {
-        module = LoadStaged(stage, L"decoder\\WavDecoder.dll");
-        return module && Bind(module, "Create", create) && Bind(module, "Destroy", destroy) &&
-               Bind(module, "Set", set) && Bind(module, "Open", open) &&
-               Bind(module, "Close", close) && Bind(module, "DecodeBlock", decodeBlock);
+    bool Load(const String& stage = StageDir()) {
+        module = LoadStaged(u"decoder\\WavDecoder.dll", stage);
+        return BindAll(module, *this);
     }
 
     // Opens `path` for a conversion; `info` receives what the decoder announces.
@@ -80,5 +67,13 @@ struct DecoderApi {
         return set(instance, WM_VALUE_ID_TAGS, &value);
     }
 };
+
+// The plug-in's answer to "LastError" through its get entry point; empty when it has none.
+template <typename Get> std::u16string LastError(Get get, void* instance) {
+    PluginValue value{};
+    if (!get(instance, WM_VALUE_LAST_ERROR, &value) || !value.pointer1)
+        return u"";
+    return static_cast<const char16_t*>(value.pointer1);
+}
 
 } // namespace wm::test

@@ -1,8 +1,10 @@
 // The shipped WAV decoder and encoder, loaded from the staged tree as the host loads them: audio
 // in and out, and the decoder as the host's "IDTags" writer.
 #include "bundled/wav/WaveFormatRules.h"
+#include "process/UniqueHandle.h"
 #include "tags/IDTagSet.h"
 #include "tests/unit/wav/WavPluginApi.h"
+#include "tests/unit/wav/WaveTestBytes.h"
 
 #include <gtest/gtest.h>
 
@@ -17,26 +19,20 @@ using wav::SampleKind;
 class WavPlugins : public ::testing::Test {
   protected:
     void SetUp() override {
-        const wchar_t* stage = _wgetenv(L"WAVEMILL_STAGE");
-        ASSERT_TRUE(stage) << "WAVEMILL_STAGE is not set";
-        ASSERT_TRUE(decoder_.Load(stage)) << GetLastError();
-        encoder_ = LoadStaged(stage, L"encoder\\Wave.dll");
-        ASSERT_TRUE(encoder_ && Bind(encoder_, "ENC_Create", encCreate_) &&
-                    Bind(encoder_, "ENC_Destroy", encDestroy_) &&
-                    Bind(encoder_, "ENC_BeginConversion", begin_) &&
-                    Bind(encoder_, "ENC_EncodeBlock", encodeBlock_) &&
-                    Bind(encoder_, "ENC_EndConversion", end_));
+        ASSERT_TRUE(decoder_.Load()) << GetLastError();
+        encoder_ = LoadStaged(u"encoder\\Wave.dll");
+        ASSERT_TRUE(BindAll(encoder_, encApi_));
         dec_ = decoder_.create(nullptr);
-        enc_ = encCreate_(nullptr);
+        enc_ = encApi_.create(nullptr);
         ASSERT_TRUE(dec_ && enc_);
-        wchar_t temp[MAX_PATH];
-        folder_ = std::wstring(temp, GetTempPathW(MAX_PATH, temp));
+        const String temp = TempDir();
+        folder_ = std::wstring(temp.begin(), temp.end());
     }
     void TearDown() override {
         if (dec_)
             decoder_.destroy(dec_);
         if (enc_)
-            encDestroy_(enc_);
+            encApi_.destroy(enc_);
     }
 
     // Encodes `audio` in pieces of `piece` bytes, as the host's blocks arrive, each announced
@@ -46,18 +42,18 @@ class WavPlugins : public ::testing::Test {
         conversion_ = ConversionInfo{};
         conversion_.outputPath = U(path);
         conversion_.sourceFormat = &format;
-        if (!begin_(enc_, &conversion_))
+        if (!encApi_.beginConversion(enc_, &conversion_))
             return false;
         for (size_t at = 0; at < audio.size(); at += piece) {
             AudioBlockInfo block{};
             block.data = const_cast<uint8_t*>(audio.data() + at);
             block.length = uint32_t(std::min(piece, audio.size() - at));
             block.format = blockFormat ? *blockFormat : format;
-            if (!encodeBlock_(enc_, &block))
+            if (!encApi_.encodeBlock(enc_, &block))
                 return false;
         }
         uint32_t tagAfterwards = 0;
-        return end_(enc_, &conversion_, &tagAfterwards) != 0;
+        return encApi_.endConversion(enc_, &conversion_, &tagAfterwards) != 0;
     }
 
     // Opens `path` for a conversion and decodes it to its end into audio_, blocks_ and tags_.
@@ -81,11 +77,7 @@ class WavPlugins : public ::testing::Test {
 
     DecoderApi decoder_;
     HMODULE encoder_ = nullptr;
-    WmEncCreate encCreate_ = nullptr;
-    WmEncDestroy encDestroy_ = nullptr;
-    WmEncBeginConversion begin_ = nullptr;
-    WmEncEncodeBlock encodeBlock_ = nullptr;
-    WmEncEndConversion end_ = nullptr;
+    EncoderEntryPoints encApi_;
     void* dec_ = nullptr;
     void* enc_ = nullptr;
     std::wstring folder_;
@@ -95,20 +87,39 @@ class WavPlugins : public ::testing::Test {
     IDTagSet tags_;
 };
 
-TEST_F(WavPlugins, ExportTheirEntryPoints) {
-    for (const char* name : {"Get", "DeleteATag"})
-        EXPECT_NE(GetProcAddress(decoder_.module, name), nullptr) << name;
-    for (const char* name : {"ENC_Get", "ENC_Set", "ENC_ShowConfigBit", "ENC_RemoveConfigBit"})
-        EXPECT_NE(GetProcAddress(encoder_, name), nullptr) << name;
-}
-
-TEST_F(WavPlugins, EncoderRefusesABlockOfAnotherFormat) {
+TEST_F(WavPlugins, EncoderRefusesABlockOfAnotherFormatAndSaysWhy) {
     const std::wstring path = folder_ + L"mismatch.wav";
     const WmWaveFormat pcm = MakeWaveFormat(SampleKind::Pcm, 2, 44100, 16);
     const WmWaveFormat floatMono = MakeWaveFormat(SampleKind::Float, 1, 44100, 32);
     EXPECT_TRUE(Encode(path, pcm, Bytes(8), 8, &pcm));
     EXPECT_EQ(ReadBytes(path).size(), 80u + 8);
+    EXPECT_EQ(LastError(encApi_.get, enc_), u"") << "nothing has failed yet";
     EXPECT_FALSE(Encode(path, pcm, Bytes(8), 8, &floatMono)) << "other kind, same frame size";
+    EXPECT_EQ(LastError(encApi_.get, enc_), u"a block's format differs from the conversion's");
+    WmWaveFormat adpcm = pcm;
+    adpcm.formatTag = 2;
+    EXPECT_FALSE(Encode(path, adpcm, Bytes(8)));
+    EXPECT_EQ(LastError(encApi_.get, enc_), u"WAV format 0x0002 (MS ADPCM) is not supported");
+}
+
+TEST_F(WavPlugins, DecoderSaysWhyAFileDoesNotOpen) {
+    DecodeOpenInfo info{};
+    const std::wstring text = folder_ + L"not-a-wave.wav";
+    ASSERT_TRUE(WriteBytes(text, Bytes(64, 'x')));
+    EXPECT_FALSE(decoder_.OpenToConvert(dec_, text, info));
+    EXPECT_EQ(LastError(decoder_.get, dec_), u"not a RIFF WAVE file");
+
+    Bytes fmt = wav::test::PcmFmt(1, 8000, 16);
+    fmt[0] = 0x11; // IMA ADPCM
+    const std::wstring ima = folder_ + L"ima.wav";
+    Bytes chunks = wav::test::Chunk("fmt ", fmt);
+    wav::test::Add(chunks, wav::test::Chunk("data", Bytes(4)));
+    ASSERT_TRUE(WriteBytes(ima, wav::test::Wave(chunks)));
+    EXPECT_FALSE(decoder_.OpenToConvert(dec_, ima, info));
+    EXPECT_EQ(LastError(decoder_.get, dec_), u"WAV format 0x0011 (IMA ADPCM) is not supported");
+
+    EXPECT_FALSE(decoder_.OpenToConvert(dec_, folder_ + L"missing.wav", info));
+    EXPECT_EQ(LastError(decoder_.get, dec_), u"the file could not be opened");
 }
 
 TEST_F(WavPlugins, DecodeWholeFramesAndRewriteTagsSafely) {
@@ -133,11 +144,12 @@ TEST_F(WavPlugins, DecodeWholeFramesAndRewriteTagsSafely) {
     IDTagSet tags;
     tags.Add(u"title", u"new");
     // Held open without delete sharing, the file cannot be replaced.
-    HANDLE h = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0,
-                           nullptr);
-    ASSERT_NE(h, INVALID_HANDLE_VALUE);
+    UniqueHandle held(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                  OPEN_EXISTING, 0, nullptr));
+    ASSERT_TRUE(held);
     EXPECT_EQ(decoder_.SetIdTags(dec_, path, tags.Serialize()), 0u);
-    CloseHandle(h);
+    EXPECT_EQ(LastError(decoder_.get, dec_), u"the original file could not be replaced");
+    held.reset();
     EXPECT_EQ(ReadBytes(path), original);
     EXPECT_EQ(GetFileAttributesW(temporary.c_str()), INVALID_FILE_ATTRIBUTES);
 

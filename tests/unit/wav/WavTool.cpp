@@ -25,7 +25,8 @@ int Fail(const char* what) {
 int Tags(const wchar_t* stage, const wchar_t* in, const std::wstring& pictures) {
     DecoderApi api;
     DecodeOpenInfo info{};
-    void* decoder = api.Load(stage) ? api.create(nullptr) : nullptr;
+    void* decoder =
+        api.Load(reinterpret_cast<const char16_t*>(stage)) ? api.create(nullptr) : nullptr;
     if (!decoder || !api.OpenToConvert(decoder, in, info))
         return Fail("open failed");
     wm::IDTagSet tags;
@@ -66,7 +67,8 @@ int SetTags(const wchar_t* stage, const wchar_t* path, wchar_t** args, int count
                      bytes.size());
     }
     DecoderApi api;
-    void* decoder = api.Load(stage) ? api.create(nullptr) : nullptr;
+    void* decoder =
+        api.Load(reinterpret_cast<const char16_t*>(stage)) ? api.create(nullptr) : nullptr;
     const uint32_t ok = decoder ? api.SetIdTags(decoder, path, tags.Serialize()) : 0;
     if (decoder)
         api.destroy(decoder);

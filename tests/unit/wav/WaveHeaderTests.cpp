@@ -1,9 +1,10 @@
 // The RIFF WAVE / RF64 header parser and writer.
-#include "bundled/wav/LittleEndian.h"
+#include "bundled/wav/RiffChunks.h"
 #include "bundled/wav/WaveFormatRules.h"
 #include "bundled/wav/WaveHeaderParser.h"
 #include "bundled/wav/WaveHeaderWriter.h"
 #include "tests/unit/wav/WaveTestBytes.h"
+#include "text/LittleEndian.h"
 
 #include <gtest/gtest.h>
 
@@ -16,7 +17,7 @@ using namespace test;
 
 struct Parsed {
     WaveLayout layout;
-    std::string error;
+    WaveError error = kWaveOk;
     bool ok;
     explicit Parsed(const Bytes& file) : ok(Parse(file)) {}
     bool Parse(const Bytes& file) {
@@ -36,7 +37,7 @@ TEST(WaveHeaderParser, HandlesEveryTruncationAndRejectsZeroChannelsOrRate) {
         const Parsed p(Bytes(file.begin(), file.begin() + ptrdiff_t(n)));
         if (n < dataOffset) {
             EXPECT_FALSE(p.ok) << n;
-            EXPECT_FALSE(p.error.empty()) << n;
+            EXPECT_NE(p.error, kWaveOk) << n;
         } else {
             ASSERT_TRUE(p.ok) << n << ": " << p.error;
             EXPECT_EQ(p.layout.dataOffset, dataOffset);
@@ -46,10 +47,10 @@ TEST(WaveHeaderParser, HandlesEveryTruncationAndRejectsZeroChannelsOrRate) {
     // Zero channels would otherwise divide by a zero block align.
     Bytes broken = file;
     broken[40] = 0; // the channel count, after the 18-byte LIST
-    EXPECT_EQ(Parsed(broken).error, "zero channels");
+    EXPECT_EQ(Parsed(broken).error, kWaveZeroChannels);
     broken = file;
     broken[43] = broken[42] = 0; // the sample rate
-    EXPECT_EQ(Parsed(broken).error, "zero sample rate");
+    EXPECT_EQ(Parsed(broken).error, kWaveZeroRate);
 }
 
 TEST(WaveHeaderWriter, ChoosesPlainOrExtensibleFormThatReadsBack) {
@@ -60,7 +61,7 @@ TEST(WaveHeaderWriter, ChoosesPlainOrExtensibleFormThatReadsBack) {
     for (const Case& c : {Case{2, 16, 1, 0}, Case{6, 24, 0xFFFE, 0x3F}}) {
         SCOPED_TRACE(c.channels);
         WaveHeaderWriter writer;
-        std::string error;
+        WaveError error = kWaveOk;
         const WmWaveFormat source = MakeWaveFormat(SampleKind::Pcm, c.channels, 44100, c.bits);
         ASSERT_TRUE(writer.Init(source, error));
         EXPECT_EQ(writer.Format().formatTag, c.tag);
@@ -80,7 +81,7 @@ TEST(WaveHeaderWriter, ChoosesPlainOrExtensibleFormThatReadsBack) {
 
 TEST(WaveHeaderWriter, SwitchesToRf64AtTheLimitAndReadsItBack) {
     WaveHeaderWriter writer;
-    std::string error;
+    WaveError error = kWaveOk;
     ASSERT_TRUE(writer.Init(MakeWaveFormat(SampleKind::Pcm, 2, 44100, 16), error));
     const uint64_t lastRiff = UINT32_MAX - (writer.HeaderSize() - 8) - 1; // even: no pad
     EXPECT_FALSE(writer.NeedsRf64(lastRiff));

@@ -1,7 +1,7 @@
 // Tags of whole wave files: reading them and rewriting a file with new ones.
-#include "bundled/wav/LittleEndian.h"
 #include "bundled/wav/WaveTagFile.h"
 #include "tests/unit/wav/WaveTestBytes.h"
+#include "text/LittleEndian.h"
 
 #include <gtest/gtest.h>
 
@@ -24,7 +24,7 @@ struct VectorSink final : ByteSink {
 WaveTags Read(const Bytes& file, Ids& ids) {
     MemoryByteSource source(file.data(), file.size());
     RiffFile riff;
-    std::string error;
+    WaveError error = kWaveOk;
     WaveTags tags;
     EXPECT_TRUE(WalkRiffChunks(source, riff, error)) << error;
     ReadWaveTags(source, riff, tags);
@@ -39,7 +39,7 @@ Bytes Rewrite(const Bytes& file, const WaveTags& tags, bool& changes) {
     MemoryByteSource source(file.data(), file.size());
     TagRewritePlan plan;
     VectorSink sink;
-    std::string error;
+    WaveError error = kWaveOk;
     EXPECT_TRUE(PlanTagRewrite(source, tags, plan, error) &&
                 WriteTagRewrite(source, plan, sink, error))
         << error;

@@ -4,6 +4,7 @@
 
 #include "bundled/wav/ByteSource.h"
 #include "bundled/wav/WaveTags.h"
+#include "text/LittleEndian.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -22,7 +23,9 @@ inline bool Contains(const Bytes& hay, const Bytes& needle) {
     return std::search(hay.begin(), hay.end(), needle.begin(), needle.end()) != hay.end();
 }
 inline Bytes Le32Bytes(uint32_t v) {
-    return {uint8_t(v), uint8_t(v >> 8), uint8_t(v >> 16), uint8_t(v >> 24)};
+    Bytes b(4);
+    PutLe32(b.data(), v);
+    return b;
 }
 inline Bytes SynchsafeBytes(uint32_t v) {
     return {uint8_t(v >> 21 & 0x7F), uint8_t(v >> 14 & 0x7F), uint8_t(v >> 7 & 0x7F),
