@@ -17,7 +17,8 @@ cmake --build "$build" --target fuzz_targets
 status=0
 # target:seed-folder
 for entry in fuzz_wav_header:wav fuzz_wav_tags:wav_tags fuzz_tagblock_wide:fuzz_tagblock_wide \
-    fuzz_tagblock_narrow:fuzz_tagblock_narrow fuzz_image_header:fuzz_image_header; do
+    fuzz_tagblock_narrow:fuzz_tagblock_narrow fuzz_image_header:fuzz_image_header \
+    fuzz_vorbis_comments:fuzz_vorbis_comments fuzz_mp3_tags:fuzz_mp3_tags; do
     target=${entry%%:*}
     if [ "$only" != "  " ] && [ "${only#* "$target" }" = "$only" ]; then
         continue
