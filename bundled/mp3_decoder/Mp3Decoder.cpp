@@ -63,7 +63,7 @@ uint32_t Mp3Decoder::Open(DecodeOpenInfo* info) noexcept {
 }
 
 bool Mp3Decoder::OpenStream(DecodeOpenInfo& info) {
-    if (std::u16string_view(info.path) == u"-" || !file_.OpenForReading(info.path))
+    if (std::u16string_view(info.path) == u"-" || !file_.Open(info.path))
         return error_.Fail(u"the file cannot be opened"), false;
     wav::WaveTags tags;
     ReadTags(tags);

@@ -4,7 +4,7 @@
 
 #include "bundled/codec/PluginSupport.h"
 #include "bundled/wav/WaveTags.h"
-#include "bundled/win/Win32File.h"
+#include "bundled/win/BufferedReader.h"
 
 #include <mpg123.h>
 #include <sdk/wavemill_plugin.h>
@@ -39,7 +39,7 @@ class Mp3Decoder {
     static off_t OnSeek(void* self, off_t offset, int whence);
 
     codec::LastError error_;
-    Win32File file_;
+    BufferedReader file_;
     uint64_t audioStart_ = 0; // the audio lies in [audioStart_, audioEnd_)
     uint64_t audioEnd_ = 0;
     uint64_t readAt_ = 0; // relative to audioStart_
