@@ -34,6 +34,10 @@ const FieldName kFields[] = {
     {"LYRICS", u"lyrics"},
     {"TRACKNUMBER", u"track"},
     {"DISCNUMBER", u"disc"},
+    {"REPLAYGAIN_TRACK_GAIN", u"replaygain_track_gain"},
+    {"REPLAYGAIN_TRACK_PEAK", u"replaygain_track_peak"},
+    {"REPLAYGAIN_ALBUM_GAIN", u"replaygain_album_gain"},
+    {"REPLAYGAIN_ALBUM_PEAK", u"replaygain_album_peak"},
 };
 
 // The count halves of "n/total" values, read into the number's tag afterwards.

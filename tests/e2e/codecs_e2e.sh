@@ -177,6 +177,10 @@ done
 wm -infile=a.flac -outfile=c.mp3 -convert_to=MP3 -V 4
 wm -infile=c.mp3 -outfile=c.flac -convert_to=FLAC
 wm -infile=c.flac -outfile=c.wav -convert_to=Wave
+flac -s -f -o rg.flac -T 'TITLE=Gain' -T 'REPLAYGAIN_TRACK_GAIN=-3.20 dB' src.wav
+wm -infile=rg.flac -outfile=rg.mp3 -convert_to=MP3 -b 128
+wm -infile=rg.mp3 -outfile=rg2.flac -convert_to=FLAC
+check "ReplayGain reaches the MP3 (TXXX) and the FLAC after it" test "$(probe rg.mp3 | grep -ci '^replaygain_track_gain="-3.20 dB"$'):$(metaflac --show-tag=REPLAYGAIN_TRACK_GAIN rg2.flac)" = "1:REPLAYGAIN_TRACK_GAIN=-3.20 dB"
 check "the chain ends with the source's length" test "$(soxi -s c.wav)" = "$(soxi -s src.wav)"
 check "MP3 in the chain keeps every tag (ffprobe)" test "$(probe c.mp3 | grep -cxF -f <(printf '%s\n' 'title="Tëst Title"' 'album_artist="Various"' 'track="3/12"' 'disc="1/2"' 'date="2024"' 'comment="Said so"'))" -eq 6
 clist=$(metaflac --list c.flac)
