@@ -84,8 +84,13 @@ bool FlacDecoder::OpenStream(DecodeOpenInfo& info) {
                                          OnMetadata, OnError,
                                          this) != FLAC__STREAM_DECODER_INIT_STATUS_OK)
         return error_.Fail(u"libFLAC could not start"), false;
-    if (!FLAC__stream_decoder_process_until_end_of_metadata(decoder_) || !haveInfo_)
+    const bool read = FLAC__stream_decoder_process_until_end_of_metadata(decoder_);
+    if (!haveInfo_)
         return error_.Fail(u"not a FLAC file (no FLAC stream header)"), false;
+    if (!read)
+        return error_.Fail(u"a metadata block is damaged (" +
+                           Widen(FLAC__stream_decoder_get_resolved_state_string(decoder_)) + u")"),
+               false;
     if (damaged_)
         return error_.Fail(u"damaged metadata: " + ErrorName(streamError_)), false;
 

@@ -113,6 +113,13 @@ TEST_F(CodecPlugins, TwentyBitThreeChannelsRoundTripAndDamage) {
     ASSERT_TRUE(WriteBytes(path_, file));
     EXPECT_FALSE(Decode(pcm, got, why));
     EXPECT_NE(why.find("ends early"), std::string::npos) << why;
+    file = ReadBytes(path_);
+    file.insert(file.begin() + 42,
+                {0x06, 0, 0, 32, 0, 0, 0, 3, 0, 0, 0, 0, 0, 0, 0,    0,    0,    0,
+                 0,    0, 0, 0,  0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF});
+    ASSERT_TRUE(WriteBytes(path_, file)); // a PICTURE block claiming 4 GiB of picture data
+    EXPECT_FALSE(Decode(pcm, got, why));
+    EXPECT_NE(why.find("metadata block is damaged"), std::string::npos) << why;
     file.assign(4096, 0xFF);
     ASSERT_TRUE(WriteBytes(path_, file));
     EXPECT_FALSE(Decode(pcm, got, why));
