@@ -34,6 +34,7 @@ class Mp3Decoder {
     void ReadTags(wav::WaveTags& tags);
     bool StartDecoder();
     String DecoderError() const;
+    String Ms(uint64_t bytes) const;
 
     static mpg123_ssize_t OnRead(void* self, void* buffer, size_t bytes);
     static off_t OnSeek(void* self, off_t offset, int whence);
@@ -47,6 +48,7 @@ class Mp3Decoder {
     WmWaveFormat format_{};
     std::vector<uint8_t> pcm_;
     uint64_t deliveredBytes_ = 0;
+    uint64_t expectedBytes_ = 0; // from LAME's info frame; 0 when unknown
     bool finished_ = false;
     std::vector<uint8_t> tagBlock_;
 };

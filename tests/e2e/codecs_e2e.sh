@@ -166,7 +166,8 @@ check "ID3v1 tags arrive" grep -qzP 'title=Old Title\nartist=Old Artist' <<<"$(w
 check "mono 22 kHz MP3 decodes gapless" test "$(format_of v1.wav)" = "22050 1 16 44100 "
 head -c 150000 /dev/urandom >junk.mp3
 printf 'ID3\003\000\000\177\177\177\177' | cat - mono.wav >runaway.mp3
-for bad in junk runaway; do
+cp V2.mp3 holed.mp3 && dd if=/dev/zero of=holed.mp3 bs=1 seek=100000 count=600 conv=notrunc status=none
+for bad in junk runaway holed; do
     echo precious >kept.wav
     wm -infile=$bad.mp3 -outfile=kept.wav -convert_to=Wave
     check "$bad.mp3 fails with an error line and keeps the output" \
