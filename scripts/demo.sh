@@ -26,5 +26,5 @@ metaflac --list --block-type=VORBIS_COMMENT,PICTURE $demo/sample.flac | grep -E 
 
 wm -infile=$demo/sample.flac -outfile=$demo/sample.mp3 -convert_to=MP3 -V 2
 echo "Wavemill exit status: ${PIPESTATUS[0]}"
-ffprobe -v error -show_entries format_tags:stream=codec_name,disposition=attached_pic $demo/sample.mp3
+ffprobe -v error -show_entries format_tags:stream=codec_name:stream_disposition=attached_pic -of compact $demo/sample.mp3
 mpg123 -t -q $demo/sample.mp3 && echo "mpg123 decodes it: ok"
