@@ -1,16 +1,30 @@
 #!/bin/bash
-# The main job on a fresh machine: install what is missing, build, make a 30-second tone and
-# convert it with Wavemill under Wine, showing the settings, the progress bar and the summary.
+# The main job on a fresh machine: install what is missing, build, make a tagged 30-second sample
+# with a cover, convert it with Wavemill under Wine to FLAC and on to MP3, and check each output
+# with its native tool (flac and metaflac, ffprobe and mpg123).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
 scripts/build.sh windows
-mkdir -p build/demo
-sox -n -r 44100 -c 2 -b 16 build/demo/tone.wav synth 30 sine 440 sine 660 gain -6
+demo=build/demo
+mkdir -p $demo
 export WINEPREFIX="$PWD/build/windows/wineprefix" WINEDEBUG=-all WINEDLLOVERRIDES=mscoree,mshtml=
 tests/wine_prefix.sh up "$WINEPREFIX"
-rm -f build/demo/tone-out.wav
-wine dist/Wavemill.exe -infile=build/demo/tone.wav -outfile=build/demo/tone-out.wav -convert_to=Wave \
-    | iconv -f UTF-16LE -t UTF-8
+wm() { wine dist/Wavemill.exe "$@" </dev/null | iconv -f UTF-16LE -t UTF-8; }
+
+sox -n -r 44100 -c 2 -b 16 $demo/sample.wav synth 30 sine 440 sine 660 gain -6
+/usr/bin/convert-im6.q16 -size 300x300 gradient:navy-gold $demo/cover.jpg
+wine build/windows/tests/unit/wav/wavtool.exe settags "Z:$PWD/dist" "Z:$PWD/$demo/sample.wav" \
+    'title=Demo Tone' 'artist=Wavemill' 'album=Demo' 'track=1/1' 'year=2026' \
+    "@Front Album Cover=Z:$PWD/$demo/cover.jpg" </dev/null
+rm -f $demo/sample.flac $demo/sample.mp3
+
+wm -infile=$demo/sample.wav -outfile=$demo/sample.flac -convert_to=FLAC -8
 echo "Wavemill exit status: ${PIPESTATUS[0]}"
-soxi build/demo/tone-out.wav
+flac -t $demo/sample.flac
+metaflac --list --block-type=VORBIS_COMMENT,PICTURE $demo/sample.flac | grep -E 'comment\[|type: [0-9]+ \(|MIME'
+
+wm -infile=$demo/sample.flac -outfile=$demo/sample.mp3 -convert_to=MP3 -V 2
+echo "Wavemill exit status: ${PIPESTATUS[0]}"
+ffprobe -v error -show_entries format_tags:stream=codec_name:stream_disposition=attached_pic -of compact $demo/sample.mp3
+mpg123 -t -q $demo/sample.mp3 && echo "mpg123 decodes it: ok"

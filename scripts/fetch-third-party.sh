@@ -18,10 +18,10 @@ done <third_party/versions.txt
 verify_sources() {
     local dsc
     dsc=$(ls "$1"/*.dsc)
-    ls "$1"/*.orig.tar.* >/dev/null
+    ls "$1"/*.orig.tar.* >/dev/null || return 1
     awk '/^Checksums-Sha256:/{s=1;next} /^[^ ]/{s=0} s{print $1"  "$3}' "$dsc" \
         | (cd "$1" && while read -r sum file; do
-            [ ! -f "$file" ] || echo "$sum  $file" | sha256sum --quiet -c -
+            [ ! -f "$file" ] || echo "$sum  $file" | sha256sum --quiet -c - || exit 1
         done)
 }
 
@@ -39,7 +39,10 @@ for spec in "${missing[@]}"; do
     dir="$root/sources/$name"
     rm -rf "$dir" && mkdir -p "$dir"
     echo "Fetching Debian source $spec"
-    (cd "$dir" && apt-get "${apt_opts[@]}" source --download-only -qq "$spec" </dev/null) || true
-    verify_sources "$dir"
+    # apt reports the files the archive lacks (see above); its log is shown only when the check
+    # that follows fails.
+    (cd "$dir" && apt-get "${apt_opts[@]}" source --download-only -qq "$spec" </dev/null) \
+        >"$root/apt-$name.log" 2>&1 || true
+    verify_sources "$dir" || { cat "$root/apt-$name.log" >&2; exit 1; }
     touch "$dir/.fetched-$version"
 done

@@ -51,10 +51,26 @@ void UnpackPcm(const uint8_t* source, size_t frames, const PcmLayout& layout, in
     }
 }
 
+namespace {
+
+// The common case, 16-bit samples, without the per-byte loop.
+void Pack16(const int32_t* const* channels, size_t frames, size_t count, uint8_t* target) {
+    for (size_t f = 0; f < frames; ++f)
+        for (size_t c = 0; c < count; ++c) {
+            const auto v = static_cast<uint16_t>(channels[c][f]);
+            *target++ = static_cast<uint8_t>(v);
+            *target++ = static_cast<uint8_t>(v >> 8);
+        }
+}
+
+} // namespace
+
 void PackPlanar(const int32_t* const* channels, size_t frames, const PcmLayout& layout,
                 uint8_t* target) {
     const unsigned shift = layout.containerBytes * 8u - layout.validBits;
     const size_t width = layout.containerBytes;
+    if (width == 2 && shift == 0)
+        return Pack16(channels, frames, layout.channels, target);
     for (size_t f = 0; f < frames; ++f) {
         for (size_t c = 0; c < layout.channels; ++c) {
             const uint32_t v = static_cast<uint32_t>(channels[c][f]) << shift;

@@ -34,6 +34,10 @@ const FieldName kFields[] = {
     {"LYRICS", u"lyrics"},
     {"TRACKNUMBER", u"track"},
     {"DISCNUMBER", u"disc"},
+    {"REPLAYGAIN_TRACK_GAIN", u"replaygain_track_gain"},
+    {"REPLAYGAIN_TRACK_PEAK", u"replaygain_track_peak"},
+    {"REPLAYGAIN_ALBUM_GAIN", u"replaygain_album_gain"},
+    {"REPLAYGAIN_ALBUM_PEAK", u"replaygain_album_peak"},
 };
 
 // The count halves of "n/total" values, read into the number's tag afterwards.
@@ -78,39 +82,50 @@ bool IsFieldName(StringView name) {
 } // namespace
 
 void ReadVorbisComments(const std::vector<std::string_view>& comments, wav::WaveTags& tags) {
-    std::vector<std::pair<const char16_t*, String>> totals;
     for (std::string_view comment : comments) {
         const size_t eq = comment.find('=');
         if (eq == std::string_view::npos || eq == 0)
             continue;
         const String field = Upper(comment.substr(0, eq));
-        const String value = Widen(comment.substr(eq + 1));
-        if (value.empty())
+        // The tag set's strings end at a NUL; a name outside the field alphabet (or one that
+        // would pass for an internal "_" tag) is not taken.
+        String value = Widen(comment.substr(eq + 1));
+        value.resize(std::min(value.find(u'\0'), value.size()));
+        if (value.empty() || !IsFieldName(field))
             continue;
         if (const char16_t* counted = NameOf(kTotals, field)) {
-            totals.emplace_back(counted, value);
-        } else {
-            const char16_t* name = NameOf(kFields, field);
-            tags.AddValue(name ? String(name) : field, value);
+            AddTotal(tags, counted, value);
+            continue;
         }
+        const char16_t* name = NameOf(kFields, field);
+        // A count read before its number waits as "/total".
+        wav::TextTag* known = name ? tags.Find(name) : nullptr;
+        if (known && known->value.starts_with(u'/') &&
+            (String(name) == u"track" || String(name) == u"disc"))
+            known->value = value + known->value;
+        else
+            tags.AddValue(name ? String(name) : field, value);
     }
-    for (const auto& [name, total] : totals)
-        AddTotal(tags, name, total);
 }
 
 std::vector<std::string> MakeVorbisComments(const wav::WaveTags& tags) {
     std::vector<std::string> out;
-    auto add = [&out](const std::string& field, StringView value) {
-        // Free text keeps its line breaks; elsewhere a CR separates values.
-        if (IsFreeTextTag(Widen(field))) {
+    auto add = [&out](const std::string& field, StringView value, bool single = false) {
+        // Free text keeps its line breaks, and a count is one value; elsewhere a CR separates
+        // values.
+        if (single || IsFreeTextTag(Widen(field))) {
             out.push_back(field + "=" + Narrow(value));
             return;
         }
-        size_t start = 0;
-        while (start <= value.size()) {
+        // Each distinct value once, as reading joins them.
+        std::vector<StringView> seen;
+        for (size_t start = 0; start <= value.size();) {
             const size_t end = std::min(value.find(u'\r', start), value.size());
-            if (end > start)
-                out.push_back(field + "=" + Narrow(value.substr(start, end - start)));
+            const StringView part = value.substr(start, end - start);
+            if (!part.empty() && std::find(seen.begin(), seen.end(), part) == seen.end()) {
+                seen.push_back(part);
+                out.push_back(field + "=" + Narrow(part));
+            }
             start = end + 1;
         }
     };
@@ -125,11 +140,13 @@ std::vector<std::string> MakeVorbisComments(const wav::WaveTags& tags) {
                                        std::string_view(field) == "DISCNUMBER");
         const size_t slash = t.value.find(u'/');
         if (counted && slash != String::npos) {
-            add(field, StringView(t.value).substr(0, slash));
-            add(field[0] == 'T' ? "TRACKTOTAL" : "DISCTOTAL",
-                StringView(t.value).substr(slash + 1));
+            const StringView value = t.value;
+            if (slash != 0)
+                add(field, value.substr(0, slash), true);
+            if (slash + 1 < value.size())
+                add(field[0] == 'T' ? "TRACKTOTAL" : "DISCTOTAL", value.substr(slash + 1), true);
         } else {
-            add(field ? std::string(field) : Narrow(t.name), t.value);
+            add(field ? std::string(field) : Narrow(t.name), t.value, counted);
         }
     }
     return out;

@@ -71,7 +71,7 @@ uint32_t FlacDecoder::Open(DecodeOpenInfo* info) noexcept {
 }
 
 bool FlacDecoder::OpenStream(DecodeOpenInfo& info) {
-    if (std::u16string_view(info.path) == u"-" || !file_.OpenForReading(info.path))
+    if (std::u16string_view(info.path) == u"-" || !file_.Open(info.path))
         return error_.Fail(u"the file cannot be opened"), false;
     fileSize_ = file_.Size();
     decoder_ = FLAC__stream_decoder_new();
@@ -84,8 +84,13 @@ bool FlacDecoder::OpenStream(DecodeOpenInfo& info) {
                                          OnMetadata, OnError,
                                          this) != FLAC__STREAM_DECODER_INIT_STATUS_OK)
         return error_.Fail(u"libFLAC could not start"), false;
-    if (!FLAC__stream_decoder_process_until_end_of_metadata(decoder_) || !haveInfo_)
+    const bool read = FLAC__stream_decoder_process_until_end_of_metadata(decoder_);
+    if (!haveInfo_)
         return error_.Fail(u"not a FLAC file (no FLAC stream header)"), false;
+    if (!read)
+        return error_.Fail(u"a metadata block is damaged (" +
+                           Widen(FLAC__stream_decoder_get_resolved_state_string(decoder_)) + u")"),
+               false;
     if (damaged_)
         return error_.Fail(u"damaged metadata: " + ErrorName(streamError_)), false;
 
@@ -177,6 +182,9 @@ bool FlacDecoder::FillBlock(size_t wanted) {
             return error_.Fail(u"libFLAC stopped: " +
                                Widen(FLAC__stream_decoder_get_resolved_state_string(decoder_))),
                    false;
+        // A frame cut off by the end of the file shows as lost sync: say what it is.
+        if (damaged_ && CutOff())
+            return error_.Fail(EndsEarly()), false;
         if (damaged_)
             return error_.Fail(ErrorName(streamError_) + u" after sample " +
                                Widen(std::to_string(decodedFrames_))),
@@ -188,14 +196,21 @@ bool FlacDecoder::FillBlock(size_t wanted) {
 bool FlacDecoder::FinishStream() {
     const bool md5Checked = !sought_;
     if (!sought_ && info_.total_samples != 0 && decodedFrames_ != info_.total_samples)
-        return error_.Fail(u"the file ends early: " + Widen(std::to_string(decodedFrames_)) +
-                           u" of " + Widen(std::to_string(info_.total_samples)) +
-                           u" samples decoded"),
-               false;
+        return error_.Fail(EndsEarly()), false;
     if (!FLAC__stream_decoder_finish(decoder_) && md5Checked)
         return error_.Fail(u"the decoded audio does not match the MD5 signature of the file"),
                false;
     return true;
+}
+
+bool FlacDecoder::CutOff() const {
+    return FLAC__stream_decoder_get_state(decoder_) == FLAC__STREAM_DECODER_END_OF_STREAM &&
+           decodedFrames_ < info_.total_samples;
+}
+
+String FlacDecoder::EndsEarly() const {
+    return u"the file ends early: " + Widen(std::to_string(decodedFrames_)) + u" of " +
+           Widen(std::to_string(info_.total_samples)) + u" samples decoded";
 }
 
 uint32_t FlacDecoder::SetPosition(uint64_t ms) noexcept {

@@ -4,7 +4,7 @@
 
 #include "bundled/codec/PcmConvert.h"
 #include "bundled/codec/PluginSupport.h"
-#include "bundled/win/Win32File.h"
+#include "bundled/win/BufferedReader.h"
 
 #include <FLAC/stream_decoder.h>
 #include <sdk/wavemill_plugin.h>
@@ -32,6 +32,9 @@ class FlacDecoder {
     bool OpenStream(DecodeOpenInfo& info);
     bool FillBlock(size_t wanted);
     bool FinishStream();
+    // Whether damage lies in a last frame that the end of the file cut off.
+    bool CutOff() const;
+    String EndsEarly() const;
     void MakeTagBlock();
 
     static FLAC__StreamDecoderReadStatus OnRead(const FLAC__StreamDecoder*, FLAC__byte buffer[],
@@ -49,7 +52,7 @@ class FlacDecoder {
     static void OnError(const FLAC__StreamDecoder*, FLAC__StreamDecoderErrorStatus, void* self);
 
     codec::LastError error_;
-    Win32File file_;
+    BufferedReader file_;
     uint64_t fileSize_ = 0;
     uint64_t readAt_ = 0;
     FLAC__StreamDecoder* decoder_ = nullptr;

@@ -36,6 +36,9 @@ uint32_t FlacEncoder::Get(const WmChar* name, PluginValue* value) noexcept {
     uint32_t result = 0;
     if (error_.Answer(name, value, result))
         return result;
+    // The source's ReplayGain values are worth keeping: the tags have a place for them.
+    if (codec::Is(name, WM_VALUE_SEND_OVER_REPLAYGAIN_TAGS))
+        return 1;
     if (!value || !codec::Is(name, WM_VALUE_EXTENSION))
         return 0;
     value->pointer1 = const_cast<char16_t*>(u".flac");
@@ -119,29 +122,9 @@ bool FlacEncoder::AddMetadata(const ConversionInfo& conversion) {
             !FLAC__metadata_object_vorbiscomment_append_comment(comments, entry, true))
             return error_.Fail(u"out of memory"), false;
     }
-    for (const wav::Picture& pic : tags.pictures) {
-        // A picture too large for a metadata block stays out rather than fail the conversion.
-        if (pic.data.empty() || pic.data.size() > kMaxBlock - 64 * 1024)
-            continue;
-        FLAC__StreamMetadata* block = FLAC__metadata_object_new(FLAC__METADATA_TYPE_PICTURE);
-        if (!block)
+    for (const wav::Picture& pic : tags.pictures)
+        if (!AddPicture(pic))
             return error_.Fail(u"out of memory"), false;
-        metadata_.push_back(block);
-        std::string mime = wav::PictureMimeType(pic.data.data(), pic.data.size());
-        std::string description = Narrow(pic.description);
-        const ImageInfo image = GetImageInfo(pic.data.data(), pic.data.size());
-        block->data.picture.type = static_cast<FLAC__StreamMetadata_Picture_Type>(pic.type);
-        block->data.picture.width = image.Width;
-        block->data.picture.height = image.Height;
-        block->data.picture.depth = image.BitsPerPixel;
-        if (!FLAC__metadata_object_picture_set_mime_type(block, mime.data(), true) ||
-            !FLAC__metadata_object_picture_set_description(
-                block, reinterpret_cast<FLAC__byte*>(description.data()), true) ||
-            !FLAC__metadata_object_picture_set_data(block, const_cast<uint8_t*>(pic.data.data()),
-                                                    static_cast<FLAC__uint32>(pic.data.size()),
-                                                    true))
-            return error_.Fail(u"out of memory"), false;
-    }
     reserve_ = options_.seekTable ? static_cast<uint32_t>(4 + kSeekCapacity * kSeekPointBytes) : 0;
     if (options_.padding + reserve_ != 0) {
         FLAC__StreamMetadata* padding = FLAC__metadata_object_new(FLAC__METADATA_TYPE_PADDING);
@@ -155,6 +138,28 @@ bool FlacEncoder::AddMetadata(const ConversionInfo& conversion) {
     return FLAC__stream_encoder_set_metadata(encoder_, metadata_.data(),
                                              static_cast<uint32_t>(metadata_.size())) ||
            (error_.Fail(u"libFLAC refused the metadata"), false);
+}
+
+bool FlacEncoder::AddPicture(const wav::Picture& pic) {
+    // A picture too large for a metadata block stays out rather than fail the conversion.
+    if (pic.data.empty() || pic.data.size() > kMaxBlock - 64 * 1024)
+        return true;
+    FLAC__StreamMetadata* block = FLAC__metadata_object_new(FLAC__METADATA_TYPE_PICTURE);
+    if (!block)
+        return false;
+    metadata_.push_back(block);
+    std::string mime = wav::PictureMimeType(pic.data.data(), pic.data.size());
+    std::string description = Narrow(pic.description);
+    const ImageInfo image = GetImageInfo(pic.data.data(), pic.data.size());
+    block->data.picture.type = static_cast<FLAC__StreamMetadata_Picture_Type>(pic.type);
+    block->data.picture.width = image.Width;
+    block->data.picture.height = image.Height;
+    block->data.picture.depth = image.BitsPerPixel;
+    return FLAC__metadata_object_picture_set_mime_type(block, mime.data(), true) &&
+           FLAC__metadata_object_picture_set_description(
+               block, reinterpret_cast<FLAC__byte*>(description.data()), true) &&
+           FLAC__metadata_object_picture_set_data(block, const_cast<uint8_t*>(pic.data.data()),
+                                                  static_cast<FLAC__uint32>(pic.data.size()), true);
 }
 
 uint32_t FlacEncoder::Encode(const AudioBlockInfo* block) noexcept {

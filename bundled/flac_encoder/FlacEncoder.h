@@ -7,6 +7,7 @@
 #include "bundled/codec/PluginSupport.h"
 #include "bundled/codec/SeekPoints.h"
 #include "bundled/flac_encoder/FlacOptions.h"
+#include "bundled/wav/WaveTags.h"
 #include "bundled/win/BufferedWriter.h"
 
 #include <FLAC/stream_encoder.h>
@@ -33,6 +34,8 @@ class FlacEncoder {
     bool Start(const ConversionInfo& conversion);
     bool Configure(const WmWaveFormat& format);
     bool AddMetadata(const ConversionInfo& conversion);
+    // False only when memory runs out; a picture too large for a block is left out.
+    bool AddPicture(const wav::Picture& picture);
     bool WriteSeekTable();
     String EncoderState() const;
     void Reset();

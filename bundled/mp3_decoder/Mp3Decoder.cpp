@@ -63,13 +63,19 @@ uint32_t Mp3Decoder::Open(DecodeOpenInfo* info) noexcept {
 }
 
 bool Mp3Decoder::OpenStream(DecodeOpenInfo& info) {
-    if (std::u16string_view(info.path) == u"-" || !file_.OpenForReading(info.path))
+    if (std::u16string_view(info.path) == u"-" || !file_.Open(info.path))
         return error_.Fail(u"the file cannot be opened"), false;
     wav::WaveTags tags;
     ReadTags(tags);
     if (!StartDecoder())
         return false;
     const off_t samples = mpg123_length(handle_);
+    // With LAME's info frame the length is exact, and a shortfall at the end means frames were
+    // skipped as damaged.
+    long delay = -1;
+    double unused = 0;
+    mpg123_getstate(handle_, MPG123_ENC_DELAY, &delay, &unused);
+    expectedBytes_ = delay >= 0 && samples > 0 ? uint64_t(samples) * format_.blockAlign : 0;
     if (samples > 0) {
         info.byteLength = uint64_t(samples) * format_.blockAlign;
         info.msLength = uint64_t(samples) * 1000 / format_.samplesPerSec;
@@ -150,6 +156,10 @@ bool Mp3Decoder::StartDecoder() {
     return true;
 }
 
+String Mp3Decoder::Ms(uint64_t bytes) const {
+    return Widen(std::to_string(wav::BytesToMs(bytes, format_.avgBytesPerSec)));
+}
+
 String Mp3Decoder::DecoderError() const {
     return handle_ ? Widen(mpg123_strerror(handle_)) : String(u"no decoder");
 }
@@ -160,7 +170,7 @@ uint32_t Mp3Decoder::Close() noexcept {
         mpg123_delete(handle_);
     }
     handle_ = nullptr;
-    audioStart_ = audioEnd_ = readAt_ = deliveredBytes_ = 0;
+    audioStart_ = audioEnd_ = readAt_ = deliveredBytes_ = expectedBytes_ = 0;
     finished_ = false;
     std::vector<uint8_t>().swap(pcm_);
     std::vector<uint8_t>().swap(tagBlock_);
@@ -177,6 +187,9 @@ uint32_t Mp3Decoder::DecodeBlock(AudioBlockInfo* block) noexcept {
         got += done;
         if (status == MPG123_DONE) {
             finished_ = got == 0;
+            if (finished_ && deliveredBytes_ < expectedBytes_)
+                return error_.Fail(u"damaged frames were skipped: " + Ms(deliveredBytes_) +
+                                   u" of " + Ms(expectedBytes_) + u" ms decoded");
             break;
         }
         if (status == MPG123_NEW_FORMAT) {

@@ -4,7 +4,7 @@
 
 #include "bundled/codec/PluginSupport.h"
 #include "bundled/wav/WaveTags.h"
-#include "bundled/win/Win32File.h"
+#include "bundled/win/BufferedReader.h"
 
 #include <mpg123.h>
 #include <sdk/wavemill_plugin.h>
@@ -34,12 +34,13 @@ class Mp3Decoder {
     void ReadTags(wav::WaveTags& tags);
     bool StartDecoder();
     String DecoderError() const;
+    String Ms(uint64_t bytes) const;
 
     static mpg123_ssize_t OnRead(void* self, void* buffer, size_t bytes);
     static off_t OnSeek(void* self, off_t offset, int whence);
 
     codec::LastError error_;
-    Win32File file_;
+    BufferedReader file_;
     uint64_t audioStart_ = 0; // the audio lies in [audioStart_, audioEnd_)
     uint64_t audioEnd_ = 0;
     uint64_t readAt_ = 0; // relative to audioStart_
@@ -47,6 +48,7 @@ class Mp3Decoder {
     WmWaveFormat format_{};
     std::vector<uint8_t> pcm_;
     uint64_t deliveredBytes_ = 0;
+    uint64_t expectedBytes_ = 0; // from LAME's info frame; 0 when unknown
     bool finished_ = false;
     std::vector<uint8_t> tagBlock_;
 };

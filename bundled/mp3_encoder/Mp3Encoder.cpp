@@ -25,6 +25,9 @@ uint32_t Mp3Encoder::Get(const WmChar* name, PluginValue* value) noexcept {
     uint32_t result = 0;
     if (error_.Answer(name, value, result))
         return result;
+    // The source's ReplayGain values are worth keeping: the tags have a place for them.
+    if (codec::Is(name, WM_VALUE_SEND_OVER_REPLAYGAIN_TAGS))
+        return 1;
     if (!value || !codec::Is(name, WM_VALUE_EXTENSION))
         return 0;
     value->pointer1 = const_cast<char16_t*>(u".mp3");

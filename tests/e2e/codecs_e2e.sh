@@ -166,7 +166,8 @@ check "ID3v1 tags arrive" grep -qzP 'title=Old Title\nartist=Old Artist' <<<"$(w
 check "mono 22 kHz MP3 decodes gapless" test "$(format_of v1.wav)" = "22050 1 16 44100 "
 head -c 150000 /dev/urandom >junk.mp3
 printf 'ID3\003\000\000\177\177\177\177' | cat - mono.wav >runaway.mp3
-for bad in junk runaway; do
+cp V2.mp3 holed.mp3 && dd if=/dev/zero of=holed.mp3 bs=1 seek=100000 count=600 conv=notrunc status=none
+for bad in junk runaway holed; do
     echo precious >kept.wav
     wm -infile=$bad.mp3 -outfile=kept.wav -convert_to=Wave
     check "$bad.mp3 fails with an error line and keeps the output" \
@@ -177,6 +178,10 @@ done
 wm -infile=a.flac -outfile=c.mp3 -convert_to=MP3 -V 4
 wm -infile=c.mp3 -outfile=c.flac -convert_to=FLAC
 wm -infile=c.flac -outfile=c.wav -convert_to=Wave
+flac -s -f -o rg.flac -T 'TITLE=Gain' -T 'REPLAYGAIN_TRACK_GAIN=-3.20 dB' src.wav
+wm -infile=rg.flac -outfile=rg.mp3 -convert_to=MP3 -b 128
+wm -infile=rg.mp3 -outfile=rg2.flac -convert_to=FLAC
+check "ReplayGain reaches the MP3 (TXXX) and the FLAC after it" test "$(probe rg.mp3 | grep -ci '^replaygain_track_gain="-3.20 dB"$'):$(metaflac --show-tag=REPLAYGAIN_TRACK_GAIN rg2.flac)" = "1:REPLAYGAIN_TRACK_GAIN=-3.20 dB"
 check "the chain ends with the source's length" test "$(soxi -s c.wav)" = "$(soxi -s src.wav)"
 check "MP3 in the chain keeps every tag (ffprobe)" test "$(probe c.mp3 | grep -cxF -f <(printf '%s\n' 'title="Tëst Title"' 'album_artist="Various"' 'track="3/12"' 'disc="1/2"' 'date="2024"' 'comment="Said so"'))" -eq 6
 clist=$(metaflac --list c.flac)
