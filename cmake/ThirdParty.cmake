@@ -6,8 +6,8 @@
 #   thirdparty::mpg123   libmpg123.dll (LGPL)
 #   thirdparty::soxr     libsoxr.dll (LGPL)
 #   thirdparty::ebur128  libebur128, static (MIT)
-# The DLLs are copied beside Wavemill.exe in dist/ and in the staged test tree; every licence
-# text goes to dist/licenses/.
+# The DLLs are installed beside Wavemill.exe in dist/ and copied into the staged test tree; every
+# licence text goes to dist/licenses/.
 set(WAVEMILL_THIRD_PARTY_DIR ${CMAKE_BINARY_DIR}/third_party)
 set(WAVEMILL_THIRD_PARTY_PREFIX ${WAVEMILL_THIRD_PARTY_DIR}/install)
 
@@ -30,15 +30,12 @@ function(wm_third_party_static name archive)
         IMPORTED_LOCATION ${tp}/lib/${archive} INTERFACE_INCLUDE_DIRECTORIES ${tp}/include)
 endfunction()
 
-# Shared ones are imported with delayed loading (see scripts/build-third-party.sh): call
-# wm::bundled::LoadBesideProgram (bundled/win/SharedLibrary.h) before the first use, so that a
-# missing DLL becomes a clear error instead of a crash.
-function(wm_third_party_shared name dll)
-    get_filename_component(base ${dll} NAME_WE)
+# Plain imports: the host loads plug-ins so that their imports resolve beside Wavemill.exe.
+function(wm_third_party_shared name dll implib)
     add_library(thirdparty::${name} SHARED IMPORTED GLOBAL)
     set_target_properties(thirdparty::${name} PROPERTIES
-        IMPORTED_LOCATION ${tp}/bin/${dll} IMPORTED_IMPLIB ${tp}/lib/${base}.delay.a
-        INTERFACE_INCLUDE_DIRECTORIES ${tp}/include INTERFACE_LINK_LIBRARIES delayimp)
+        IMPORTED_LOCATION ${tp}/bin/${dll} IMPORTED_IMPLIB ${tp}/lib/${implib}
+        INTERFACE_INCLUDE_DIRECTORIES ${tp}/include)
     set(third_party_dlls ${third_party_dlls} ${tp}/bin/${dll} PARENT_SCOPE)
 endfunction()
 
@@ -47,17 +44,16 @@ wm_third_party_static(flac libFLAC.a)
 set_target_properties(thirdparty::flac PROPERTIES INTERFACE_COMPILE_DEFINITIONS FLAC__NO_DLL
     INTERFACE_LINK_LIBRARIES ssp)
 wm_third_party_static(ebur128 libebur128.a)
-wm_third_party_shared(mp3lame libmp3lame-0.dll)
-wm_third_party_shared(mpg123 libmpg123.dll)
+wm_third_party_shared(mp3lame libmp3lame-0.dll libmp3lame.dll.a)
+wm_third_party_shared(mpg123 libmpg123.dll libmpg123.dll.a)
 # The DLL is built with 64-bit file offsets and exports only those names (mpg123_seek_64 ...).
 set_target_properties(thirdparty::mpg123 PROPERTIES INTERFACE_COMPILE_DEFINITIONS _FILE_OFFSET_BITS=64)
-wm_third_party_shared(soxr libsoxr.dll)
-set_target_properties(thirdparty::soxr PROPERTIES IMPORTED_IMPLIB ${tp}/lib/libsoxr.dll.a INTERFACE_LINK_LIBRARIES "")
+wm_third_party_shared(soxr libsoxr.dll libsoxr.dll.a)
 
 add_custom_target(thirdparty_runtime ALL
-    COMMAND ${CMAKE_COMMAND} -E make_directory ${WAVEMILL_DIST_DIR}/licenses ${WAVEMILL_STAGE_DIR}
-    COMMAND ${CMAKE_COMMAND} -E copy_if_different ${third_party_dlls} ${WAVEMILL_DIST_DIR}/
+    COMMAND ${CMAKE_COMMAND} -E make_directory ${WAVEMILL_STAGE_DIR}
     COMMAND ${CMAKE_COMMAND} -E copy_if_different ${third_party_dlls} ${WAVEMILL_STAGE_DIR}/
-    COMMAND ${CMAKE_COMMAND} -E copy_directory ${tp}/licenses ${WAVEMILL_DIST_DIR}/licenses
-    COMMENT "Third-party DLLs and licences into dist/ and the staged tree"
+    COMMENT "Third-party DLLs into the staged tree"
     VERBATIM)
+install(FILES ${third_party_dlls} DESTINATION .)
+install(DIRECTORY ${tp}/licenses/ DESTINATION licenses)

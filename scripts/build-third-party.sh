@@ -85,22 +85,11 @@ build_libebur128() {
     cp "$src/COPYING" "$prefix/licenses/libebur128.txt"
 }
 
-# Delay-load import libraries for the shared ones: a plug-in loaded with an altered search path
-# (its own folder first) does not find DLLs beside Wavemill.exe at load time, but a delayed
-# import is loaded on first use by the ordinary search, which starts in the program's folder.
-make_delay_libs() {
-    local dll name
+# The DLLs ship: no symbols, as for every other binary of the installation tree.
+strip_shared() {
+    local dll
     for dll in "$prefix"/bin/*.dll; do
-        name=$(basename "$dll" .dll)
-        [ "$prefix/lib/$name.delay.a" -nt "$dll" ] && continue
-        {
-            echo "LIBRARY $name.dll"
-            echo "EXPORTS"
-            $host-objdump -p "$dll" | sed -n '/\[Ordinal\/Name Pointer\] Table/,/^$/p' |
-                sed -n 's/^[[:space:]]*\[ *[0-9]*\] \(.*\)$/\1/p'
-        } >"$out/build/$name.def"
-        $host-dlltool --input-def "$out/build/$name.def" --dllname "$name.dll" \
-            --output-delaylib "$prefix/lib/$name.delay.a"
+        $host-strip --strip-unneeded "$dll"
     done
 }
 
@@ -119,4 +108,4 @@ for lib in flac lame mpg123 libsoxr libebur128; do
     fi
     touch "$stamp"
 done
-make_delay_libs
+strip_shared

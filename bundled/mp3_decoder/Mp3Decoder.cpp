@@ -4,7 +4,6 @@
 #include "bundled/wav/Id3Frames.h"
 #include "bundled/wav/TagSetBridge.h"
 #include "bundled/wav/WaveFormatRules.h"
-#include "bundled/win/SharedLibrary.h"
 #include "tags/IDTagSet.h"
 
 #include <algorithm>
@@ -128,8 +127,6 @@ void Mp3Decoder::ReadTags(wav::WaveTags& tags) {
 }
 
 bool Mp3Decoder::StartDecoder() {
-    if (!LoadBesideProgram(u"libmpg123.dll"))
-        return error_.Fail(u"libmpg123.dll is missing beside Wavemill.exe"), false;
     int status = MPG123_OK;
     handle_ = mpg123_new(nullptr, &status);
     if (!handle_)

@@ -4,7 +4,6 @@
 #include "bundled/wav/Id3Frames.h"
 #include "bundled/wav/TagSetBridge.h"
 #include "bundled/wav/WaveFormatRules.h"
-#include "bundled/win/SharedLibrary.h"
 #include "tags/IDTagSet.h"
 
 #include <cstring>
@@ -68,8 +67,6 @@ bool Mp3Encoder::Start(const ConversionInfo& conversion) {
         return error_.Fail(u"MP3 holds one or two channels; the source has " +
                            Widen(std::to_string(format_.channels))),
                false;
-    if (!LoadBesideProgram(u"libmp3lame-0.dll"))
-        return error_.Fail(u"libmp3lame-0.dll is missing beside Wavemill.exe"), false;
     lame_ = lame_init();
     if (!lame_)
         return error_.Fail(u"out of memory"), false;
