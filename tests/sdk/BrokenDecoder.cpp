@@ -1,0 +1,139 @@
+// A decoder that breaks one rule of the plug-in interface on purpose (chosen by a BREAK_...
+// definition at build time), so that the tests can see plugin-check name it. Without one it
+// keeps every rule: it reads ".brk" files that start with "BRK" as one second of 44100 Hz
+// 16-bit stereo audio.
+#include "sdk/wavemill_plugin.h"
+
+#include <windows.h>
+
+#include <cstring>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+constexpr uint32_t kTotal = 176400, kFrame = 4;
+#ifdef BREAK_TORN
+constexpr uint32_t kBlock = 17641; // not whole frames
+#else
+constexpr uint32_t kBlock = 17640;
+#endif
+
+struct Decoder {
+    bool open = false;
+    uint32_t delivered = 0;
+    std::vector<uint8_t> buffer = std::vector<uint8_t>(kBlock);
+};
+
+WmWaveFormat Format() {
+    WmWaveFormat f{};
+    f.formatTag = WM_FORMAT_PCM;
+    f.channels = 2;
+    f.samplesPerSec = 44100;
+    f.bitsPerSample = 16;
+    f.blockAlign = kFrame;
+#ifdef BREAK_FORMAT
+    f.avgBytesPerSec = 44100 * 2;
+#else
+    f.avgBytesPerSec = 44100 * kFrame;
+#endif
+    return f;
+}
+
+uint64_t Ms(uint64_t bytes) {
+    return bytes * 1000 / Format().avgBytesPerSec;
+}
+
+bool StartsWithMagic(const WmChar* path) {
+    HANDLE file = CreateFileW(reinterpret_cast<const wchar_t*>(path), GENERIC_READ, FILE_SHARE_READ,
+                              nullptr, OPEN_EXISTING, 0, nullptr);
+    if (file == INVALID_HANDLE_VALUE)
+        return false;
+    char magic[3] = {};
+    DWORD got = 0;
+    const bool ok =
+        ReadFile(file, magic, 3, &got, nullptr) && got == 3 && std::memcmp(magic, "BRK", 3) == 0;
+    CloseHandle(file);
+    return ok;
+}
+
+} // namespace
+
+WM_PLUGIN_EXPORT void* Create(void* hostContext) {
+#ifdef BREAK_CRASH
+    if (*static_cast<volatile int*>(hostContext) == 42) // the host context is opaque
+        return nullptr;
+#else
+    (void)hostContext;
+#endif
+    return new Decoder;
+}
+
+WM_PLUGIN_EXPORT void Destroy(void* instance) {
+    delete static_cast<Decoder*>(instance);
+}
+
+WM_PLUGIN_EXPORT uint32_t Get(void*, const WmChar* name, PluginValue* value) {
+    if (std::u16string_view(name) != WM_VALUE_DECODES || value->value1 != 0)
+        return 0;
+    value->pointer1 = const_cast<char16_t*>(u".brk");
+    value->pointer2 = const_cast<char16_t*>(u"Broken On Purpose");
+    return 1;
+}
+
+WM_PLUGIN_EXPORT uint32_t Set(void*, const WmChar*, PluginValue*) {
+    return 0;
+}
+
+WM_PLUGIN_EXPORT uint32_t Open(void* instance, DecodeOpenInfo* info) {
+    auto* d = static_cast<Decoder*>(instance);
+    if (!StartsWithMagic(info->path))
+        return 0;
+    d->open = true;
+    d->delivered = 0;
+    info->format = Format();
+    info->bitRate = Format().avgBytesPerSec * 8;
+    info->byteLength = kTotal;
+    info->msLength = Ms(kTotal);
+    return 1;
+}
+
+WM_PLUGIN_EXPORT uint32_t DecodeBlock(void* instance, AudioBlockInfo* block) {
+    auto* d = static_cast<Decoder*>(instance);
+#ifndef BREAK_AFTER_CLOSE
+    if (!d->open)
+        return 0;
+#endif
+    const uint32_t n = kTotal - d->delivered < kBlock ? kTotal - d->delivered : kBlock;
+    uint8_t* data = d->buffer.data();
+#ifdef BREAK_LEAK
+    data = new uint8_t[kBlock]; // never freed
+#endif
+    std::memset(data, d->delivered & 0xFF, n);
+    block->data = n ? data : nullptr;
+    block->length = n;
+    block->format = Format();
+    block->bitRate = Format().avgBytesPerSec * 8;
+    block->msDuration = Ms(n);
+    block->msPosition = Ms(d->delivered);
+    d->delivered += n;
+#ifdef BREAK_END_ON_DATA
+    block->endOfStream = d->delivered == kTotal;
+#else
+    block->endOfStream = n == 0;
+#endif
+    return 1;
+}
+
+WM_PLUGIN_EXPORT uint32_t Close(void* instance, ConversionInfo*) {
+    static_cast<Decoder*>(instance)->open = false;
+    return 1;
+}
+
+WM_PLUGIN_EXPORT uint32_t SetPosition(void*, uint64_t) {
+    return 0;
+}
+
+WM_PLUGIN_EXPORT uint32_t DeleteATag(void*, void*, void*) {
+    return 0;
+}
