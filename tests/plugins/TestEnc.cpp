@@ -104,6 +104,8 @@ WM_PLUGIN_EXPORT uint32_t ENC_BeginConversion(void* instance, ConversionInfo* co
 
 WM_PLUGIN_EXPORT uint32_t ENC_EncodeBlock(void* instance, AudioBlockInfo* block) {
     auto* e = static_cast<Encoder*>(instance);
+    if (e->output.empty())
+        return 0; // not begun, or already ended
     const std::u16string fail = e->Option(u"fail"),
                          calls = u":" + ToUtf16(std::to_string(++e->encodeCalls));
     if (fail == u"EncodeBlock" + calls || (fail == u"EncodeBlock" && e->encodeCalls == 1))
@@ -114,10 +116,11 @@ WM_PLUGIN_EXPORT uint32_t ENC_EncodeBlock(void* instance, AudioBlockInfo* block)
                                         : 1;
 }
 
-WM_PLUGIN_EXPORT uint32_t ENC_EndConversion(void* instance, ConversionInfo* /*conversion*/,
+WM_PLUGIN_EXPORT uint32_t ENC_EndConversion(void* instance, ConversionInfo* conversion,
                                             uint32_t* tagAfterwards) {
     auto* e = static_cast<Encoder*>(instance);
-    e->Log("EndConversion");
+    e->Log("EndConversion runError=" + std::to_string(conversion ? conversion->runError : 9));
+    e->output.clear();
     if (tagAfterwards && e->Flag(u"tagafter"))
         *tagAfterwards = 1;
     return e->Option(u"fail") == u"End" ? 0 : 1;
