@@ -21,7 +21,7 @@ inline const wchar_t* Win32(const WmChar* text) {
 }
 
 constexpr size_t kWriteChunk = 256 * 1024; // few large writes keep a conversion fast
-constexpr uint32_t kHeaderSize = 24;
+constexpr uint32_t kHeaderSize = 28;       // 24 bytes and the shortest annotation, four zeros
 
 struct AuEncoder {
     HANDLE file = INVALID_HANDLE_VALUE;
@@ -65,7 +65,7 @@ bool Supported(const WmWaveFormat& f) {
 }
 
 bool WriteHeader(AuEncoder& self, uint32_t dataSize) {
-    uint8_t h[kHeaderSize];
+    uint8_t h[kHeaderSize] = {};
     std::memcpy(h, ".snd", 4);
     PutBigEndian32(h + 4, kHeaderSize);
     PutBigEndian32(h + 8, dataSize);
@@ -73,7 +73,8 @@ bool WriteHeader(AuEncoder& self, uint32_t dataSize) {
     PutBigEndian32(h + 16, self.format.samplesPerSec);
     PutBigEndian32(h + 20, self.format.channels);
     LARGE_INTEGER start{};
-    return SetFilePointerEx(self.file, start, nullptr, FILE_BEGIN) && WriteAll(self.file, h, 24);
+    return SetFilePointerEx(self.file, start, nullptr, FILE_BEGIN) &&
+           WriteAll(self.file, h, kHeaderSize);
 }
 
 bool Flush(AuEncoder& self) {

@@ -43,7 +43,7 @@ sox -n -r 44100 -c 2 -b 16 in.wav synth 3 sine 440 gain -10
 wm -infile=in.wav -outfile=out.au -convert_to=ExampleAu
 check "WAV to .au through the example encoder exits 0" test $? -eq 0
 check "sox reads the .au as 44100 Hz, 2 channels, 16 bits" \
-    test "$(soxi -r -c -b out.au | tr '\n' ' ')" = "44100 2 16 "
+    test "$(for o in r c b; do soxi -$o out.au 2>&1; done | tr '\n' ' ')" = "44100 2 16 "
 check ".au samples equal the WAV's" cmp -s <(raw_of in.wav) <(raw_of out.au)
 wm -infile=out.au -outfile=back.wav -convert_to=Wave
 check ".au to WAV through the example decoder exits 0" test $? -eq 0
