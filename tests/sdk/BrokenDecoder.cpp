@@ -74,7 +74,23 @@ WM_PLUGIN_EXPORT void Destroy(void* instance) {
 }
 
 WM_PLUGIN_EXPORT uint32_t Get(void*, const WmChar* name, PluginValue* value) {
-    if (std::u16string_view(name) != WM_VALUE_DECODES || value->value1 != 0)
+    const std::u16string_view asked(name);
+#ifdef BREAK_LASTERROR_LINES
+    if (asked == WM_VALUE_LAST_ERROR) {
+        value->pointer1 = const_cast<char16_t*>(u"first line\r\nsecond line");
+        return 1;
+    }
+#endif
+#ifdef BREAK_UNKNOWN_VALUE
+    if (asked != WM_VALUE_DECODES)
+        return 1;
+#endif
+#ifdef BREAK_DECODES_ENDLESS
+    const bool entry = true;
+#else
+    const bool entry = value->value1 == 0;
+#endif
+    if (asked != WM_VALUE_DECODES || !entry)
         return 0;
     value->pointer1 = const_cast<char16_t*>(u".brk");
     value->pointer2 = const_cast<char16_t*>(u"Broken On Purpose");
@@ -87,7 +103,12 @@ WM_PLUGIN_EXPORT uint32_t Set(void*, const WmChar*, PluginValue*) {
 
 WM_PLUGIN_EXPORT uint32_t Open(void* instance, DecodeOpenInfo* info) {
     auto* d = static_cast<Decoder*>(instance);
-    if (!StartsWithMagic(info->path))
+#ifdef BREAK_OPEN_FOREIGN
+    constexpr bool acceptsAnything = true;
+#else
+    constexpr bool acceptsAnything = false;
+#endif
+    if (!acceptsAnything && !StartsWithMagic(info->path))
         return 0;
     d->open = true;
     d->delivered = 0;
@@ -95,6 +116,15 @@ WM_PLUGIN_EXPORT uint32_t Open(void* instance, DecodeOpenInfo* info) {
     info->bitRate = Format().avgBytesPerSec * 8;
     info->byteLength = kTotal;
     info->msLength = Ms(kTotal);
+#ifdef BREAK_BYTE_TOTAL
+    info->byteLength = kTotal + kFrame;
+    info->msLength = Ms(kTotal + kFrame);
+#endif
+#ifdef BREAK_TAGS
+    static uint8_t damaged[] = {2, 0, 0, 0, 200, 0, 0, 0}; // two entries, the first too long
+    info->tagData = damaged;
+    info->tagSize = sizeof damaged;
+#endif
     return 1;
 }
 
@@ -117,6 +147,12 @@ WM_PLUGIN_EXPORT uint32_t DecodeBlock(void* instance, AudioBlockInfo* block) {
     block->msDuration = Ms(n);
     block->msPosition = Ms(d->delivered);
     d->delivered += n;
+#ifdef BREAK_POSITION
+    block->msPosition += 1;
+#endif
+#ifdef BREAK_NULL_DATA
+    block->data = nullptr;
+#endif
 #ifdef BREAK_END_ON_DATA
     block->endOfStream = d->delivered == kTotal;
 #else
@@ -134,6 +170,15 @@ WM_PLUGIN_EXPORT uint32_t SetPosition(void*, uint64_t) {
     return 0;
 }
 
+#ifdef BREAK_DECORATED
+// Exported under a decorated name only, as a tool chain that decorates would do.
+extern "C" __declspec(dllexport) uint32_t
+    DecoratedDeleteATag(void*, void*, void*) __asm__("_DeleteATag");
+uint32_t DecoratedDeleteATag(void*, void*, void*) {
+    return 0;
+}
+#else
 WM_PLUGIN_EXPORT uint32_t DeleteATag(void*, void*, void*) {
     return 0;
 }
+#endif

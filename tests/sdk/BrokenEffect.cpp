@@ -1,6 +1,8 @@
-// A live effect that breaks one rule on purpose (a BREAK_... definition); without one it keeps
+// An effect that breaks one rule on purpose (a BREAK_... definition); without one it keeps
 // every rule and hands back a copy of each block from a buffer of its own.
 #include "sdk/wavemill_plugin.h"
+
+#include <windows.h>
 
 #include <cstring>
 #include <string_view>
@@ -23,7 +25,11 @@ WM_PLUGIN_EXPORT void DSP_Destroy(void* instance) {
 }
 
 WM_PLUGIN_EXPORT uint32_t DSP_Get(void*, const WmChar* name, PluginValue*) {
-    return std::u16string_view(name) == WM_VALUE_IS_LIVE;
+    bool live = true;
+#ifdef BREAK_NONLIVE_TORN
+    live = false;
+#endif
+    return live && std::u16string_view(name) == WM_VALUE_IS_LIVE;
 }
 
 WM_PLUGIN_EXPORT uint32_t DSP_Set(void*, const WmChar*, PluginValue*) {
@@ -59,6 +65,9 @@ WM_PLUGIN_EXPORT uint32_t DSP_PassAudioBlock(void* instance, AudioBlockInfo* blo
 #ifdef BREAK_TORN
     block->length -= 1;
 #endif
+#ifdef BREAK_LIVE_FORMAT
+    block->format.avgBytesPerSec = 1;
+#endif
     return 1;
 }
 
@@ -66,9 +75,19 @@ WM_PLUGIN_EXPORT uint32_t DSP_EndConversion(void*, ConversionInfo*) {
     return 1;
 }
 
-WM_PLUGIN_EXPORT uint32_t DSP_PassNonLive(void*, const WmChar*, const WmWaveFormat*, const WmChar*,
-                                          void*) {
-    return 0;
+// Rewrites the file unchanged (or, broken, one byte longer).
+WM_PLUGIN_EXPORT uint32_t DSP_PassNonLive(void*, const WmChar* path, const WmWaveFormat*,
+                                          const WmChar*, void*) {
+    HANDLE file = CreateFileW(reinterpret_cast<const wchar_t*>(path), FILE_APPEND_DATA, 0, nullptr,
+                              OPEN_EXISTING, 0, nullptr);
+    if (file == INVALID_HANDLE_VALUE)
+        return 0;
+#ifdef BREAK_NONLIVE_TORN
+    DWORD written = 0;
+    WriteFile(file, "x", 1, &written, nullptr);
+#endif
+    CloseHandle(file);
+    return 1;
 }
 
 WM_PLUGIN_EXPORT uint32_t DSP_AfterConversion(void*, ConversionInfo*) {

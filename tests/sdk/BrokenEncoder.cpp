@@ -4,6 +4,7 @@
 
 #include <windows.h>
 
+#include <string>
 #include <string_view>
 
 namespace {
@@ -26,7 +27,11 @@ WM_PLUGIN_EXPORT void ENC_Destroy(void* instance) {
 WM_PLUGIN_EXPORT uint32_t ENC_Get(void*, const WmChar* name, PluginValue* value) {
     if (std::u16string_view(name) != WM_VALUE_EXTENSION)
         return 0;
+#ifdef BREAK_EXTENSION
+    value->pointer1 = const_cast<char16_t*>(u"pcm");
+#else
     value->pointer1 = const_cast<char16_t*>(u".pcm");
+#endif
     return 1;
 }
 
@@ -47,6 +52,11 @@ WM_PLUGIN_EXPORT uint32_t ENC_BeginConversion(void* instance, ConversionInfo* co
     e->file = CreateFileW(reinterpret_cast<const wchar_t*>(conversion->outputPath), GENERIC_WRITE,
                           FILE_SHARE_READ, nullptr, CREATE_ALWAYS, 0, nullptr);
     e->begun = e->file != INVALID_HANDLE_VALUE;
+#ifdef BREAK_ELSEWHERE
+    const std::u16string beside = std::u16string(conversion->outputPath) + u".log";
+    CloseHandle(CreateFileW(reinterpret_cast<const wchar_t*>(beside.c_str()), GENERIC_WRITE, 0,
+                            nullptr, CREATE_ALWAYS, 0, nullptr));
+#endif
     return e->begun;
 }
 
@@ -65,11 +75,18 @@ WM_PLUGIN_EXPORT uint32_t ENC_EncodeBlock(void* instance, AudioBlockInfo* block)
            WriteFile(e->file, block->data, block->length, &written, nullptr);
 }
 
-WM_PLUGIN_EXPORT uint32_t ENC_EndConversion(void* instance, ConversionInfo*, uint32_t*) {
+WM_PLUGIN_EXPORT uint32_t ENC_EndConversion(void* instance, ConversionInfo* conversion, uint32_t*) {
     auto* e = static_cast<Encoder*>(instance);
-#ifndef BREAK_KEEP_OPEN
-    CloseHandle(e->file);
+    bool close = true;
+#ifdef BREAK_KEEP_OPEN
+    close = false;
 #endif
+#ifdef BREAK_FAILED_OPEN
+    close = !conversion->runError;
+#endif
+    (void)conversion;
+    if (close)
+        CloseHandle(e->file);
     e->file = INVALID_HANDLE_VALUE;
     e->begun = false;
     return 1;
