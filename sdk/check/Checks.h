@@ -18,6 +18,16 @@ void CheckDecoder(const CheckJob& job, Report& report);
 void CheckEncoder(const CheckJob& job, Report& report);
 void CheckEffect(const CheckJob& job, Report& report);
 
+// Loads the library and creates an instance as the host does; `create` names the entry point.
+template <class Binding>
+bool Bind(Binding& plugin, const String& library, const char* create, Report& report) {
+    CallGuard guard(create);
+    if (plugin.Reload(library) && plugin.CreateInstance(HostContext()))
+        return true;
+    report.Violation("create", std::string("\"") + create + "\" returned no instance");
+    return false;
+}
+
 // Every kind answers 0 for a value name it does not know.
 template <class Binding> void CheckUnknownValue(Binding& plugin, Report& report) {
     PluginValue value{};

@@ -22,14 +22,6 @@ struct Decoded {
     IDTagSet tags;
 };
 
-bool Bind(clTwDecoder& decoder, const String& library, Report& report) {
-    CallGuard guard("Create");
-    if (decoder.Reload(library) && decoder.CreateInstance(HostContext()))
-        return true;
-    report.Violation("create", "\"Create\" returned no instance");
-    return false;
-}
-
 StringList Claims(clTwDecoder& decoder, Report& report) {
     StringList extensions;
     for (uint32_t index = 0; index < kMaxExtensions; ++index) {
@@ -196,6 +188,41 @@ bool DecodeFile(clTwDecoder& decoder, const String& path, Decoded& out, bool kee
     return decoded;
 }
 
+// Users run converters side by side, and the tag writer's instance lives beside the run's: two
+// instances decoding the sample at once, block by block in turn, must each give the audio whole.
+void CheckTwoInstances(const CheckJob& job, const Decoded& original, Report& report) {
+    clTwDecoder decoders[2];
+    DecodeOpenInfo info[2];
+    for (int i = 0; i < 2; ++i)
+        if (!Bind(decoders[i], job.library, "Create", report) ||
+            !OpenFile(decoders[i], job.sample, info[i])) {
+            report.Violation("two-open", "a second instance cannot open the sample while the "
+                                         "first has it open: open sources shared for reading");
+            return;
+        }
+    std::vector<uint8_t> audio[2];
+    bool ended[2] = {false, false};
+    for (uint32_t turn = 0; !(ended[0] && ended[1]) && turn < (1u << 22); ++turn) {
+        const int i = turn % 2;
+        AudioBlockInfo block{};
+        CallGuard guard("DecodeBlock");
+        ended[i] = ended[i] || !decoders[i].DecodeBlock(&block);
+        if (ended[i] || !block.data)
+            continue;
+        const auto* data = static_cast<const uint8_t*>(block.data);
+        audio[i].insert(audio[i].end(), data, data + block.length);
+        ended[i] = block.endOfStream != 0;
+    }
+    for (clTwDecoder& decoder : decoders) {
+        ConversionInfo conversion{};
+        CallGuard guard("Close");
+        decoder.Close(&conversion);
+    }
+    if (audio[0] != original.audio || audio[1] != original.audio)
+        report.Violation("two-instances", "two instances decoding at once deliver other audio "
+                                          "than one alone: keep all state in the instance");
+}
+
 // The host's tag writer: a fresh instance, "Decodes", then "Set" with "IDTags" on a finished file.
 void CheckTagWriter(const CheckJob& job, const Decoded& original, Report& report) {
     const String folder = NewWorkFolder("idtags");
@@ -204,7 +231,7 @@ void CheckTagWriter(const CheckJob& job, const Decoded& original, Report& report
     if (!ReadFileBytes(job.sample, bytes) || !WriteFileBytes(copy, bytes.data(), bytes.size()))
         return;
     clTwDecoder writer;
-    if (!Bind(writer, job.library, report))
+    if (!Bind(writer, job.library, "Create", report))
         return;
     std::vector<uint8_t> block = CheckTagBlock();
     PluginValue value{};
@@ -242,7 +269,7 @@ void CheckTagWriter(const CheckJob& job, const Decoded& original, Report& report
 
 void CheckDecoder(const CheckJob& job, Report& report) {
     clTwDecoder decoder;
-    if (!Bind(decoder, job.library, report))
+    if (!Bind(decoder, job.library, "Create", report))
         return;
     CheckUnknownValue(decoder, report);
     const StringList extensions = Claims(decoder, report);
@@ -277,6 +304,7 @@ void CheckDecoder(const CheckJob& job, Report& report) {
         report.Violation("leak", "memory grew by " + std::to_string(grown >> 10) +
                                      " KB over repeated decodes: the blocks handed back are not "
                                      "freed (reuse one buffer; free it in \"Close\")");
+    CheckTwoInstances(job, first, report);
     CheckTagWriter(job, first, report);
 }
 

@@ -10,14 +10,6 @@ namespace {
 
 constexpr uint32_t kAudioMs = 2000;
 
-bool Bind(clTwDSP& dsp, const String& library, Report& report) {
-    CallGuard guard("DSP_Create");
-    if (dsp.Reload(library) && dsp.CreateInstance(HostContext()))
-        return true;
-    report.Violation("create", "\"DSP_Create\" returned no instance");
-    return false;
-}
-
 uint32_t AskWithSettings(clTwDSP& dsp, const char16_t* name, const String& settings) {
     String text = settings;
     PluginValue value{};
@@ -121,13 +113,13 @@ void AfterConversion(clTwDSP& dsp, ConversionInfo conversion, Report& report) {
 
 void CheckEffect(const CheckJob& job, Report& report) {
     clTwDSP scratch, dsp;
-    if (!Bind(scratch, job.library, report))
+    if (!Bind(scratch, job.library, "DSP_Create", report))
         return;
     CheckUnknownValue(scratch, report);
     const bool live = AskWithSettings(scratch, WM_VALUE_IS_LIVE, job.settings) != 0;
     AskWithSettings(scratch, WM_VALUE_SEND_OVER_REPLAYGAIN_TAGS, job.settings);
     // The host keeps the scratch instance alive while it creates the run's own.
-    if (!Bind(dsp, job.library, report))
+    if (!Bind(dsp, job.library, "DSP_Create", report))
         return;
     {
         CallGuard guard("DSP_Destroy");

@@ -182,13 +182,8 @@ void CheckFailedRun(clTwEncoder& encoder, const CheckJob& job, const String& ext
 
 void CheckEncoder(const CheckJob& job, Report& report) {
     clTwEncoder encoder;
-    {
-        CallGuard guard("ENC_Create");
-        if (!encoder.Reload(job.library) || !encoder.CreateInstance(HostContext())) {
-            report.Violation("create", "\"ENC_Create\" returned no instance");
-            return;
-        }
-    }
+    if (!Bind(encoder, job.library, "ENC_Create", report))
+        return;
     CheckUnknownValue(encoder, report);
     const String extension = AskExtension(encoder, report);
     if (AskRunValues(encoder, job, report))

@@ -25,6 +25,17 @@ struct Decoder {
     std::vector<uint8_t> buffer = std::vector<uint8_t>(kBlock);
 };
 
+#ifdef BREAK_GLOBAL_STATE
+uint32_t g_delivered = 0; // shared by every instance
+uint32_t& Delivered(Decoder*) {
+    return g_delivered;
+}
+#else
+uint32_t& Delivered(Decoder* d) {
+    return d->delivered;
+}
+#endif
+
 WmWaveFormat Format() {
     WmWaveFormat f{};
     f.formatTag = WM_FORMAT_PCM;
@@ -111,7 +122,7 @@ WM_PLUGIN_EXPORT uint32_t Open(void* instance, DecodeOpenInfo* info) {
     if (!acceptsAnything && !StartsWithMagic(info->path))
         return 0;
     d->open = true;
-    d->delivered = 0;
+    Delivered(d) = 0;
     info->format = Format();
     info->bitRate = Format().avgBytesPerSec * 8;
     info->byteLength = kTotal;
@@ -134,19 +145,19 @@ WM_PLUGIN_EXPORT uint32_t DecodeBlock(void* instance, AudioBlockInfo* block) {
     if (!d->open)
         return 0;
 #endif
-    const uint32_t n = kTotal - d->delivered < kBlock ? kTotal - d->delivered : kBlock;
+    const uint32_t n = kTotal - Delivered(d) < kBlock ? kTotal - Delivered(d) : kBlock;
     uint8_t* data = d->buffer.data();
 #ifdef BREAK_LEAK
     data = new uint8_t[kBlock]; // never freed
 #endif
-    std::memset(data, d->delivered & 0xFF, n);
+    std::memset(data, Delivered(d) & 0xFF, n);
     block->data = n ? data : nullptr;
     block->length = n;
     block->format = Format();
     block->bitRate = Format().avgBytesPerSec * 8;
     block->msDuration = Ms(n);
-    block->msPosition = Ms(d->delivered);
-    d->delivered += n;
+    block->msPosition = Ms(Delivered(d));
+    Delivered(d) += n;
 #ifdef BREAK_POSITION
     block->msPosition += 1;
 #endif
@@ -154,7 +165,7 @@ WM_PLUGIN_EXPORT uint32_t DecodeBlock(void* instance, AudioBlockInfo* block) {
     block->data = nullptr;
 #endif
 #ifdef BREAK_END_ON_DATA
-    block->endOfStream = d->delivered == kTotal;
+    block->endOfStream = Delivered(d) == kTotal;
 #else
     block->endOfStream = n == 0;
 #endif

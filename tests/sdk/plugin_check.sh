@@ -76,6 +76,7 @@ expect_fail "$b/BrokenDecoder_LASTERROR_LINES.dll" "\"LastError\" holds a line b
 expect_fail "$b/BrokenDecoder_DECODES_ENDLESS.dll" "keeps answering \"Decodes\"" "$brk"
 expect_fail "$b/BrokenDecoder_DECORATED.dll" "exports '_DeleteATag' but the host looks for the plain name 'DeleteATag'" "$brk"
 expect_fail "$b/BrokenDecoder_NULL_DATA.dll" "bytes but no data pointer" "$brk"
+expect_fail "$b/BrokenDecoder_GLOBAL_STATE.dll" "two instances decoding at once deliver other audio" "$brk"
 expect_fail "$b/BrokenDecoder_NONE.dll" "does not claim '.wav'" "$(win samples/sample.wav)"
 expect_pass "$b/BrokenEncoder_NONE.dll"
 expect_fail "$b/BrokenEncoder_EMPTY_END.dll" "refused the empty last block"
