@@ -104,6 +104,7 @@ int wmain(int argc, wchar_t** argv) {
     }
     Report report;
     InstallCrashReport(report);
+    ::SetConsoleOutputCP(CP_UTF8); // the report is UTF-8 text
     std::printf("plugin-check %s\n", Narrow(job.library).c_str());
     Check(job, report);
     RemoveWorkFolders();

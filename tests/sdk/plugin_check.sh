@@ -53,9 +53,12 @@ for dll in "$stage"/encoder/*.dll; do
     *) expect_pass "$dll" ;;
     esac
 done
+# The example effect both ways; other effects with their default (empty) settings.
 for dll in "$stage"/DSPs/*.dll; do
-    expect_pass "$dll" "-settings=50"
-    expect_pass "$dll" "-settings=50 nonlive"
+    case ${dll##*/} in
+    ExampleGain.dll) expect_pass "$dll" "-settings=50"; expect_pass "$dll" "-settings=50 nonlive" ;;
+    *) expect_pass "$dll" ;;
+    esac
 done
 
 # One plug-in per broken rule; the unbroken build of the same source passes.
