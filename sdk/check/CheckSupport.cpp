@@ -106,6 +106,9 @@ String NewWorkFolder(const char* name) {
                     Widen(std::to_string(::GetCurrentProcessId())) + u"-" + Widen(name);
     ::CreateDirectoryW(reinterpret_cast<const wchar_t*>(folder.c_str()), nullptr);
     folder += u"\\";
+    // A folder of an earlier process with the same id may still hold files it could not delete.
+    for (const String& file : FilesIn(folder))
+        ::DeleteFileW(reinterpret_cast<const wchar_t*>((folder + file).c_str()));
     g_folders.push_back(folder);
     return folder;
 }

@@ -17,6 +17,7 @@ struct Encoder {
     bool optionsRead = false;
     uint32_t encodeCalls = 0;
     std::u16string output;
+    PluginValue request{}; // the value asked of the decoder through the host
 
     std::u16string Option(const char16_t* name) const {
         auto it = options.find(name);
@@ -52,6 +53,35 @@ void ReadOptions(Encoder& e, const char16_t* commandLine) {
     }
 }
 
+// "Communicate" with -talk=<log>: the first exchange of every stage asks the decoder, through
+// the host, for its first "Decodes" entry; questions and results are logged.
+uint32_t Talk(Encoder& e, PluginValue* value) {
+    const std::u16string log = e.Option(u"talk");
+    if (log.empty())
+        return 0;
+    const std::string line = "stage=" + ToUtf8(static_cast<const char16_t*>(value->pointer1)) +
+                             " n=" + std::to_string(value->value1) +
+                             " ok=" + std::to_string(value->value2) + "\n";
+    WriteToFile(log, line.data(), line.size(), true);
+    if (value->value1 != 0)
+        return 0;
+    e.request = PluginValue{};
+    value->pointer1 = const_cast<char16_t*>(u"Decoder");
+    value->pointer2 = const_cast<char16_t*>(u"GET");
+    value->pointer3 = const_cast<char16_t*>(u"Decodes");
+    value->pointer4 = &e.request;
+    return 1;
+}
+
+void LogResult(const Encoder& e, const PluginValue* value) {
+    const std::u16string log = e.Option(u"talk");
+    const std::string line = "result=" + std::to_string(value->value2) +
+                             " answer=" + ToUtf8(static_cast<const char16_t*>(e.request.pointer1)) +
+                             "\n";
+    if (!log.empty())
+        WriteToFile(log, line.data(), line.size(), true);
+}
+
 } // namespace
 
 WM_PLUGIN_EXPORT void* ENC_Create(void* /*hostContext*/) {
@@ -65,8 +95,12 @@ WM_PLUGIN_EXPORT void ENC_Destroy(void* instance) {
 WM_PLUGIN_EXPORT uint32_t ENC_Get(void* instance, const WmChar* name, PluginValue* value) {
     auto* e = static_cast<Encoder*>(instance);
     const std::u16string_view n = name;
-    if (n == u"SendRawUnCompressed")
+    if (n == u"SendRawUnCompressed") {
         ReadOptions(*e, static_cast<const char16_t*>(value->pointer2));
+        return e->Flag(u"raw");
+    }
+    if (n == u"Communicate")
+        return Talk(*e, value);
     if (n == u"Extension") {
         value->pointer1 = const_cast<char16_t*>(u".raw");
         return 1;
@@ -74,8 +108,10 @@ WM_PLUGIN_EXPORT uint32_t ENC_Get(void* instance, const WmChar* name, PluginValu
     return n == u"SendOverReplayGainTags" && e->Flag(u"replaygain");
 }
 
-WM_PLUGIN_EXPORT uint32_t ENC_Set(void* /*instance*/, const WmChar* name, PluginValue* /*value*/) {
+WM_PLUGIN_EXPORT uint32_t ENC_Set(void* instance, const WmChar* name, PluginValue* value) {
     const std::u16string_view n = name;
+    if (n == u"CommunicateResult")
+        LogResult(*static_cast<Encoder*>(instance), value);
     return n == u"BatchID" || n == u"Priority" || n == u"CommunicateResult";
 }
 
