@@ -1,6 +1,7 @@
 // Plug-in messaging and the raw take-over end to end, as sdk/README.md describes them to plug-in
 // authors: the four stages in order, a request relayed to the decoder, the no-error flag after a
-// failure, and a take-over that skips blocks, stages and the encoder's end.
+// failure, a take-over that skips blocks, stages and the encoder's end, and the output files an
+// encoder reports.
 #include "tests/e2e/E2eSupport.h"
 
 #include <gtest/gtest.h>
@@ -51,4 +52,17 @@ TEST(Messaging, RawTakeOverSkipsBlocksStagesAndTheEncodersEnd) {
     EXPECT_EQ(ReadText(close), "Close runError=0\n"); // the decoder only described the source
     EXPECT_FALSE(Exists(talk));
     EXPECT_TRUE(ReadBytes(dir + u"out.raw").empty());
+}
+
+TEST(Messaging, FilesTheEncoderReportsReachTheParent) {
+    String dir = NewWorkDir("report");
+    String in = WriteScript(dir, "in.wmt", "block 4000 3\n");
+    String cmd = dir + u"job.twcmd";
+    WriteUtf16(cmd, u"\xFEFF-infile=\"" + in + u"\" -outfile=\"" + dir +
+                        u"out.raw\" -convert_to=TestEnc -report=\"one.raw;two.raw\"");
+    RunResult r = RunWavemill(u"-twcmd=\"" + cmd + u"\"");
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_TRUE(
+        Contains(r.out, "MSGTO: Vrx: FileName: one.raw\r\nMSGTO: Vrx: FileName: two.raw\r\n"))
+        << r.out;
 }

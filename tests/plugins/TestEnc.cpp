@@ -7,6 +7,7 @@
 
 #include <map>
 #include <string_view>
+#include <vector>
 
 using namespace wmtest;
 
@@ -17,7 +18,8 @@ struct Encoder {
     bool optionsRead = false;
     uint32_t encodeCalls = 0;
     std::u16string output;
-    PluginValue request{}; // the value asked of the decoder through the host
+    PluginValue request{};         // the value asked of the decoder through the host
+    std::vector<uint8_t> reported; // "FileName1", ... handed back in the second block
 
     std::u16string Option(const char16_t* name) const {
         auto it = options.find(name);
@@ -80,6 +82,38 @@ void LogResult(const Encoder& e, const PluginValue* value) {
                              "\n";
     if (!log.empty())
         WriteToFile(log, line.data(), line.size(), true);
+}
+
+void Put32(std::vector<uint8_t>& out, uint32_t v) {
+    for (int i = 0; i < 4; ++i)
+        out.push_back(static_cast<uint8_t>(v >> (8 * i)));
+}
+
+void PutText(std::vector<uint8_t>& out, const std::u16string& text) {
+    for (char16_t c : text + u'\0') {
+        out.push_back(static_cast<uint8_t>(c));
+        out.push_back(static_cast<uint8_t>(c >> 8));
+    }
+}
+
+// -report="a;b": a tag block naming the files as "FileName1", "FileName2", ...
+std::vector<uint8_t> ReportBlock(const std::u16string& names) {
+    std::vector<uint8_t> block;
+    uint32_t count = 0;
+    Put32(block, 0);
+    for (size_t start = 0; start < names.size(); ++count) {
+        size_t end = names.find(u';', start);
+        end = end == std::u16string::npos ? names.size() : end;
+        const std::u16string name = u"FileName" + ToUtf16(std::to_string(count + 1));
+        const std::u16string value = names.substr(start, end - start);
+        Put32(block, static_cast<uint32_t>(4 + 2 * (name.size() + 1) + 2 * (value.size() + 1)));
+        PutText(block, name);
+        PutText(block, value);
+        start = end + 1;
+    }
+    for (int i = 0; i < 4; ++i)
+        block[i] = static_cast<uint8_t>(count >> (8 * i));
+    return block;
 }
 
 } // namespace
@@ -157,6 +191,11 @@ WM_PLUGIN_EXPORT uint32_t ENC_EndConversion(void* instance, ConversionInfo* conv
     auto* e = static_cast<Encoder*>(instance);
     e->Log("EndConversion runError=" + std::to_string(conversion ? conversion->runError : 9));
     e->output.clear();
+    if (conversion && !e->Option(u"report").empty()) {
+        e->reported = ReportBlock(e->Option(u"report"));
+        conversion->secondData = e->reported.data();
+        conversion->secondSize = static_cast<uint32_t>(e->reported.size());
+    }
     if (tagAfterwards && e->Flag(u"tagafter"))
         *tagAfterwards = 1;
     return e->Option(u"fail") == u"End" ? 0 : 1;
