@@ -20,10 +20,6 @@ void TwWavemill::Finish() {
     if (!opt_.silent)
         console_.Write(u"\r\n", true);
     speed_ = static_cast<double>(openInfo_.msLength) / (elapsedMs_ ? elapsedMs_ : 1);
-    // The decoder sees the same verdict as the encoder will, so both can clean up alike.
-    conversion_.runError = status_.Failed() ? 1 : 0;
-    if (!source_->Close(conversion_))
-        status_.Fail("the decoder did not close");
     if (quitEvent_.IsSet())
         status_.Fail("the parent asked the run to stop");
     if (UserStopRequested()) {
@@ -32,6 +28,10 @@ void TwWavemill::Finish() {
     }
     if (afterConvErrorEvent_.IsSet())
         status_.Fail("the parent marked the run failed");
+    // The decoder's close sees the verdict the encoder's end sees, so either may clean up.
+    conversion_.runError = status_.Failed() ? 1 : 0;
+    if (!source_->Close(conversion_))
+        status_.Fail("the decoder did not close");
     const bool tagging = EndEncoding() && opt_.writeTags;
     if (fileSizeDiagnostics_)
         OutputSink::SizeCheck(sink_.UsesTemporary() ? u"(before overwrite final)" : u"",

@@ -19,6 +19,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
+/* One UTF-16 code unit: char16_t in C++, uint16_t in C. Win32's wchar_t is UTF-16 as well, so
+ * (const wchar_t*) is the only cast a Win32 call needs. */
 #ifdef __cplusplus
 typedef char16_t WmChar;
 #define WM_EXTERN_C extern "C"

@@ -126,9 +126,16 @@ TEST(Conversion, QuitAndAfterConversionErrorEventsKeepTheOutput) {
     String out = dir + u"out.raw";
     WriteText(out, "precious");
     UniqueHandle quit(CreateEventW(nullptr, TRUE, FALSE, W(EventName(u"WmTestQuit"))));
+    // The decoder's close and the encoder's end both learn that the run failed.
+    String closeLog = dir + u"close.log", encLog = dir + u"enc.log";
+    RunOptions o;
+    o.env = {{"WAVEMILL_TEST_CLOSE_LOG", Narrow(closeLog)}};
     RunResult r;
-    std::thread run(
-        [&] { r = RunWavemill(Args(in, out, u" -evtquit=" + EventName(u"WmTestQuit"))); });
+    std::thread run([&] {
+        r = RunWavemill(
+            Args(in, out, u" -evtquit=" + EventName(u"WmTestQuit") + u" -log=\"" + encLog + u"\""),
+            o);
+    });
     // Quit once the encoder has started writing the temporary file.
     for (int i = 0; i < 1000 && ReadBytes(out + u".tmp.raw").size() < 4000; ++i)
         Sleep(10);
@@ -137,6 +144,8 @@ TEST(Conversion, QuitAndAfterConversionErrorEventsKeepTheOutput) {
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_EQ(ReadText(out), "precious");
     EXPECT_FALSE(Exists(out + u".tmp.raw"));
+    EXPECT_EQ(ReadText(closeLog), "Close runError=1\n");
+    EXPECT_TRUE(Contains(ReadText(encLog), "EndConversion runError=1")) << ReadText(encLog);
 
     // An event already set when the run finishes fails it.
     UniqueHandle after(CreateEventW(nullptr, TRUE, TRUE, W(EventName(u"WmTestAfter"))));

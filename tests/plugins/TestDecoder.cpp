@@ -30,6 +30,7 @@ struct Decoder {
     uint64_t offset = 0; // bytes delivered so far
     std::vector<uint8_t> buffer, tagData, secondData;
     std::u16string currentAction;
+    bool open = false;
     // Its part in the exchanges comes from the environment, since "BeforeOpen" precedes the
     // script's "Open".
     ScriptedTalk talk;
@@ -174,6 +175,12 @@ WM_PLUGIN_EXPORT uint32_t Set(void* instance, const WmChar* name, PluginValue* v
 
 WM_PLUGIN_EXPORT uint32_t Open(void* instance, DecodeOpenInfo* info) {
     auto* d = static_cast<Decoder*>(instance);
+    // A second open of the same instance starts the script afresh; call counts go on.
+    d->blocks.clear();
+    d->nextBlock = 0;
+    d->offset = 0;
+    d->tagData.clear();
+    d->secondData.clear();
     std::vector<uint8_t> script;
     if (!info->path || !ReadWholeFile(info->path, script) || !ParseScript(*d, script) ||
         d->Fails("Open"))
@@ -184,6 +191,7 @@ WM_PLUGIN_EXPORT uint32_t Open(void* instance, DecodeOpenInfo* info) {
     for (const Block& b : d->blocks)
         info->byteLength += b.bytes;
     info->msLength = BytesToMs(info->byteLength, d->format);
+    d->open = true;
     if (!d->tagData.empty()) {
         info->tagData = d->tagData.data();
         info->tagSize = static_cast<uint32_t>(d->tagData.size());
@@ -197,7 +205,7 @@ WM_PLUGIN_EXPORT uint32_t Open(void* instance, DecodeOpenInfo* info) {
 
 WM_PLUGIN_EXPORT uint32_t DecodeBlock(void* instance, AudioBlockInfo* block) {
     auto* d = static_cast<Decoder*>(instance);
-    if (d->Fails("DecodeBlock"))
+    if (!d->open || d->Fails("DecodeBlock"))
         return 0;
     // After the end the stream stays at its end.
     Block b = d->nextBlock < d->blocks.size() ? d->blocks[d->nextBlock++] : Block{0, true, {}, 0};
@@ -221,8 +229,17 @@ WM_PLUGIN_EXPORT uint32_t DecodeBlock(void* instance, AudioBlockInfo* block) {
     return 1;
 }
 
-WM_PLUGIN_EXPORT uint32_t Close(void* instance, ConversionInfo* /*conversion*/) {
-    return static_cast<Decoder*>(instance)->Fails("Close") ? 0 : 1;
+WM_PLUGIN_EXPORT uint32_t Close(void* instance, ConversionInfo* conversion) {
+    auto* d = static_cast<Decoder*>(instance);
+    d->open = false;
+    // Tests compare what the decoder's close and the encoder's end see of a failed run.
+    char log[1024] = {};
+    DWORD n = ::GetEnvironmentVariableA("WAVEMILL_TEST_CLOSE_LOG", log, sizeof log);
+    if (n > 0 && n < sizeof log && conversion) {
+        const std::string line = "Close runError=" + std::to_string(conversion->runError) + "\n";
+        WriteToFile(ToUtf16(log), line.data(), line.size(), true);
+    }
+    return d->Fails("Close") ? 0 : 1;
 }
 
 WM_PLUGIN_EXPORT uint32_t SetPosition(void* /*instance*/, uint64_t /*position*/) {

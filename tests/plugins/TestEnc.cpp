@@ -157,6 +157,8 @@ WM_PLUGIN_EXPORT uint32_t ENC_BeginConversion(void* instance, ConversionInfo* co
 
 WM_PLUGIN_EXPORT uint32_t ENC_EncodeBlock(void* instance, AudioBlockInfo* block) {
     auto* e = static_cast<Encoder*>(instance);
+    if (e->output.empty())
+        return 0; // not begun, or already ended
     const std::u16string fail = e->Option(u"fail"),
                          calls = u":" + ToUtf16(std::to_string(++e->encodeCalls));
     if (fail == u"EncodeBlock" + calls || (fail == u"EncodeBlock" && e->encodeCalls == 1))
@@ -170,8 +172,9 @@ WM_PLUGIN_EXPORT uint32_t ENC_EncodeBlock(void* instance, AudioBlockInfo* block)
 WM_PLUGIN_EXPORT uint32_t ENC_EndConversion(void* instance, ConversionInfo* conversion,
                                             uint32_t* tagAfterwards) {
     auto* e = static_cast<Encoder*>(instance);
-    e->Log("EndConversion");
-    if (e->options.count(u"filenames")) {
+    e->Log("EndConversion runError=" + std::to_string(conversion ? conversion->runError : 9));
+    e->output.clear();
+    if (conversion && e->options.count(u"filenames")) {
         e->reportedNames = FileNameTags(e->Option(u"filenames"));
         conversion->secondData = e->reportedNames.data();
         conversion->secondSize = static_cast<uint32_t>(e->reportedNames.size());

@@ -1,0 +1,311 @@
+// A decoder as the host drives it: "Decodes", refusals of files it cannot read, one whole decode
+// of the sample (open, blocks, the end, close), a call after close, leaks across runs, and the
+// tag writer ("IDTags") when the decoder offers it.
+#include "files/PathText.h"
+#include "plugins/clTwDecoder.h"
+#include "sdk/check/Checks.h"
+#include "tags/IDTagSet.h"
+
+#include <algorithm>
+
+namespace wm::check {
+
+namespace {
+
+constexpr uint32_t kMaxExtensions = 256;
+constexpr uint32_t kMaxEmptyInARow = 1000;
+
+struct Decoded {
+    uint64_t bytes = 0; // audio delivered
+    uint64_t handedBack = 0;
+    std::vector<uint8_t> audio; // kept only when asked for
+    IDTagSet tags;
+};
+
+StringList Claims(clTwDecoder& decoder, Report& report) {
+    StringList extensions;
+    for (uint32_t index = 0; index < kMaxExtensions; ++index) {
+        PluginValue value{};
+        value.value1 = index;
+        CallGuard guard("Get \"Decodes\"");
+        if (!decoder.Get(WM_VALUE_DECODES, &value))
+            return extensions;
+        const auto* ext = static_cast<const char16_t*>(value.pointer1);
+        const auto* description = static_cast<const char16_t*>(value.pointer2);
+        if (!ext || ext[0] != u'.' || !description || !*description) {
+            report.Violation("decodes-entry", "\"Decodes\" entry " + std::to_string(index) +
+                                                  " needs pointer1 = an extension with its dot "
+                                                  "and pointer2 = a description");
+            return extensions;
+        }
+        extensions.emplace_back(ext);
+        report.Note("reads " + Narrow(ext) + " (" + Narrow(description) + ")");
+    }
+    report.Violation("decodes-endless", "keeps answering \"Decodes\" after " +
+                                            std::to_string(kMaxExtensions) +
+                                            " entries: answer 0 after the last one");
+    return extensions;
+}
+
+uint32_t OpenFile(clTwDecoder& decoder, const String& path, DecodeOpenInfo& info) {
+    info = DecodeOpenInfo{};
+    info.path = path.c_str();
+    info.openMode = WM_OPEN_CONVERT;
+    CallGuard guard("Open");
+    return decoder.Open(&info);
+}
+
+// A missing file and a file of another kind under the decoder's extension must both fail.
+void CheckRefusals(clTwDecoder& decoder, const String& extension, Report& report) {
+    const String folder = NewWorkFolder("refusals");
+    DecodeOpenInfo info;
+    if (OpenFile(decoder, folder + u"missing" + extension, info))
+        report.Violation("open-missing",
+                         "\"Open\" of a file that does not exist returned non-zero");
+    else
+        Reason(decoder, report);
+    const std::string text(4096, 'x');
+    const String foreign = folder + u"not-audio" + extension;
+    WriteFileBytes(foreign, text.data(), text.size());
+    if (OpenFile(decoder, foreign, info)) {
+        report.Violation("open-foreign", "\"Open\" accepted a file of 4096 'x' characters: refuse "
+                                         "what is not your format, with a reason in \"LastError\"");
+        CallGuard guard("Close");
+        ConversionInfo conversion{};
+        decoder.Close(&conversion);
+    }
+}
+
+void CheckOpenRecord(const DecodeOpenInfo& info, Report& report) {
+    if (std::string problem = FormatProblem(info.format); !problem.empty())
+        report.Violation("open-format", "the format \"Open\" reported is wrong: " + problem);
+    if (info.byteLength && info.msLength != BytesToMs(info.byteLength, info.format))
+        report.Violation("open-length", "msLength " + std::to_string(info.msLength) +
+                                            " does not follow from byteLength " +
+                                            std::to_string(info.byteLength));
+    if (info.tagData || info.tagSize)
+        if (std::string problem = TagBlockProblem(info.tagData, info.tagSize); !problem.empty())
+            report.Violation("open-tags", "the source's tag block is damaged: " + problem);
+    if (info.secondData || info.secondSize)
+        if (std::string problem = TagBlockProblem(info.secondData, info.secondSize);
+            !problem.empty())
+            report.Violation("open-second", "the second data block is damaged: " + problem);
+}
+
+// One block against the rules; false ends the decode.
+bool CheckBlock(const AudioBlockInfo& block, const DecodeOpenInfo& info, uint64_t before,
+                Report& report) {
+    const std::string at = "the block at byte " + std::to_string(before);
+    if (block.length && !block.data)
+        report.Violation("block-null", at + " has " + std::to_string(block.length) +
+                                           " bytes but no data pointer");
+    const uint32_t frame = std::max<uint16_t>(info.format.blockAlign, 1);
+    if (block.length % frame)
+        report.Violation("block-frames", at + " has " + std::to_string(block.length) +
+                                             " bytes, not whole " + std::to_string(frame) +
+                                             "-byte frames: the host fails the run on it");
+    if (!SameFormat(block.format, info.format))
+        report.Violation("block-format", at + " carries another format than \"Open\" reported");
+    if (block.msPosition != BytesToMs(before, info.format))
+        report.Violation("block-position",
+                         at + " is positioned at " + std::to_string(block.msPosition) +
+                             " ms; the bytes before it make " +
+                             std::to_string(BytesToMs(before, info.format)) + " ms");
+    if (block.msDuration != BytesToMs(block.length, info.format))
+        report.Violation("block-duration", at + " gives msDuration " +
+                                               std::to_string(block.msDuration) +
+                                               ", not length x 1000 / avgBytesPerSec");
+    if (block.endOfStream && block.length)
+        report.Violation("end-with-audio",
+                         "the end flag came on a block that carries audio: the host takes the "
+                         "progress from a block's start, so end with an empty block positioned at "
+                         "the end or the progress stops short of 100 %");
+    return !block.length || block.data;
+}
+
+bool DecodeBlocks(clTwDecoder& decoder, const DecodeOpenInfo& info, Decoded& out, bool keepAudio,
+                  Report& report) {
+    uint32_t emptyInARow = 0;
+    for (;;) {
+        AudioBlockInfo block{};
+        uint32_t ok = 0;
+        {
+            CallGuard guard("DecodeBlock");
+            ok = decoder.DecodeBlock(&block);
+        }
+        if (!ok) {
+            report.Violation("decode-failed", "\"DecodeBlock\" failed at byte " +
+                                                  std::to_string(out.bytes) +
+                                                  Reason(decoder, report));
+            return false;
+        }
+        if (!CheckBlock(block, info, out.bytes, report))
+            return false;
+        if (keepAudio && block.length)
+            out.audio.insert(out.audio.end(), static_cast<const uint8_t*>(block.data),
+                             static_cast<const uint8_t*>(block.data) + block.length);
+        out.bytes += block.length;
+        out.handedBack += block.length;
+        emptyInARow = block.length ? 0 : emptyInARow + 1;
+        if (block.endOfStream)
+            break;
+        if (emptyInARow > kMaxEmptyInARow) {
+            report.Violation("stalls", "more than " + std::to_string(kMaxEmptyInARow) +
+                                           " empty blocks in a row without the end flag");
+            return false;
+        }
+    }
+    if (info.byteLength && out.bytes != info.byteLength)
+        report.Violation("byte-total", "the blocks hold " + std::to_string(out.bytes) +
+                                           " bytes; \"Open\" announced byteLength " +
+                                           std::to_string(info.byteLength));
+    return true;
+}
+
+// Open, every block, close, then one more block, which a closed decoder must refuse.
+bool DecodeFile(clTwDecoder& decoder, const String& path, Decoded& out, bool keepAudio,
+                Report& report) {
+    DecodeOpenInfo info;
+    if (!OpenFile(decoder, path, info)) {
+        report.Violation("open-sample",
+                         "\"Open\" of " + Quoted(path) + " failed" + Reason(decoder, report));
+        return false;
+    }
+    CheckOpenRecord(info, report);
+    out.tags.Deserialize(info.tagData, info.tagSize);
+    const bool decoded = DecodeBlocks(decoder, info, out, keepAudio, report);
+    ConversionInfo conversion{};
+    {
+        CallGuard guard("Close");
+        if (!decoder.Close(&conversion))
+            report.Violation("close", "\"Close\" returned 0" + Reason(decoder, report));
+    }
+    AudioBlockInfo after{};
+    CallGuard guard("DecodeBlock after Close");
+    if (decoder.DecodeBlock(&after))
+        report.Violation("after-close", "\"DecodeBlock\" after \"Close\" returned non-zero: a "
+                                        "closed decoder must answer 0");
+    return decoded;
+}
+
+// Users run converters side by side, and the tag writer's instance lives beside the run's: two
+// instances decoding the sample at once, block by block in turn, must each give the audio whole.
+void CheckTwoInstances(const CheckJob& job, const Decoded& original, Report& report) {
+    clTwDecoder decoders[2];
+    DecodeOpenInfo info[2];
+    for (int i = 0; i < 2; ++i)
+        if (!Bind(decoders[i], job.library, "Create", report) ||
+            !OpenFile(decoders[i], job.sample, info[i])) {
+            report.Violation("two-open", "a second instance cannot open the sample while the "
+                                         "first has it open: open sources shared for reading");
+            return;
+        }
+    std::vector<uint8_t> audio[2];
+    bool ended[2] = {false, false};
+    for (uint32_t turn = 0; !(ended[0] && ended[1]) && turn < (1u << 22); ++turn) {
+        const int i = turn % 2;
+        AudioBlockInfo block{};
+        CallGuard guard("DecodeBlock");
+        ended[i] = ended[i] || !decoders[i].DecodeBlock(&block);
+        if (ended[i] || !block.data)
+            continue;
+        const auto* data = static_cast<const uint8_t*>(block.data);
+        audio[i].insert(audio[i].end(), data, data + block.length);
+        ended[i] = block.endOfStream != 0;
+    }
+    for (clTwDecoder& decoder : decoders) {
+        ConversionInfo conversion{};
+        CallGuard guard("Close");
+        decoder.Close(&conversion);
+    }
+    if (audio[0] != original.audio || audio[1] != original.audio)
+        report.Violation("two-instances", "two instances decoding at once deliver other audio "
+                                          "than one alone: keep all state in the instance");
+}
+
+// The host's tag writer: a fresh instance, "Decodes", then "Set" with "IDTags" on a finished file.
+void CheckTagWriter(const CheckJob& job, const Decoded& original, Report& report) {
+    const String folder = NewWorkFolder("idtags");
+    const String copy = folder + u"tagged" + ExtensionOf(job.sample);
+    std::vector<uint8_t> bytes;
+    if (!ReadFileBytes(job.sample, bytes) || !WriteFileBytes(copy, bytes.data(), bytes.size()))
+        return;
+    clTwDecoder writer;
+    if (!Bind(writer, job.library, "Create", report))
+        return;
+    std::vector<uint8_t> block = CheckTagBlock();
+    PluginValue value{};
+    value.value2 = static_cast<uint32_t>(block.size());
+    value.pointer1 = const_cast<char16_t*>(copy.c_str());
+    value.pointer4 = block.data();
+    uint32_t written = 0;
+    {
+        CallGuard guard("Set \"IDTags\"");
+        written = writer.Set(WM_VALUE_ID_TAGS, &value);
+    }
+    if (!written) {
+        report.Note("does not write tags (\"IDTags\" answered 0): an encoder of this format must "
+                    "not ask for tags afterwards");
+        return;
+    }
+    Decoded reread;
+    if (!DecodeFile(writer, copy, reread, true, report))
+        return;
+    if (reread.audio != original.audio)
+        report.Violation("idtags-audio", "writing tags through \"IDTags\" changed the audio");
+    if (!reread.tags.Count() || reread.tags.GetValue(u"title") != kCheckTitle)
+        report.Violation("idtags-readback", "the title written through \"IDTags\" does not come "
+                                            "back from \"Open\" of the tagged file");
+    value.pointer1 = const_cast<char16_t*>(u"plugin-check: no such file");
+    CallGuard guard("Set \"IDTags\" on a missing file");
+    if (writer.Set(WM_VALUE_ID_TAGS, &value))
+        report.Violation("idtags-missing", "\"IDTags\" for a file that does not exist returned "
+                                           "non-zero");
+    else
+        report.Passed("tags written through \"IDTags\" read back, audio unchanged");
+}
+
+} // namespace
+
+void CheckDecoder(const CheckJob& job, Report& report) {
+    clTwDecoder decoder;
+    if (!Bind(decoder, job.library, "Create", report))
+        return;
+    CheckUnknownValue(decoder, report);
+    const StringList extensions = Claims(decoder, report);
+    if (extensions.empty()) {
+        report.Violation("decodes-none", "answers no extension to \"Decodes\": the host never "
+                                         "chooses it");
+        return;
+    }
+    CheckRefusals(decoder, extensions.front(), report);
+    if (job.sample.empty()) {
+        report.Note("no sample file given: open, blocks, close and \"IDTags\" were not driven");
+        return;
+    }
+    const String ext = ExtensionOf(job.sample);
+    if (std::none_of(extensions.begin(), extensions.end(),
+                     [&](const String& e) { return EqualsNoCase(e, ext); }))
+        report.Violation("sample-extension", "does not claim " + Quoted(ext) +
+                                                 ", the sample's extension: the host would not "
+                                                 "choose it for that file");
+    Decoded first;
+    if (!DecodeFile(decoder, job.sample, first, true, report))
+        return;
+    report.Passed("decoded " + std::to_string(first.bytes) + " bytes of " + Quoted(job.sample));
+    uint64_t grown = 0;
+    if (GrowsWithAudio(
+            [&] {
+                Decoded again;
+                DecodeFile(decoder, job.sample, again, false, report);
+                return again.handedBack;
+            },
+            &grown))
+        report.Violation("leak", "memory grew by " + std::to_string(grown >> 10) +
+                                     " KB over repeated decodes: the blocks handed back are not "
+                                     "freed (reuse one buffer; free it in \"Close\")");
+    CheckTwoInstances(job, first, report);
+    CheckTagWriter(job, first, report);
+}
+
+} // namespace wm::check

@@ -1,0 +1,214 @@
+// An encoder as the host drives it: the values it is asked, one conversion of generated audio
+// in blocks of varied whole-frame sizes ending with an empty block, the written file, a call
+// after the end, and the clean-up of a failed run.
+#include "plugins/clTwEncoder.h"
+#include "sdk/check/Checks.h"
+#include "tags/IDTagSet.h"
+
+#include <algorithm>
+
+namespace wm::check {
+
+namespace {
+
+constexpr uint32_t kAudioMs = 3000;
+
+struct Conversion {
+    String folder, output;
+    WmWaveFormat format = CheckFormat();
+    std::vector<uint8_t> tags = CheckTagBlock();
+    ConversionInfo info{};
+};
+
+void Prepare(Conversion& c, const String& folder, const String& extension, const CheckJob& job) {
+    c.folder = folder;
+    c.output = folder + u"output" + extension;
+    c.info.inputPath = u"plugin-check generated audio";
+    c.info.outputPath = c.output.c_str();
+    c.info.commandLine = job.options.c_str();
+    c.info.sourceFormat = &c.format;
+    c.info.tagData = c.tags.data();
+    c.info.tagSize = static_cast<uint32_t>(c.tags.size());
+}
+
+String AskExtension(clTwEncoder& encoder, Report& report) {
+    PluginValue value{};
+    CallGuard guard("ENC_Get \"Extension\"");
+    if (!encoder.Get(WM_VALUE_EXTENSION, &value)) {
+        report.Note("does not answer \"Extension\" (asked only by tools that list encoders)");
+        return u".out";
+    }
+    const auto* ext = static_cast<const char16_t*>(value.pointer1);
+    if (!ext || ext[0] != u'.') {
+        report.Violation("extension", "\"Extension\" needs pointer1 = the output's extension "
+                                      "with its dot");
+        return u".out";
+    }
+    report.Note("writes " + Narrow(ext) + " files");
+    return ext;
+}
+
+// The questions the host asks before a conversion; true when the encoder takes sources raw.
+bool AskRunValues(clTwEncoder& encoder, const CheckJob& job, Report& report) {
+    String input = u"input.wav", output = u"output";
+    String options = job.options;
+    PluginValue raw{};
+    raw.pointer1 = input.data();
+    raw.pointer2 = options.data();
+    raw.pointer3 = output.data();
+    PluginValue hq{}, gain{};
+    hq.pointer1 = options.data();
+    CallGuard guard("ENC_Get of the run values");
+    encoder.Get(WM_VALUE_NEED_HQ_AUDIO, &hq);
+    encoder.Get(WM_VALUE_SEND_OVER_REPLAYGAIN_TAGS, &gain);
+    if (!encoder.Get(WM_VALUE_SEND_RAW_UNCOMPRESSED, &raw))
+        return false;
+    report.Note("takes sources over raw (\"SendRawUnCompressed\"): that path reads a real source "
+                "file and is not driven here");
+    return true;
+}
+
+AudioBlockInfo BlockAt(const std::vector<uint8_t>& audio, uint64_t at, uint32_t length,
+                       const WmWaveFormat& f) {
+    AudioBlockInfo block{};
+    block.data = length ? const_cast<uint8_t*>(audio.data() + at) : nullptr;
+    block.length = length;
+    block.format = f;
+    block.bitRate = f.avgBytesPerSec * 8;
+    block.msDuration = BytesToMs(length, f);
+    block.msPosition = BytesToMs(at, f);
+    return block;
+}
+
+// Begin, the blocks, and the empty end block; false when the encoder stopped taking them.
+bool Encode(clTwEncoder& encoder, Conversion& c, const std::vector<uint8_t>& audio,
+            Report& report) {
+    {
+        CallGuard guard("ENC_BeginConversion");
+        if (!encoder.BeginConversion(&c.info)) {
+            report.Violation("begin", "\"ENC_BeginConversion\" of 44100 Hz 16-bit stereo PCM "
+                                      "failed" +
+                                          Reason(encoder, report));
+            return false;
+        }
+    }
+    uint64_t at = 0;
+    std::vector<uint32_t> sizes = BlockSizes(static_cast<uint32_t>(audio.size()), 4);
+    sizes.push_back(0); // the host ends with an empty block carrying the end flag
+    for (size_t i = 0; i < sizes.size(); ++i) {
+        AudioBlockInfo block = BlockAt(audio, at, sizes[i], c.format);
+        block.endOfStream = i + 1 == sizes.size();
+        CallGuard guard("ENC_EncodeBlock");
+        if (!encoder.EncodeBlock(&block)) {
+            report.Violation("encode",
+                             "\"ENC_EncodeBlock\" refused " +
+                                 (sizes[i] ? "a block of " + std::to_string(sizes[i]) + " bytes"
+                                           : std::string("the empty last block (null "
+                                                         "data, end flag set)")) +
+                                 Reason(encoder, report));
+            return false;
+        }
+        at += sizes[i];
+    }
+    return true;
+}
+
+bool End(clTwEncoder& encoder, Conversion& c, uint32_t* tagAfterwards, Report& report) {
+    CallGuard guard("ENC_EndConversion");
+    if (encoder.EndConversion(&c.info, tagAfterwards))
+        return true;
+    if (!c.info.runError)
+        report.Violation("end", "\"ENC_EndConversion\" failed" + Reason(encoder, report));
+    return false;
+}
+
+// The files the encoder says it wrote ("FileName1", ...), else the output path.
+std::vector<String> Reported(const Conversion& c) {
+    std::vector<String> names;
+    if (c.info.secondData && c.info.secondSize) {
+        IDTagSet set;
+        set.Deserialize(c.info.secondData, c.info.secondSize);
+        for (int i = 1; !set.GetValue(u"FileName" + Widen(std::to_string(i))).empty(); ++i)
+            names.push_back(set.GetValue(u"FileName" + Widen(std::to_string(i))));
+    }
+    return names;
+}
+
+void CheckWrittenFiles(const Conversion& c, Report& report) {
+    std::vector<uint8_t> bytes;
+    if (!ReadFileBytes(c.output, bytes) || bytes.empty())
+        report.Violation("output-empty", "nothing was written to the output path the host gave");
+    else if (!FileIsClosed(c.output))
+        report.Violation("output-open", "the output is still open after \"ENC_EndConversion\": "
+                                        "the host must move it into place");
+    const std::vector<String> reported = Reported(c);
+    for (const String& name : FilesIn(c.folder)) {
+        const bool named = std::any_of(reported.begin(), reported.end(), [&](const String& r) {
+            return EndsWithNoCase(r, u"\\" + name);
+        });
+        if (c.folder + name != c.output && !named)
+            report.Violation("output-elsewhere", "wrote " + Quoted(name) +
+                                                     " beside the output: write exactly the "
+                                                     "outputPath (it may be a temporary name), "
+                                                     "or report extra files as \"FileName1\"...");
+    }
+}
+
+// A run that failed midway: the encoder ends with runError 1 and must still close the file.
+void CheckFailedRun(clTwEncoder& encoder, const CheckJob& job, const String& extension,
+                    const std::vector<uint8_t>& audio, Report& report) {
+    Conversion c;
+    Prepare(c, NewWorkFolder("encoder-failed"), extension, job);
+    {
+        CallGuard guard("ENC_BeginConversion");
+        if (!encoder.BeginConversion(&c.info))
+            return;
+    }
+    AudioBlockInfo block = BlockAt(audio, 0, 4096, c.format);
+    {
+        CallGuard guard("ENC_EncodeBlock");
+        encoder.EncodeBlock(&block);
+    }
+    c.info.runError = 1;
+    uint32_t tagAfterwards = 0;
+    End(encoder, c, &tagAfterwards, report);
+    if (!FileIsClosed(c.output))
+        report.Violation("failed-open", "after a failed run (runError 1) the output is still "
+                                        "open: close it in \"ENC_EndConversion\"; the host "
+                                        "deletes it");
+}
+
+} // namespace
+
+void CheckEncoder(const CheckJob& job, Report& report) {
+    clTwEncoder encoder;
+    if (!Bind(encoder, job.library, "ENC_Create", report))
+        return;
+    CheckUnknownValue(encoder, report);
+    const String extension = AskExtension(encoder, report);
+    if (AskRunValues(encoder, job, report))
+        return;
+    const std::vector<uint8_t> audio = SineAudio(kAudioMs);
+    Conversion c;
+    Prepare(c, NewWorkFolder("encoder"), extension, job);
+    uint32_t tagAfterwards = 0;
+    if (!Encode(encoder, c, audio, report) || !End(encoder, c, &tagAfterwards, report))
+        return;
+    CheckWrittenFiles(c, report);
+    if (tagAfterwards)
+        report.Note("asks for tags afterwards: the decoder that reads " + Narrow(extension) +
+                    " files must write them through \"IDTags\"");
+    AudioBlockInfo late = BlockAt(audio, 0, 4096, c.format);
+    {
+        CallGuard guard("ENC_EncodeBlock after ENC_EndConversion");
+        if (encoder.EncodeBlock(&late))
+            report.Violation("after-end", "\"ENC_EncodeBlock\" after \"ENC_EndConversion\" "
+                                          "returned non-zero: a finished encoder must answer 0");
+    }
+    report.Passed("encoded " + std::to_string(audio.size()) + " bytes in " +
+                  std::to_string(BlockSizes(static_cast<uint32_t>(audio.size()), 4).size() + 1) +
+                  " blocks");
+    CheckFailedRun(encoder, job, extension, audio, report);
+}
+
+} // namespace wm::check

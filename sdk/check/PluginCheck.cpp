@@ -1,0 +1,116 @@
+// plugin-check.exe <plug-in DLL> [sample file] [-settings=<effect settings>]
+//                  [-options=<encoder command line>]
+// Loads one decoder, encoder or DSP effect the way Wavemill does, without converting anything,
+// drives its entry points in the documented order and prints every violation in plain words.
+// Exit status: 0 no violation, 1 violations, 2 wrong arguments.
+#include "sdk/check/Checks.h"
+#include "sdk/check/ExportTable.h"
+
+#include <windows.h>
+
+#include <cstdio>
+
+using namespace wm;
+using namespace wm::check;
+
+namespace {
+
+constexpr const char* kUsage =
+    "usage: plugin-check.exe <plug-in DLL> [sample file] [-settings=<effect settings>] "
+    "[-options=<encoder command line>]\n"
+    "  A decoder is driven on the sample file (a file of its own format); an encoder and an\n"
+    "  effect on generated 44100 Hz 16-bit stereo audio.\n";
+
+bool ParseArguments(int argc, wchar_t** argv, CheckJob& job) {
+    for (int i = 1; i < argc; ++i) {
+        const String arg = reinterpret_cast<const char16_t*>(argv[i]);
+        if (StartsWithNoCase(arg, u"-settings="))
+            job.settings = arg.substr(10);
+        else if (StartsWithNoCase(arg, u"-options="))
+            job.options = arg.substr(9);
+        else if (job.library.empty())
+            job.library = arg;
+        else if (job.sample.empty())
+            job.sample = arg;
+        else
+            return false;
+    }
+    return !job.library.empty();
+}
+
+// The host loads plug-ins by full path; a relative one is made full against the current folder.
+String FullPath(const String& path) {
+    wchar_t full[MAX_PATH * 4];
+    const DWORD n = ::GetFullPathNameW(reinterpret_cast<const wchar_t*>(path.c_str()), MAX_PATH * 4,
+                                       full, nullptr);
+    return n && n < MAX_PATH * 4 ? String(reinterpret_cast<const char16_t*>(full)) : path;
+}
+
+void ReportLoadFailure(const String& library, DWORD error, Report& report) {
+    std::string why = "it cannot be loaded (win:" + std::to_string(error) + ")";
+    if (error == ERROR_MOD_NOT_FOUND)
+        why += ": the file, or a DLL it imports, is missing";
+    else if (error == ERROR_BAD_EXE_FORMAT)
+        why += ": it is not a 64-bit Windows DLL";
+    report.Violation("load", why);
+    HMODULE image = ::LoadLibraryExW(reinterpret_cast<const wchar_t*>(library.c_str()), nullptr,
+                                     LOAD_LIBRARY_AS_IMAGE_RESOURCE | LOAD_LIBRARY_AS_DATAFILE);
+    if (!image)
+        return;
+    std::string imports;
+    for (const std::string& name : ImportNames(image))
+        imports += (imports.empty() ? "" : ", ") + name;
+    report.Note("it imports " + imports);
+    CheckImports(ImportNames(image), report);
+    ::FreeLibrary(image);
+}
+
+// Loads the library to read its tables, then runs the check of its kind.
+void Check(CheckJob& job, Report& report) {
+    job.library = FullPath(job.library);
+    HMODULE module = ::LoadLibraryExW(reinterpret_cast<const wchar_t*>(job.library.c_str()),
+                                      nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+    if (!module) {
+        ReportLoadFailure(job.library, ::GetLastError(), report);
+        return;
+    }
+    const std::vector<std::string> exports = ExportNames(module);
+    CheckImports(ImportNames(module), report);
+    const KindNames* kind = DetectKind(exports);
+    if (!kind) {
+        report.Violation("kind", "exports none of the entry points of a decoder, an encoder or a "
+                                 "DSP effect");
+    } else {
+        report.Note(std::string("kind: ") + kind->label + ", by its exports");
+        if (!CheckExports(*kind, exports, report))
+            report.Note("the host would not load it; nothing more was checked");
+        else if (kind->kind == PluginKind::Decoder)
+            CheckDecoder(job, report);
+        else if (kind->kind == PluginKind::Encoder)
+            CheckEncoder(job, report);
+        else
+            CheckEffect(job, report);
+    }
+    ::FreeLibrary(module);
+}
+
+} // namespace
+
+int wmain(int argc, wchar_t** argv) {
+    CheckJob job;
+    if (!ParseArguments(argc, argv, job)) {
+        std::fputs(kUsage, stderr);
+        return 2;
+    }
+    Report report;
+    InstallCrashReport(report);
+    ::SetConsoleOutputCP(CP_UTF8); // the report is UTF-8 text
+    std::printf("plugin-check %s\n", Narrow(job.library).c_str());
+    Check(job, report);
+    RemoveWorkFolders();
+    if (report.Violations())
+        std::printf("%d violation%s\n", report.Violations(), report.Violations() == 1 ? "" : "s");
+    else
+        std::printf("no violations\n");
+    return report.Violations() ? 1 : 0;
+}
