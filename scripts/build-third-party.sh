@@ -89,7 +89,7 @@ build_libebur128() {
 strip_shared() {
     local dll
     for dll in "$prefix"/bin/*.dll; do
-        $host-strip --strip-unneeded "$dll"
+        $host-strip --strip-all "$dll"
     done
 }
 

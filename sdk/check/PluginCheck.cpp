@@ -68,8 +68,10 @@ void ReportLoadFailure(const String& library, DWORD error, Report& report) {
 // Loads the library to read its tables, then runs the check of its kind.
 void Check(CheckJob& job, Report& report) {
     job.library = FullPath(job.library);
-    HMODULE module = ::LoadLibraryExW(reinterpret_cast<const wchar_t*>(job.library.c_str()),
-                                      nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+    // As the host loads it: imports resolve in the plug-in's folder, then beside the program.
+    HMODULE module =
+        ::LoadLibraryExW(reinterpret_cast<const wchar_t*>(job.library.c_str()), nullptr,
+                         LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
     if (!module) {
         ReportLoadFailure(job.library, ::GetLastError(), report);
         return;

@@ -60,10 +60,16 @@ for dll in "$stage"/encoder/*.dll; do
     *) expect_pass "$dll" ;;
     esac
 done
-# The example effect both ways; other effects with their default (empty) settings.
+# The example effect both ways; the bundled effects with settings they need; others with empty
+# settings.
 for dll in "$stage"/DSPs/*.dll; do
     case ${dll##*/} in
     ExampleGain.dll) expect_pass "$dll" "-settings=50"; expect_pass "$dll" "-settings=50 nonlive" ;;
+    BitDepth.dll) expect_pass "$dll" "-settings=bits=16" ;;
+    Resample.dll) expect_pass "$dll" "-settings=rate=48000" ;;
+    Normalize.dll) expect_pass "$dll" "-settings=peak=-1" ;;
+    Volume.dll) expect_pass "$dll" "-settings=gain=-3" ;;
+    NoAfterConversion.dll) expect_fail "$dll" "does not export 'DSP_AfterConversion'" ;;
     *) expect_pass "$dll" ;;
     esac
 done
