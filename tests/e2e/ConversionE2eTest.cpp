@@ -78,9 +78,7 @@ TEST(Conversion, FailuresKeepAnExistingOutput) {
         EXPECT_EQ(ReadText(out), "precious") << error;
         EXPECT_FALSE(Exists(out + u".tmp.raw")) << error;
         if (Contains(error, "Unable to load encoder")) {
-            EXPECT_TRUE(Contains(
-                r.out, "MP3, NoRemoveConfig, TestEnc, Wave."))
-                << r.out;
+            EXPECT_TRUE(Contains(r.out, "MP3, NoRemoveConfig, TestEnc, Wave.")) << r.out;
         }
     }
 }
