@@ -143,8 +143,10 @@ void TwWavemill::FillConversion(const String& fileToWrite) {
     conversion_.outputPath = fileToWrite.c_str();
     conversion_.commandLine = encoderCommandLine_.c_str();
     conversion_.sourceFormat = &openInfo_.format;
-    conversion_.tagData = const_cast<uint8_t*>(tags_->Block().data());
-    conversion_.tagSize = static_cast<uint32_t>(tags_->Block().size());
+    // -noidtag means no tags at all, also from encoders that write them in the same pass.
+    const bool withTags = opt_.writeTags && !tags_->Block().empty();
+    conversion_.tagData = withTags ? const_cast<uint8_t*>(tags_->Block().data()) : nullptr;
+    conversion_.tagSize = withTags ? static_cast<uint32_t>(tags_->Block().size()) : 0;
     conversion_.secondData = openInfo_.secondData;
     conversion_.secondSize = openInfo_.secondSize;
 }

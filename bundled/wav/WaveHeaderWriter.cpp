@@ -50,16 +50,16 @@ size_t WaveHeaderWriter::FmtSize() const {
     return format_.formatTag == WM_FORMAT_PCM ? 16 : 18;
 }
 
-bool WaveHeaderWriter::NeedsRf64(uint64_t dataLength) const {
+bool WaveHeaderWriter::NeedsRf64(uint64_t dataLength, uint64_t trailerLength) const {
     const uint64_t limit = UINT32_MAX - (HeaderSize() - 8);
-    return dataLength > limit || dataLength + (dataLength & 1) > limit;
+    return dataLength > limit || dataLength + (dataLength & 1) + trailerLength > limit;
 }
 
-std::vector<uint8_t> WaveHeaderWriter::Build(uint64_t dataLength) const {
+std::vector<uint8_t> WaveHeaderWriter::Build(uint64_t dataLength, uint64_t trailerLength) const {
     std::vector<uint8_t> h(HeaderSize(), 0);
     uint8_t* p = h.data();
-    const uint64_t riffSize = HeaderSize() - 8 + dataLength + (dataLength & 1);
-    const bool rf64 = NeedsRf64(dataLength);
+    const uint64_t riffSize = HeaderSize() - 8 + dataLength + (dataLength & 1) + trailerLength;
+    const bool rf64 = NeedsRf64(dataLength, trailerLength);
 
     PutId(p, rf64 ? "RF64" : "RIFF");
     PutLe32(p + 4, rf64 ? UINT32_MAX : static_cast<uint32_t>(riffSize));

@@ -23,11 +23,13 @@ class WaveHeaderWriter {
 
     const WmWaveFormat& Format() const { return format_; }
     size_t HeaderSize() const { return 56 + FmtSize() + 8; }
-    // Whether `dataLength` bytes of audio (plus the pad byte an odd length needs) need RF64.
-    bool NeedsRf64(uint64_t dataLength) const;
-    // The complete header for `dataLength` bytes of audio. The caller writes the pad byte
-    // after odd-length data; the sizes here count it.
-    std::vector<uint8_t> Build(uint64_t dataLength) const;
+    // Whether `dataLength` bytes of audio (plus the pad byte an odd length needs) and
+    // `trailerLength` bytes of chunks after them need RF64.
+    bool NeedsRf64(uint64_t dataLength, uint64_t trailerLength = 0) const;
+    // The complete header for `dataLength` bytes of audio followed by `trailerLength` bytes of
+    // further chunks (tags). The caller writes the pad byte after odd-length data; the sizes
+    // here count it.
+    std::vector<uint8_t> Build(uint64_t dataLength, uint64_t trailerLength = 0) const;
 
   private:
     size_t FmtSize() const;

@@ -45,6 +45,10 @@ Bytes MakeChunk(const char (&id)[5], const Bytes& body) {
     return chunk;
 }
 
+Bytes Id3Chunk(const WaveTags& tags) {
+    return MakeChunk("id3 ", BuildId3Tag(tags));
+}
+
 uint64_t StoredLength(const RiffChunk& c) {
     return 8 + c.size + (c.size & 1);
 }
@@ -168,7 +172,7 @@ bool PlanTagRewrite(ByteSource& source, const WaveTags& tags, TagRewritePlan& pl
         size += StoredLength(c);
     }
     plan.infoChunk = BuildInfoList(tags);
-    plan.id3Chunk = MakeChunk("id3 ", BuildId3Tag(tags));
+    plan.id3Chunk = Id3Chunk(tags);
     size += plan.infoChunk.size() + plan.id3Chunk.size();
     if (!file.rf64 && size - 8 > UINT32_MAX) {
         error = kWaveTaggedTooLarge;
@@ -217,6 +221,13 @@ bool WriteTagRewrite(ByteSource& source, const TagRewritePlan& plan, ByteSink& s
     if (!ok)
         error = kWaveWriteFailed;
     return ok;
+}
+
+Bytes BuildTagChunks(const WaveTags& tags) {
+    Bytes chunks = BuildInfoList(tags);
+    const Bytes id3 = Id3Chunk(tags);
+    chunks.insert(chunks.end(), id3.begin(), id3.end());
+    return chunks;
 }
 
 } // namespace wm::wav

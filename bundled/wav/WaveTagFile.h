@@ -20,6 +20,10 @@ constexpr uint64_t kMaxTagChunk = 256u << 20;
 // values of the same name (ID3 holds full Unicode), one entry per name; pictures come from ID3.
 void ReadWaveTags(ByteSource& source, const RiffFile& file, WaveTags& tags);
 
+// The tag chunks written after the audio: LIST/INFO, then "id3 " (pictures and full Unicode);
+// empty when there is nothing to write.
+Bytes BuildTagChunks(const WaveTags& tags);
+
 // Sequential output of the rewrite.
 class ByteSink {
   public:

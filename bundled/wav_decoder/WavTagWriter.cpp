@@ -25,12 +25,6 @@ bool IsReadOnly(const String& path) {
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY);
 }
 
-void DeleteQuietly(const String& path) {
-    String p;
-    if (SystemPathForm(path, kOtherPathLimit, p))
-        DeleteFileW(reinterpret_cast<const wchar_t*>(p.c_str()));
-}
-
 class FileSink final : public wav::ByteSink {
   public:
     explicit FileSink(Win32File& file) : file_(file) {}
@@ -74,7 +68,7 @@ wav::WaveError WriteTagBlock(const char16_t* path, const void* block, size_t siz
     if (error == wav::kWaveOk && !MoveRewriteOver(temp, target))
         error = wav::kWaveReplaceFailed;
     if (error != wav::kWaveOk)
-        DeleteQuietly(temp);
+        DeletePath(temp.c_str());
     return error;
 }
 

@@ -1,6 +1,9 @@
 #include "bundled/wav_encoder/WavEncoder.h"
 
+#include "bundled/wav/TagSetBridge.h"
 #include "bundled/wav/WaveFormatRules.h"
+#include "bundled/wav/WaveTagFile.h"
+#include "tags/IDTagSet.h"
 
 #include <cstring>
 #include <new>
@@ -44,8 +47,11 @@ uint32_t WavEncoder::Begin(const ConversionInfo* conversion) noexcept {
         buffer_.reset(new (std::nothrow) uint8_t[kBufferSize]);
     if (!buffer_)
         return lastError_.Fail(wav::kWaveOutOfMemory);
+    if (!PrepareTags(*conversion))
+        return lastError_.Fail(wav::kWaveOutOfMemory);
     if (!file_.CreateForWriting(conversion->outputPath))
-        return lastError_.Fail(wav::kWaveCreateFailed);
+        return lastError_.Fail(wav::WriteError(GetLastError(), wav::kWaveCreateFailed));
+    output_ = conversion->outputPath;
     const size_t headerSize = writer_.HeaderSize();
     try {
         const std::vector<uint8_t> header = writer_.Build(0);
@@ -82,7 +88,7 @@ uint32_t WavEncoder::FailWrite(wav::WaveError otherwise) {
     return lastError_.Fail(wav::WriteError(GetLastError(), otherwise));
 }
 
-uint32_t WavEncoder::End(uint32_t* tagAfterwards) noexcept {
+uint32_t WavEncoder::End(const ConversionInfo* conversion, uint32_t* tagAfterwards) noexcept {
     if (tagAfterwards)
         *tagAfterwards = 0;
     if (!begun_)
@@ -94,19 +100,33 @@ uint32_t WavEncoder::End(uint32_t* tagAfterwards) noexcept {
         FailWrite(wav::kWaveWriteFailed);
     const bool ok = !failed_;
     Abandon();
-    // The encoder writes no tags itself: the host hands them to the decoder's "IDTags" writer,
-    // which puts them into the finished file.
-    if (ok && tagAfterwards)
-        *tagAfterwards = 1;
+    if (conversion && conversion->runError)
+        DeletePath(output_.c_str());
+    // The tags went in with the audio, so the host has nothing to write afterwards.
     return ok ? 1 : 0;
+}
+
+bool WavEncoder::PrepareTags(const ConversionInfo& conversion) {
+    tagChunks_.clear();
+    if (!conversion.tagData || conversion.tagSize == 0)
+        return true;
+    try {
+        IDTagSet set;
+        set.Deserialize(conversion.tagData, conversion.tagSize);
+        tagChunks_ = wav::BuildTagChunks(wav::FromTagSet(set));
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
 }
 
 bool WavEncoder::Finish() noexcept {
     static const uint8_t pad = 0;
-    if ((dataBytes_ % 2 && !Append(&pad, 1)) || !Flush())
+    if ((dataBytes_ % 2 && !Append(&pad, 1)) ||
+        (!tagChunks_.empty() && !Append(tagChunks_.data(), tagChunks_.size())) || !Flush())
         return false;
     try {
-        const std::vector<uint8_t> header = writer_.Build(dataBytes_);
+        const std::vector<uint8_t> header = writer_.Build(dataBytes_, tagChunks_.size());
         return file_.WriteAt(0, header.data(), header.size());
     } catch (const std::bad_alloc&) {
         return false;

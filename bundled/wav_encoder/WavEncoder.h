@@ -8,6 +8,8 @@
 #include <sdk/wavemill_plugin.h>
 
 #include <memory>
+#include <string>
+#include <vector>
 
 namespace wm::bundled {
 
@@ -17,11 +19,14 @@ class WavEncoder {
     uint32_t Set(const WmChar* name, PluginValue* value) noexcept;
     uint32_t Begin(const ConversionInfo* conversion) noexcept;
     uint32_t Encode(const AudioBlockInfo* block) noexcept;
-    uint32_t End(uint32_t* tagAfterwards) noexcept;
+    // A failed run (runError) gets no half-written file: it is deleted.
+    uint32_t End(const ConversionInfo* conversion, uint32_t* tagAfterwards) noexcept;
 
   private:
-    // Pad byte, last buffer, final header.
+    // Pad byte, tag chunks, last buffer, final header.
     bool Finish() noexcept;
+    // The LIST/INFO and "id3 " chunks for the tags the host hands over at the begin.
+    bool PrepareTags(const ConversionInfo& conversion);
     bool Append(const uint8_t* data, size_t length);
     bool Flush();
     void Abandon();
@@ -33,6 +38,8 @@ class WavEncoder {
     wav::LastWaveError lastError_;
     wav::WaveHeaderWriter writer_;
     std::unique_ptr<uint8_t[]> buffer_;
+    std::vector<uint8_t> tagChunks_; // written after the audio, in the same pass
+    std::u16string output_;
     size_t used_ = 0;
     uint64_t dataBytes_ = 0;
     bool begun_ = false;

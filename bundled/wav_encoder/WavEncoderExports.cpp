@@ -40,14 +40,14 @@ WM_PLUGIN_EXPORT uint32_t ENC_BeginConversion(void* instance, ConversionInfo* co
     return instance ? Self(instance)->Begin(conversion) : 0;
 }
 
-WM_PLUGIN_EXPORT uint32_t ENC_EndConversion(void* instance, ConversionInfo* /*conversion*/,
+WM_PLUGIN_EXPORT uint32_t ENC_EndConversion(void* instance, ConversionInfo* conversion,
                                             uint32_t* tagAfterwards) {
     if (!instance) {
         if (tagAfterwards)
             *tagAfterwards = 0;
         return 0;
     }
-    return Self(instance)->End(tagAfterwards);
+    return Self(instance)->End(conversion, tagAfterwards);
 }
 
 WM_PLUGIN_EXPORT uint32_t ENC_EncodeBlock(void* instance, AudioBlockInfo* block) {

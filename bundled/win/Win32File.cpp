@@ -21,6 +21,12 @@ OVERLAPPED At(uint64_t offset) {
 
 } // namespace
 
+void DeletePath(const char16_t* path) {
+    String systemPath;
+    if (path && *path && SystemPathForm(path, kOtherPathLimit, systemPath))
+        DeleteFileW(reinterpret_cast<const wchar_t*>(systemPath.c_str()));
+}
+
 bool Win32File::Create(const char16_t* path, DWORD access, DWORD share, DWORD disposition,
                        DWORD flags) {
     Close();

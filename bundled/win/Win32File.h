@@ -9,6 +9,9 @@
 
 namespace wm::bundled {
 
+// Deletes a file the plug-in made, best effort (a leftover is not worth a failure of its own).
+void DeletePath(const char16_t* path);
+
 class Win32File {
   public:
     Win32File() = default;

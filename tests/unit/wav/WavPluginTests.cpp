@@ -38,10 +38,15 @@ class WavPlugins : public ::testing::Test {
     // Encodes `audio` in pieces of `piece` bytes, as the host's blocks arrive, each announced
     // as `blockFormat` (the source's format when null).
     bool Encode(const std::wstring& path, const WmWaveFormat& format, const Bytes& audio,
-                size_t piece = 88200, const WmWaveFormat* blockFormat = nullptr) {
+                size_t piece = 88200, const WmWaveFormat* blockFormat = nullptr,
+                const Bytes* tagBlock = nullptr, uint32_t runError = 0) {
         conversion_ = ConversionInfo{};
         conversion_.outputPath = U(path);
         conversion_.sourceFormat = &format;
+        if (tagBlock) {
+            conversion_.tagData = const_cast<uint8_t*>(tagBlock->data());
+            conversion_.tagSize = uint32_t(tagBlock->size());
+        }
         if (!encApi_.beginConversion(enc_, &conversion_))
             return false;
         for (size_t at = 0; at < audio.size(); at += piece) {
@@ -52,9 +57,11 @@ class WavPlugins : public ::testing::Test {
             if (!encApi_.encodeBlock(enc_, &block))
                 return false;
         }
-        uint32_t tagAfterwards = 0;
-        return encApi_.endConversion(enc_, &conversion_, &tagAfterwards) != 0;
+        conversion_.runError = runError;
+        tagAfterwards_ = 9;
+        return encApi_.endConversion(enc_, &conversion_, &tagAfterwards_) != 0;
     }
+    uint32_t tagAfterwards_ = 0;
 
     // Opens `path` for a conversion and decodes it to its end into audio_, blocks_ and tags_.
     bool Decode(const std::wstring& path) {
@@ -100,6 +107,32 @@ TEST_F(WavPlugins, EncoderRefusesABlockOfAnotherFormatAndSaysWhy) {
     adpcm.formatTag = 2;
     EXPECT_FALSE(Encode(path, adpcm, Bytes(8)));
     EXPECT_EQ(LastError(encApi_.get, enc_), u"WAV format 0x0002 (MS ADPCM) is not supported");
+}
+
+TEST_F(WavPlugins, EncoderWritesTheTagsInTheSamePassAndDropsAFailedRunsFile) {
+    const std::wstring path = folder_ + L"tagged.wav";
+    const WmWaveFormat pcm = MakeWaveFormat(SampleKind::Pcm, 2, 44100, 16);
+    IDTagSet set;
+    set.Add(u"title", u"One Pass");
+    const uint8_t cover[] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n', 1, 2, 3};
+    set.AddData(u"_albumart_1_Front Album Cover", cover, sizeof cover);
+    const Bytes block = set.Serialize();
+    Bytes audio(4001 * 4);
+    for (size_t i = 0; i < audio.size(); ++i)
+        audio[i] = uint8_t(i * 7);
+    ASSERT_TRUE(Encode(path, pcm, audio, 88200, nullptr, &block));
+    EXPECT_EQ(tagAfterwards_, 0u) << "no second write of the file";
+    ASSERT_TRUE(Decode(path));
+    EXPECT_EQ(audio_, audio);
+    EXPECT_EQ(tags_.GetValue(u"title"), u"One Pass");
+    String type;
+    const IDTagEntry* art = tags_.FindAlbumArt(1, &type);
+    ASSERT_TRUE(art);
+    EXPECT_EQ(Bytes(art->Data.begin(), art->Data.end()), Bytes(cover, cover + sizeof cover));
+
+    // The host says the run failed: the partial file goes.
+    EXPECT_TRUE(Encode(path, pcm, audio, 88200, nullptr, &block, 1));
+    EXPECT_EQ(GetFileAttributesW(path.c_str()), INVALID_FILE_ATTRIBUTES);
 }
 
 TEST_F(WavPlugins, DecoderSaysWhyAFileDoesNotOpen) {
