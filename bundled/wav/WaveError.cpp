@@ -81,11 +81,21 @@ uint32_t LastWaveError::Fail(WaveError error, const WmWaveFormat* format) noexce
     return 0;
 }
 
-void LastWaveError::Append(const char16_t* text) noexcept {
+uint32_t LastWaveError::FailOption(const char16_t* name, size_t length,
+                                   const char16_t* why) noexcept {
+    Clear();
+    Append(u"unknown option -");
+    Append(name, length < 24 ? length : 24);
+    Append(u": ");
+    Append(why);
+    return 0;
+}
+
+void LastWaveError::Append(const char16_t* text, size_t limit) noexcept {
     size_t n = 0;
     while (text_[n])
         ++n;
-    while (*text && n + 1 < std::size(text_))
+    while (*text && limit-- > 0 && n + 1 < std::size(text_))
         text_[n++] = *text++;
     text_[n] = 0;
 }

@@ -59,13 +59,15 @@ class LastWaveError {
     // Records the cause and returns 0, the failed call's result. An unsupported format tag is
     // named: "WAV format 0x0002 (MS ADPCM) is not supported".
     uint32_t Fail(WaveError error, const WmWaveFormat* format = nullptr) noexcept;
+    // Records "unknown option -<name>: <why>" (a name cut to fit) and returns 0.
+    uint32_t FailOption(const char16_t* name, size_t length, const char16_t* why) noexcept;
     void Clear() noexcept { text_[0] = 0; }
     const char16_t* Text() const noexcept { return text_; }
     // pointer1 = the text; 0 when no call has failed.
     uint32_t Answer(PluginValue* value) const noexcept;
 
   private:
-    void Append(const char16_t* text) noexcept;
+    void Append(const char16_t* text, size_t limit = SIZE_MAX) noexcept;
 
     char16_t text_[96] = {};
 };

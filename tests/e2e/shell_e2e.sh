@@ -63,6 +63,11 @@ for bad in tiny.wav zero.wav dir.wav; do
     check "$bad fails with status 1 and a line, keeps the output" \
         test $?:"$(cat kept.wav)" = 1:keep -a -s err.txt
 done
+# A misspelt option reaches the encoder, which names it instead of ignoring it.
+echo keep >kept.wav
+wm -silent -infile="$win_in" -outfile=kept.wav -convert_to=Wave -bits=16 2>err.txt
+check "an option the encoder does not know fails the run and is named" \
+    test $?:"$(cat kept.wav)" = 1:keep -a -n "$(utf8 <err.txt | grep 'unknown option -bits')"
 # A data size that claims more than the file holds: what is there converts.
 cp "with space/in put.wav" lying.wav
 printf '\xff\xff\xff\x7f' | dd of=lying.wav bs=1 seek=40 conv=notrunc status=none
