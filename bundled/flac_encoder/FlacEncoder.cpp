@@ -14,6 +14,16 @@
 namespace wm::bundled {
 
 namespace {
+// The help text "Wavemill.exe -help" shows under this encoder.
+constexpr const char16_t* kHelp =
+    u"-0 ... -8          compression level (default 5); also -compression-level-N\r\n"
+    u"-V                 verify the encoded stream while encoding\r\n"
+    u"-b <n>             block size in samples (default: the level's)\r\n"
+    u"-padding <bytes>   room kept for later tag edits (default 8192); -no-padding\r\n"
+    u"-no-seektable      write no seek table";
+} // namespace
+
+namespace {
 
 constexpr uint32_t kSeekSpacingSeconds = 10;
 // Room for an hour of ten-second points; longer streams space their points wider.
@@ -39,6 +49,10 @@ uint32_t FlacEncoder::Get(const WmChar* name, PluginValue* value) noexcept {
     // The source's ReplayGain values are worth keeping: the tags have a place for them.
     if (codec::Is(name, WM_VALUE_SEND_OVER_REPLAYGAIN_TAGS))
         return 1;
+    if (value && codec::Is(name, WM_VALUE_HELP)) {
+        value->pointer1 = const_cast<char16_t*>(kHelp);
+        return 1;
+    }
     if (!value || !codec::Is(name, WM_VALUE_EXTENSION))
         return 0;
     value->pointer1 = const_cast<char16_t*>(u".flac");

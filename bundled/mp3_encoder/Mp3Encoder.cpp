@@ -13,6 +13,17 @@
 namespace wm::bundled {
 
 namespace {
+// The help text "Wavemill.exe -help" shows under this encoder.
+constexpr const char16_t* kHelp =
+    u"-b <kbps>          constant bit rate\r\n"
+    u"-V <0..9>          variable bit rate, 0 best (without options: 128 kbps CBR)\r\n"
+    u"-abr <kbps>        average bit rate\r\n"
+    u"-q <0..9>          algorithm quality, 0 best\r\n"
+    u"-m s|j|f|d|m       stereo, joint, forced mid/side, dual channel, mono\r\n"
+    u"-noreplaygain      no ReplayGain analysis for the info frame";
+} // namespace
+
+namespace {
 
 // Blocks are fed to LAME in slices it can always take into a buffer of known size.
 constexpr size_t kSliceFrames = 8192;
@@ -27,6 +38,10 @@ uint32_t Mp3Encoder::Get(const WmChar* name, PluginValue* value) noexcept {
     // The source's ReplayGain values are worth keeping: the tags have a place for them.
     if (codec::Is(name, WM_VALUE_SEND_OVER_REPLAYGAIN_TAGS))
         return 1;
+    if (value && codec::Is(name, WM_VALUE_HELP)) {
+        value->pointer1 = const_cast<char16_t*>(kHelp);
+        return 1;
+    }
     if (!value || !codec::Is(name, WM_VALUE_EXTENSION))
         return 0;
     value->pointer1 = const_cast<char16_t*>(u".mp3");
