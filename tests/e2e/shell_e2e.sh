@@ -63,6 +63,15 @@ for bad in tiny.wav zero.wav dir.wav; do
     check "$bad fails with status 1 and a line, keeps the output" \
         test $?:"$(cat kept.wav)" = 1:keep -a -s err.txt
 done
+# The error line says why a source does not open.
+for bad in "missing.wav:the file does not exist" "dir.wav:it is a folder, not a file" \
+    "tone.raw:not a RIFF WAVE file"; do
+    cp -n tone.raw tone.raw.wav 2>/dev/null
+    name=${bad%%:*}
+    [ "$name" = tone.raw ] && name=tone.raw.wav
+    wm -silent -infile="$name" -outfile=kept.wav -convert_to=Wave 2>err.txt
+    check "$name: the line says '${bad#*:}'" grep -q "for decoding: ${bad#*:}\." <(utf8 <err.txt)
+done
 # A misspelt option reaches the encoder, which names it instead of ignoring it.
 echo keep >kept.wav
 wm -silent -infile="$win_in" -outfile=kept.wav -convert_to=Wave -bits=16 2>err.txt
