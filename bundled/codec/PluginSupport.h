@@ -2,6 +2,7 @@
 // and the nine exported entry points over a plug-in class.
 #pragma once
 
+#include "bundled/win/Win32File.h"
 #include "text/String.h"
 
 #include <sdk/wavemill_plugin.h>
@@ -100,10 +101,15 @@ class LastError {
     WM_PLUGIN_EXPORT uint32_t ENC_BeginConversion(void* self, ConversionInfo* conversion) {        \
         return self ? static_cast<T*>(self)->Begin(conversion) : 0;                                \
     }                                                                                              \
-    WM_PLUGIN_EXPORT uint32_t ENC_EndConversion(void* self, ConversionInfo*, uint32_t* after) {    \
+    /* The tags went in with the audio; a failed run's partial file is deleted.  */                \
+    WM_PLUGIN_EXPORT uint32_t ENC_EndConversion(void* self, ConversionInfo* conversion,            \
+                                                uint32_t* after) {                                 \
         if (after)                                                                                 \
             *after = 0;                                                                            \
-        return self ? static_cast<T*>(self)->End() : 0;                                            \
+        const uint32_t ended = self ? static_cast<T*>(self)->End() : 0;                            \
+        if (conversion && (conversion->runError || !ended) && conversion->outputPath)              \
+            wm::bundled::DeletePath(conversion->outputPath);                                       \
+        return ended;                                                                              \
     }                                                                                              \
     WM_PLUGIN_EXPORT uint32_t ENC_EncodeBlock(void* self, AudioBlockInfo* block) {                 \
         return self ? static_cast<T*>(self)->Encode(block) : 0;                                    \

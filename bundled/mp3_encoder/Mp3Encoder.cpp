@@ -195,6 +195,8 @@ uint32_t Mp3Encoder::End() noexcept {
     }
     if (!out_.Close() && ok)
         ok = error_.Fail(u"writing the output file failed");
+    if (!ok && out_.DiskFull())
+        error_.Fail(u"disk full"); // the plainest of the reasons the file could not be written
     Reset();
     return ok ? 1 : 0;
 }

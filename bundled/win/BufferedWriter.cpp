@@ -1,5 +1,7 @@
 #include "bundled/win/BufferedWriter.h"
 
+#include <windows.h>
+
 #include <algorithm>
 #include <cstring>
 #include <new>
@@ -12,6 +14,7 @@ constexpr size_t kBufferSize = 1024 * 1024;
 
 bool BufferedWriter::Create(const char16_t* path) {
     Abandon();
+    diskFull_ = false;
     if (!buffer_)
         buffer_.reset(new (std::nothrow) uint8_t[kBufferSize]);
     return buffer_ && file_.CreateForWriting(path);
@@ -23,7 +26,7 @@ bool BufferedWriter::Write(const void* data, size_t length) {
     // Appending goes through the buffer; a patch inside the file is written at once.
     if (position_ != bufferAt_ + used_) {
         if (!Flush() || !file_.WriteAt(position_, data, length))
-            return failed_ = true, false;
+            return Failed();
         position_ += length;
         end_ = std::max(end_, position_);
         bufferAt_ = end_;
@@ -44,6 +47,13 @@ bool BufferedWriter::Write(const void* data, size_t length) {
     return true;
 }
 
+bool BufferedWriter::Failed() {
+    const DWORD error = GetLastError();
+    diskFull_ = diskFull_ || error == ERROR_DISK_FULL || error == ERROR_HANDLE_DISK_FULL;
+    failed_ = true;
+    return false;
+}
+
 bool BufferedWriter::Seek(uint64_t offset) {
     if (offset > end_ || !Flush())
         return false;
@@ -54,7 +64,7 @@ bool BufferedWriter::Seek(uint64_t offset) {
 
 bool BufferedWriter::Flush() {
     if (used_ != 0 && !file_.WriteAt(bufferAt_, buffer_.get(), used_))
-        failed_ = true;
+        Failed();
     bufferAt_ += used_;
     used_ = 0;
     return !failed_;
@@ -62,7 +72,7 @@ bool BufferedWriter::Flush() {
 
 bool BufferedWriter::Close() {
     const bool ok = Flush();
-    const bool closed = file_.Close();
+    const bool closed = file_.Close() || Failed();
     Abandon();
     return ok && closed;
 }

@@ -23,9 +23,13 @@ class BufferedWriter {
     bool Close();
     // Closes without caring about the result (the output is being given up).
     void Abandon();
+    // A write failed because the disk is full (kept until the next Create).
+    bool DiskFull() const { return diskFull_; }
 
   private:
     bool Flush();
+    // Records a failed write and why; returns false.
+    bool Failed();
 
     Win32File file_;
     std::unique_ptr<uint8_t[]> buffer_;
@@ -34,6 +38,7 @@ class BufferedWriter {
     uint64_t position_ = 0;
     uint64_t end_ = 0; // length of the file with the buffer written
     bool failed_ = false;
+    bool diskFull_ = false;
 };
 
 } // namespace wm::bundled

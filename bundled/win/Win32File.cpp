@@ -101,7 +101,12 @@ bool Win32File::WriteAt(uint64_t offset, const void* data, size_t length) {
         return false;
     OVERLAPPED o = At(offset);
     DWORD put = 0;
-    return WriteFile(handle_.get(), data, static_cast<DWORD>(length), &put, &o) && put == length;
+    if (!WriteFile(handle_.get(), data, static_cast<DWORD>(length), &put, &o))
+        return false;
+    if (put == length)
+        return true;
+    SetLastError(ERROR_DISK_FULL); // a file takes fewer bytes than asked only when the disk is full
+    return false;
 }
 
 bool Win32File::Close() {

@@ -83,6 +83,24 @@ printf '\xff\xff\xff\x7f' | dd of=lying.wav bs=1 seek=40 conv=notrunc status=non
 wm -silent -infile=lying.wav -outfile=lying-out.wav -convert_to=Wave >/dev/null
 check "lying data size converts what is there" cmp -s <(raw_of "with space/in put.wav") <(raw_of lying-out.wav)
 
+# A full disk for the output (a small tmpfs, when this user may mount one): the line says so, a
+# new output leaves no partial file, an existing one is kept and no temporary file stays.
+mkdir -p full
+if mount -t tmpfs -o size=256k tmpfs full 2>/dev/null; then
+    for codec in Wave FLAC; do
+        wm -silent -infile="$win_in" -outfile="full\\new.out" -convert_to=$codec 2>err.txt
+        check "$codec on a full disk: status 1, 'disk full', no partial file" \
+            test $?:"$(ls full | wc -l)" = 1:0 -a -n "$(utf8 <err.txt | grep -i 'disk full')"
+    done
+    echo keep >full/kept.wav
+    wm -silent -infile="$win_in" -outfile="full\\kept.wav" -convert_to=Wave 2>err.txt
+    check "full disk keeps the existing output and leaves no temporary file" \
+        test $?:"$(cat full/kept.wav)":"$(ls full | wc -l)" = 1:keep:1
+    umount full
+else
+    echo "note: cannot mount a tmpfs here; the full-disk cases are not run"
+fi
+
 # Ctrl-C (SIGINT reaches the console handler under Wine) stops a slow run like the quit event:
 # status 1, a line saying so, the existing output kept, no temporary output left.
 printf 'format 44100 2 16\nsleep 50\nblock 4000 400\n' >slow.wmt
