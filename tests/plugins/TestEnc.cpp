@@ -104,6 +104,8 @@ WM_PLUGIN_EXPORT uint32_t ENC_BeginConversion(void* instance, ConversionInfo* co
 
 WM_PLUGIN_EXPORT uint32_t ENC_EncodeBlock(void* instance, AudioBlockInfo* block) {
     auto* e = static_cast<Encoder*>(instance);
+    if (e->encodeCalls == 0)
+        CrashOnDemand(ToUtf8(e->Option(u"crash").c_str()));
     const std::u16string fail = e->Option(u"fail"),
                          calls = u":" + ToUtf16(std::to_string(++e->encodeCalls));
     if (fail == u"EncodeBlock" + calls || (fail == u"EncodeBlock" && e->encodeCalls == 1))
