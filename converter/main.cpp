@@ -19,7 +19,9 @@ int wmain() {
     wm::String crashed;
     if (options.Find(u"crashed", &crashed))
         return wm::RunCrashReporter(crashReports, crashed, &wm::ShowCrashReport);
+#ifndef WAVEMILL_WITHOUT_CRASH_HANDLER
     wm::InstallCrashHandler(crashReports);
+#endif
 
     auto run = std::make_unique<wm::TwWavemill>();
     run.reset();

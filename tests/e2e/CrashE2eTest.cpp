@@ -189,3 +189,25 @@ TEST_P(PluginCrash, WritesDumpStartsSecondCopyAndExitsZero) {
 
 INSTANTIATE_TEST_SUITE_P(Kinds, PluginCrash,
                          testing::Values("access", "illegal", "stack", "throw"));
+
+// A file where the crashes folder should be: no dump can be written, so no second copy starts,
+// and the run still ends at once with 0.
+TEST(CrashWithoutDumpFolder, EndsWithZeroAndStartsNothing) {
+    const String folder = CrashesFolder().substr(0, CrashesFolder().size() - 1);
+    const String aside = folder + u".aside";
+    std::error_code ignored;
+    std::filesystem::remove_all(std::filesystem::path(aside), ignored);
+    std::filesystem::rename(std::filesystem::path(folder), std::filesystem::path(aside), ignored);
+    WriteText(folder, "not a folder");
+    const String dir = NewWorkDir("crash-nofolder");
+    const String script = WriteScript(dir, "crash.wmt", "crash access Open\n");
+    CrashRun run =
+        RunInJob(u"-infile=\"" + script + u"\" -outfile=\"" + dir + u"o.raw\" -convert_to=TestEnc");
+    std::filesystem::remove(std::filesystem::path(folder), ignored);
+    std::filesystem::rename(std::filesystem::path(aside), std::filesystem::path(folder), ignored);
+    EXPECT_FALSE(run.result.timedOut);
+    EXPECT_EQ(run.result.exitCode, 0);
+    EXPECT_FALSE(Exists(dir + u"o.raw")) << "the run went on instead of crashing";
+    EXPECT_TRUE(run.secondCopyExits.empty());
+    EXPECT_TRUE(run.allEnded);
+}
