@@ -2,7 +2,8 @@
 # Installs the Debian packages the build, the tests and the benchmark need, if any is missing.
 set -euo pipefail
 packages=(cmake ninja-build clang libclang-rt-14-dev g++-mingw-w64-x86-64-posix
-          binutils-mingw-w64-x86-64 wine wine64 googletest clang-format git sox ffmpeg imagemagick time)
+          binutils-mingw-w64-x86-64 wine wine64 googletest clang-format git sox ffmpeg imagemagick time
+          xvfb xdotool)
 missing=()
 for p in "${packages[@]}"; do
     dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")

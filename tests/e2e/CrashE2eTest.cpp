@@ -211,3 +211,50 @@ TEST(CrashWithoutDumpFolder, EndsWithZeroAndStartsNothing) {
     EXPECT_TRUE(run.secondCopyExits.empty());
     EXPECT_TRUE(run.allEnded);
 }
+
+// Under a debugger the crash is the debugger's: it gets the exception a second time (nothing in
+// the process handled it) and no dump is written.
+TEST(CrashUnderDebugger, GoesToTheDebuggerWithoutDump) {
+    const String dir = NewWorkDir("crash-debugger");
+    // (A stack overflow would test the vectored handler's own step back, but under Wine the
+    // debugger's last chance for it never comes.)
+    const String script = WriteScript(dir, "crash.wmt", "crash access Open\n");
+    String line = u"\"" + StageDir() + u"Wavemill.exe\" -silent -infile=\"" + script +
+                  u"\" -outfile=\"" + dir + u"o.raw\" -convert_to=TestEnc";
+    STARTUPINFOW si{};
+    si.cb = sizeof si;
+    PROCESS_INFORMATION pi{};
+    ASSERT_TRUE(CreateProcessW(nullptr, const_cast<wchar_t*>(W(line)), nullptr, nullptr, FALSE,
+                               DEBUG_ONLY_THIS_PROCESS | CREATE_NO_WINDOW, nullptr, nullptr, &si,
+                               &pi));
+    bool lastChance = false, ended = false;
+    DEBUG_EVENT event{};
+    while (!ended && WaitForDebugEvent(&event, 60000)) {
+        DWORD answer = DBG_CONTINUE;
+        if (event.dwDebugEventCode == EXCEPTION_DEBUG_EVENT) {
+            const EXCEPTION_DEBUG_INFO& info = event.u.Exception;
+            if (info.ExceptionRecord.ExceptionCode == EXCEPTION_ACCESS_VIOLATION) {
+                answer = DBG_EXCEPTION_NOT_HANDLED;
+                if (!info.dwFirstChance) {
+                    lastChance = true;
+                    TerminateProcess(pi.hProcess, 0);
+                }
+            } else if (info.ExceptionRecord.ExceptionCode != EXCEPTION_BREAKPOINT) {
+                answer = DBG_EXCEPTION_NOT_HANDLED;
+            }
+        }
+        if (event.dwDebugEventCode == LOAD_DLL_DEBUG_EVENT && event.u.LoadDll.hFile)
+            CloseHandle(event.u.LoadDll.hFile);
+        if (event.dwDebugEventCode == CREATE_PROCESS_DEBUG_EVENT && event.u.CreateProcessInfo.hFile)
+            CloseHandle(event.u.CreateProcessInfo.hFile);
+        ended = event.dwDebugEventCode == EXIT_PROCESS_DEBUG_EVENT;
+        ContinueDebugEvent(event.dwProcessId, event.dwThreadId, answer);
+    }
+    if (!ended)
+        TerminateProcess(pi.hProcess, 99);
+    WaitForSingleObject(pi.hProcess, 10000);
+    CloseHandle(pi.hThread);
+    CloseHandle(pi.hProcess);
+    EXPECT_TRUE(lastChance);
+    EXPECT_FALSE(Exists(DumpPath(pi.dwProcessId)));
+}
