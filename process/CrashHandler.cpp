@@ -20,11 +20,11 @@ namespace {
 constexpr DWORD kStackOverflow = 0xC00000FD;
 // What abort() becomes, so that it ends like any other crash.
 constexpr DWORD kFatalAppExit = 0x40000015;
-// Stack kept back for the exception dispatch after an overflow; the default leaves too little
-// for the dispatcher to reach the filter under Wine.
+// Stack Windows keeps back on the main thread for the exception dispatch after an overflow
+// (Wine does not; see the vectored handler below).
 constexpr ULONG kStackGuarantee = 64 * 1024;
 // The watcher may block on a lock the crashed thread holds; the process must end regardless.
-constexpr DWORD kWatcherLimitMs = 60000;
+constexpr DWORD kWatcherLimitMs = 30000;
 // The dump writer runs deep inside dbghelp: give its thread room.
 constexpr SIZE_T kWatcherStack = 1024 * 1024;
 
