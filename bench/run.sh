@@ -276,22 +276,4 @@ read -r ws priv <<<"$figures"
 printf '%-28s %18s %18s %16.1f\n' "empty.exe (Wine baseline)" "$ws" "$priv" "$(awk -v k="$(tail -n 1 rss.txt)" 'BEGIN { print k / 1024 }')"
 
 # --- start-up ----------------------------------------------------------------------------------
-empty_t="" help_t=""
-for ((r = 1; r <= startup_runs; r++)); do
-    start=$EPOCHREALTIME
-    timeout "$limit" wine "$out/empty.exe" >/dev/null 2>>"$log" || die "empty.exe failed"
-    mid=$EPOCHREALTIME
-    status=0
-    timeout "$limit" wine "$wavemill" -help >/dev/null 2>>"$log" || status=$?
-    end=$EPOCHREALTIME
-    # The usage screen ends the program with status 1; anything else is a fault.
-    [ "$status" -eq 1 ] || die "Wavemill.exe -help ended with status $status"
-    empty_t+=$(awk -v s="$start" -v e="$mid" 'BEGIN { printf "%.4f\n", e - s }')$'\n'
-    help_t+=$(awk -v s="$mid" -v e="$end" 'BEGIN { printf "%.4f\n", e - s }')$'\n'
-done
-e=$(grep . <<<"$empty_t" | median)
-h=$(grep . <<<"$help_t" | median)
-echo
-echo "== Start-up under Wine (warm server), median of $startup_runs runs =="
-printf '%-28s %9.3f s\n' "empty.exe" "$e"
-printf '%-28s %9.3f s  (%+.0f ms over empty.exe)\n' "Wavemill.exe -help" "$h" "$(awk -v a="$h" -v b="$e" 'BEGIN { print (a - b) * 1000 }')"
+STARTUP_RUNS=$startup_runs "$bench/startup.sh"

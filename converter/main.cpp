@@ -1,11 +1,28 @@
-// Process entry: the run object does the whole conversion; the exit status is the run status.
+// Process entry: the crash handler first, then the run object does the whole conversion; the
+// exit status is the run status. Started with "crashed", the process only shows a crash report.
+#include "converter/OptionStore.h"
 #include "converter/TwWavemill.h"
+#include "process/CrashHandler.h"
+#include "process/WinString.h"
+#include "ui/dlgCrashReport.h"
+
+#include <shlobj.h>
 
 #include <memory>
 
 int wmain() {
-    // The crash handler ("Tonewerk Wavemill", dumps under %APPDATA%\Vrx\crashes) is installed
-    // here once the crash reporter lands; until then a crash ends the process as Windows does.
+    const wm::CrashReportSettings crashReports{u"Tonewerk Wavemill", CSIDL_APPDATA, u"Vrx"};
+    // Read before the run exists: the second copy must not touch the registry, the console or
+    // any plug-in of the process that crashed.
+    wm::OptionStore options;
+    options.Fill(wm::OptionTextOfCommandLine(wm::FromW(::GetCommandLineW())));
+    wm::String crashed;
+    if (options.Find(u"crashed", &crashed))
+        return wm::RunCrashReporter(crashReports, crashed, &wm::ShowCrashReport);
+#ifndef WAVEMILL_WITHOUT_CRASH_HANDLER
+    wm::InstallCrashHandler(crashReports);
+#endif
+
     auto run = std::make_unique<wm::TwWavemill>();
     run.reset();
     return wm::TheRunStatus().ExitStatus();

@@ -87,7 +87,12 @@ RunResult RunWavemill(const String& arguments, const RunOptions& o) {
         SetEnvironmentVariableA(name.c_str(), value.c_str());
     PROCESS_INFORMATION pi{};
     BOOL started = CreateProcessW(nullptr, const_cast<wchar_t*>(W(line)), nullptr, nullptr, TRUE,
-                                  CREATE_NO_WINDOW, nullptr, nullptr, &si, &pi);
+                                  CREATE_NO_WINDOW | (o.job ? CREATE_SUSPENDED : 0), nullptr,
+                                  nullptr, &si, &pi);
+    if (started && o.job) {
+        AssignProcessToJobObject(o.job, pi.hProcess);
+        ResumeThread(pi.hThread);
+    }
     for (const auto& [name, value] : o.env)
         SetEnvironmentVariableA(name.c_str(), nullptr);
     // Only the child may hold its ends, or the readers below never see the end.
@@ -98,6 +103,7 @@ RunResult RunWavemill(const String& arguments, const RunOptions& o) {
         result.err = "CreateProcessW failed: " + std::to_string(GetLastError());
         return result;
     }
+    result.processId = pi.dwProcessId;
     UniqueHandle process(pi.hProcess), thread(pi.hThread);
     Bytes outBytes, errBytes;
     std::thread outReader([&] { Drain(outR.get(), outBytes); });

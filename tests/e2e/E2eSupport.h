@@ -20,6 +20,7 @@ using test::WriteBytes;
 struct RunResult {
     int exitCode = -1;
     bool timedOut = false;
+    uint32_t processId = 0;
     std::string out; // standard output, UTF-16LE decoded to UTF-8
     std::string err; // standard error, decoded the same way
 };
@@ -28,6 +29,7 @@ struct RunOptions {
     Bytes stdinData;         // written to the child's standard input, then closed
     bool stdinIsPipe = true; // false: the child's standard input is NUL
     std::vector<std::pair<std::string, std::string>> env; // extra environment variables
+    void* job = nullptr; // a job object the child joins before it runs (its children join too)
 };
 
 String NewWorkDir(const std::string& name); // fresh empty folder, ending in "\"

@@ -24,6 +24,8 @@ struct Block {
 struct Decoder {
     std::map<std::string, uint32_t> calls;  // entry name -> calls so far
     std::map<std::string, uint32_t> failAt; // entry name -> call number that fails
+    std::string crashKind, crashEntry;      // "crash" directive
+    uint32_t crashCall = 0;
     WmWaveFormat format{};
     std::vector<Block> blocks;
     size_t nextBlock = 0;
@@ -43,10 +45,14 @@ struct Decoder {
     }
     void Log(const std::string& line) const { AppendLine(talkLog, "dec " + line); }
 
-    // Counts this call and says whether the script wants it to fail.
+    // Counts this call, crashes when the script says so, and says whether it wants the call
+    // to fail.
     bool Fails(const std::string& entry) {
         auto it = failAt.find(entry);
-        return ++calls[entry] == (it == failAt.end() ? 0 : it->second);
+        const uint32_t call = ++calls[entry];
+        if (entry == crashEntry && call == crashCall)
+            CrashOnDemand(crashKind);
+        return call == (it == failAt.end() ? 0 : it->second);
     }
 };
 
@@ -101,6 +107,10 @@ bool ParseScript(Decoder& d, const std::vector<uint8_t>& text) {
             uint32_t n = 1;
             words >> entry >> n;
             d.failAt[entry] = n;
+        } else if (directive == "crash") {
+            d.crashEntry = "DecodeBlock";
+            d.crashCall = 1;
+            words >> d.crashKind >> d.crashEntry >> d.crashCall;
         } else if (directive == "sleep") {
             words >> sleepMs;
         } else if (std::getline(words >> std::ws, rest); directive == "action") {

@@ -159,6 +159,8 @@ WM_PLUGIN_EXPORT uint32_t ENC_EncodeBlock(void* instance, AudioBlockInfo* block)
     auto* e = static_cast<Encoder*>(instance);
     if (e->output.empty())
         return 0; // not begun, or already ended
+    if (e->encodeCalls == 0)
+        CrashOnDemand(ToUtf8(e->Option(u"crash").c_str()));
     const std::u16string fail = e->Option(u"fail"),
                          calls = u":" + ToUtf16(std::to_string(++e->encodeCalls));
     if (fail == u"EncodeBlock" + calls || (fail == u"EncodeBlock" && e->encodeCalls == 1))

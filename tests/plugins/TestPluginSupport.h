@@ -1,5 +1,5 @@
 // Shared plumbing of the scripted test plug-ins: text conversion, whole-file reads and writes,
-// and the scripted create failure.
+// the scripted create failure and crashes on demand.
 #pragma once
 
 #include "process/UniqueHandle.h"
@@ -7,6 +7,7 @@
 #include <windows.h>
 
 #include <cstdint>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -84,6 +85,38 @@ template <class Instance> void* CreateUnlessScripted(const char* kind) {
     if (_stricmp(EnvText("WAVEMILL_TEST_FAIL_CREATE").c_str(), kind) == 0)
         return nullptr;
     return new Instance;
+}
+
+// Upper-cased at run time into a heap block that the crashing frame points at: a crash dump holds
+// the upper-case text only when the memory the stack points at was added (the program image,
+// with this lower-case text, is not in a dump).
+inline constexpr char kCrashMarker[] = "wavemill-test-crash-marker";
+
+[[gnu::noinline]] inline uint64_t Recurse(uint64_t depth) {
+    volatile char frame[512];
+    frame[0] = static_cast<char>(depth);
+    // Never reaches the end; the addition keeps the call from becoming a loop.
+    return depth == UINT64_MAX ? 0 : Recurse(depth + 1) + frame[0];
+}
+
+// Crashes as kind says: "access" (access violation), "illegal" (illegal instruction), "stack"
+// (stack overflow) or "throw" (a C++ exception out of the plug-in). Other kinds return.
+[[gnu::noinline]] inline void CrashOnDemand(const std::string& kind) {
+    char* marker = new char[sizeof kCrashMarker];
+    volatile int toUpper = 'a' - 'A'; // read at run time, so the text is never a constant
+    for (size_t i = 0; i < sizeof kCrashMarker; ++i)
+        marker[i] =
+            static_cast<char>(kCrashMarker[i] >= 'a' ? kCrashMarker[i] - toUpper : kCrashMarker[i]);
+    char* volatile onStack = marker;
+    if (kind == "access")
+        *static_cast<volatile char*>(nullptr) = onStack[0];
+    else if (kind == "illegal")
+        __builtin_trap();
+    else if (kind == "stack")
+        Recurse(onStack[0]);
+    else if (kind == "throw")
+        throw std::runtime_error(onStack);
+    delete[] marker;
 }
 
 } // namespace wmtest

@@ -1,0 +1,59 @@
+#!/bin/bash
+# Start-up under Wine with the server warm: an empty Windows program, "Wavemill.exe -help", and
+# the same program built without the crash handler, interleaved run by run; median of each.
+# Called by run.sh; runs alone as well. Details go to bench/out/startup.log.
+set -euo pipefail
+export LC_ALL=C # decimal points in $EPOCHREALTIME and printf
+
+root=$(cd "$(dirname "$0")/.." && pwd)
+bench=$root/bench
+out=$bench/out
+runs=${STARTUP_RUNS:-20}
+limit=60
+mkdir -p "$out"
+log=$out/startup.log
+: >"$log"
+die() {
+    echo "bench: $*" >&2
+    tail -n 20 "$log" >&2
+    exit 1
+}
+quietly() { "$@" >>"$log" 2>&1 || die "failed: $*"; }
+median() { sort -n | awk '{ v[NR] = $1 } END { printf "%.4f", NR % 2 ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'; }
+
+quietly "$root/scripts/install-deps.sh"
+(cd "$root" && quietly cmake --preset windows &&
+    quietly cmake --build --preset windows --target Wavemill WavemillWithoutCrashHandler)
+bare=$root/build/windows/converter/WavemillWithoutCrashHandler.exe
+if [ ! "$out/empty.exe" -nt "$bench/empty.c" ]; then
+    quietly x86_64-w64-mingw32-gcc-posix -O2 -Wall -Wextra -Werror -static \
+        -DUNICODE -D_WIN32_WINNT=0x0601 -o "$out/empty.exe" "$bench/empty.c"
+fi
+
+export WINEPREFIX=$out/wineprefix WINEDEBUG=-all WINEDLLOVERRIDES=mscoree,mshtml=
+unset DISPLAY
+quietly "$root/tests/wine_prefix.sh" up "$WINEPREFIX"
+trap 'wineserver -k >/dev/null 2>&1 || true' EXIT
+
+# seconds COMMAND...: prints the wall time of one run. The usage screen ends with status 1.
+seconds() {
+    local start=$EPOCHREALTIME status=0
+    timeout "$limit" wine "$@" >/dev/null 2>>"$log" || status=$?
+    [ "$status" -le 1 ] || die "$* ended with status $status"
+    awk -v s="$start" -v e="$EPOCHREALTIME" 'BEGIN { printf "%.4f\n", e - s }'
+}
+empty_t="" help_t="" bare_t=""
+for ((r = 1; r <= runs; r++)); do
+    empty_t+=$(seconds "$out/empty.exe")$'\n'
+    help_t+=$(seconds "$root/dist/Wavemill.exe" -help)$'\n'
+    bare_t+=$(seconds "$bare" -help)$'\n'
+done
+e=$(grep . <<<"$empty_t" | median)
+h=$(grep . <<<"$help_t" | median)
+b=$(grep . <<<"$bare_t" | median)
+over() { awk -v a="$1" -v b="$e" 'BEGIN { printf "%+.0f", (a - b) * 1000 }'; }
+echo
+echo "== Start-up under Wine (warm server), median of $runs runs =="
+printf '%-36s %9.3f s\n' "empty.exe" "$e"
+printf '%-36s %9.3f s  (%s ms over empty.exe)\n' "Wavemill.exe -help" "$h" "$(over "$h")"
+printf '%-36s %9.3f s  (%s ms over empty.exe)\n' "  the same without the crash handler" "$b" "$(over "$b")"

@@ -1,0 +1,33 @@
+// The safety net installed before anything else runs. An unhandled exception (most often inside
+// a plug-in) writes a minidump into the crashes folder, starts a second copy of the program to
+// show the crash report, and ends the process with exit code 0. Every step is best effort.
+#pragma once
+
+#include "text/String.h"
+
+#include <windows.h>
+
+namespace wm {
+
+struct CrashReportSettings {
+    String title;         // application display name
+    int baseFolderId = 0; // special folder (CSIDL) that holds the base folder
+    String baseSubfolder; // base folder below it; dumps go into its "crashes" folder
+};
+
+// Base folder + "crashes\". Resolving a special folder loads the shell, which brings the window
+// system with it: only a crash or the second copy asks.
+String CrashFolder(const CrashReportSettings& settings);
+
+// Installs the unhandled-exception filter; returns the previous one. Cheap: dump folder and
+// name are worked out only when a crash happens.
+LPTOP_LEVEL_EXCEPTION_FILTER InstallCrashHandler(const CrashReportSettings& settings);
+
+// The second copy, told of a dump by the "crashed" option: shows the report through show when
+// that dump exists in the crashes folder. A crash of the second copy itself ends it quietly, so
+// reports never chain. Returns the exit code, always 0.
+using ShowCrashReportFn = void (*)(const String& title, const String& dumpPath);
+int RunCrashReporter(const CrashReportSettings& settings, StringView crashedValue,
+                     ShowCrashReportFn show);
+
+} // namespace wm
