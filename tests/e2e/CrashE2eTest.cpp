@@ -30,7 +30,7 @@ String DumpPath(uint32_t pid, const char* suffix = "") {
 
 // The parts of a minidump the tests look at (little-endian, offsets from the file's start).
 struct MiniDump {
-    std::vector<char> bytes;
+    Bytes bytes;
 
     template <class T> T At(size_t offset) const {
         T value{};
