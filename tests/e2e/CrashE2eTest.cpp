@@ -152,7 +152,7 @@ bool DumpWriterAddsMemory() {
 
 class PluginCrash : public testing::TestWithParam<const char*> {};
 
-// Each kind of crash, once in the decoder and once in the encoder.
+// Each kind of crash, once in the decoder, once in the encoder and once in an effect.
 TEST_P(PluginCrash, WritesDumpStartsSecondCopyAndExitsZero) {
     const std::string kind = GetParam();
     const String dir = NewWorkDir("crash-" + kind);
@@ -167,6 +167,10 @@ TEST_P(PluginCrash, WritesDumpStartsSecondCopyAndExitsZero) {
         {u"-infile=\"" + quietScript + u"\" -outfile=\"" + dir +
              u"b.raw\" -convert_to=TestEnc -crash=" + Widen(kind),
          "testenc.dll"},
+        {u"-infile=\"" + quietScript + u"\" -outfile=\"" + dir +
+             u"c.raw\" -convert_to=TestEnc -dspeffect1=\"TestDsp=live=1 crash=" + Widen(kind) +
+             u"\"",
+         "testdsp.dll"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.module);

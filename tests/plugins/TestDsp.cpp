@@ -195,6 +195,7 @@ WM_PLUGIN_EXPORT uint32_t DSP_PassAudioBlock(void* instance, AudioBlockInfo* blo
            " pos=" + std::to_string(block->msPosition) +
            " eos=" + std::to_string(block->endOfStream ? 1 : 0) + " " + FormatText(block->format));
     d->Stall();
+    CrashOnDemand(d->settings.Get("crash"));
     if (d->Fails("PassAudioBlock"))
         return 0;
     if (block->endOfStream)
