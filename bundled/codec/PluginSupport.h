@@ -7,6 +7,7 @@
 
 #include <sdk/wavemill_plugin.h>
 
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -38,6 +39,42 @@ class LastError {
   private:
     String text_;
 };
+
+// The values every codec encoder answers alike: its last failure, ReplayGain wanted (the tags
+// have a place for it), its help text and its output extension.
+inline uint32_t AnswerEncoderValue(const LastError& error, const WmChar* name, PluginValue* value,
+                                   const char16_t* extension, const char16_t* help) {
+    uint32_t result = 0;
+    if (error.Answer(name, value, result))
+        return result;
+    if (Is(name, WM_VALUE_SEND_OVER_REPLAYGAIN_TAGS))
+        return 1;
+    const char16_t* text = !value                         ? nullptr
+                           : Is(name, WM_VALUE_HELP)      ? help
+                           : Is(name, WM_VALUE_EXTENSION) ? extension
+                                                          : nullptr;
+    if (!text)
+        return 0;
+    value->pointer1 = const_cast<char16_t*>(text);
+    return 1;
+}
+
+// The frame of every codec's begin or open: start afresh, run `start` (which records its own
+// reason), keep the first reason and release what a failed start left.
+template <class Start, class Release>
+uint32_t GuardedStart(LastError& error, Start start, Release release) noexcept {
+    release();
+    error.Clear();
+    try {
+        if (start())
+            return 1;
+    } catch (const std::bad_alloc&) {
+        error.Fail(u"out of memory");
+    }
+    String why = error.Text();
+    release();
+    return error.Fail(std::move(why));
+}
 
 } // namespace wm::codec
 

@@ -55,19 +55,14 @@ uint32_t FlacDecoder::Set(const WmChar* name, PluginValue*) noexcept {
 }
 
 uint32_t FlacDecoder::Open(DecodeOpenInfo* info) noexcept {
-    Close();
-    error_.Clear();
-    if (!info || !info->path)
-        return error_.Fail(u"no input file was given");
-    try {
-        if (OpenStream(*info))
-            return 1;
-    } catch (const std::bad_alloc&) {
-        error_.Fail(u"out of memory");
-    }
-    String why = error_.Text();
-    Close();
-    return error_.Fail(why);
+    return codec::GuardedStart(
+        error_,
+        [&] {
+            if (!info || !info->path)
+                return error_.Fail(u"no input file was given"), false;
+            return OpenStream(*info);
+        },
+        [&] { Close(); });
 }
 
 bool FlacDecoder::OpenStream(DecodeOpenInfo& info) {

@@ -32,20 +32,7 @@ constexpr size_t kMp3Buffer = kSliceFrames * 5 / 4 + 7200;
 } // namespace
 
 uint32_t Mp3Encoder::Get(const WmChar* name, PluginValue* value) noexcept {
-    uint32_t result = 0;
-    if (error_.Answer(name, value, result))
-        return result;
-    // The source's ReplayGain values are worth keeping: the tags have a place for them.
-    if (codec::Is(name, WM_VALUE_SEND_OVER_REPLAYGAIN_TAGS))
-        return 1;
-    if (value && codec::Is(name, WM_VALUE_HELP)) {
-        value->pointer1 = const_cast<char16_t*>(kHelp);
-        return 1;
-    }
-    if (!value || !codec::Is(name, WM_VALUE_EXTENSION))
-        return 0;
-    value->pointer1 = const_cast<char16_t*>(u".mp3");
-    return 1;
+    return codec::AnswerEncoderValue(error_, name, value, u".mp3", kHelp);
 }
 
 uint32_t Mp3Encoder::Set(const WmChar* name, PluginValue*) noexcept {
@@ -53,20 +40,15 @@ uint32_t Mp3Encoder::Set(const WmChar* name, PluginValue*) noexcept {
 }
 
 uint32_t Mp3Encoder::Begin(const ConversionInfo* conversion) noexcept {
-    Reset();
-    error_.Clear();
-    if (!conversion || !conversion->outputPath || !conversion->sourceFormat)
-        return error_.Fail(u"no output file or source format was given");
-    try {
-        if (Start(*conversion)) {
-            begun_ = true;
-            return 1;
-        }
-    } catch (const std::bad_alloc&) {
-        error_.Fail(u"out of memory");
-    }
-    Reset();
-    return 0;
+    begun_ = codec::GuardedStart(
+                 error_,
+                 [&] {
+                     if (!conversion || !conversion->outputPath || !conversion->sourceFormat)
+                         return error_.Fail(u"no output file or source format was given"), false;
+                     return Start(*conversion);
+                 },
+                 [&] { Reset(); }) != 0;
+    return begun_ ? 1 : 0;
 }
 
 bool Mp3Encoder::Start(const ConversionInfo& conversion) {
