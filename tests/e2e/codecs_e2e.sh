@@ -11,19 +11,7 @@ for tool in sox flac metaflac lame mpg123 ffprobe ffmpeg; do
     command -v $tool >/dev/null || { echo "SKIP: $tool is not installed"; exit 77; }
 done
 rm -rf "$work" && mkdir -p "$work" && cd "$work" || exit 1
-failures=0
-check() { # check <description> <command...>
-    local what=$1
-    shift
-    if "$@"; then echo "ok   $what"; else echo "FAIL $what" && failures=$((failures + 1)); fi
-}
-# Runs Wavemill; its error lines (UTF-16) land in wm.err as UTF-8.
-wm() {
-    wine "$stage/Wavemill.exe" -silent "$@" </dev/null >wm.out 2>wm.err16
-    local status=$?
-    iconv -f UTF-16LE -t UTF-8 wm.err16 >wm.err
-    return $status
-}
+. "$(dirname "$0")/shell_support.sh"
 format_of() { for o in r c b s; do soxi -$o "$1"; done | tr '\n' ' '; }
 wavtool() { wine "$wavtool" "$@" </dev/null | tr -d '\r'; }
 raw() { sox -V1 "$1" -t raw -; }

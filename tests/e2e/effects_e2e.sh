@@ -11,18 +11,7 @@ for tool in sox ffmpeg ffprobe; do
     command -v $tool >/dev/null || { echo "SKIP: $tool is not installed"; exit 77; }
 done
 rm -rf "$work" && mkdir -p "$work/tmp" && cd "$work" || exit 1
-failures=0
-check() { # check <description> <command...>
-    local what=$1
-    shift
-    if "$@"; then echo "ok   $what"; else echo "FAIL $what" && failures=$((failures + 1)); fi
-}
-wm() {
-    wine "$stage/Wavemill.exe" -silent "$@" </dev/null >wm.out 2>wm.err16
-    local status=$?
-    iconv -f UTF-16LE -t UTF-8 wm.err16 >wm.err
-    return $status
-}
+. "$(dirname "$0")/shell_support.sh"
 win() { winepath -w "$1"; }
 format_of() { for o in r c b s; do soxi -$o "$1"; done | tr '\n' ' '; }
 loudness() { ffmpeg -nostats -i "$1" -af ebur128 -f null - 2>&1 | awk '/I:/ {v = $2} END {print v}'; }
