@@ -8,6 +8,8 @@ for preset in "${@:-windows}"; do
     cmake --preset "$preset" >/dev/null
     cmake --build --preset "$preset"
     if [ "$preset" = windows ]; then
+        # Installed whole each time, so that nothing an earlier build left there ships.
+        rm -rf dist
         cmake --install build/windows --strip >/dev/null
     fi
 done
