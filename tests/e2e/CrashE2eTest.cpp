@@ -211,7 +211,10 @@ TEST(CrashWithoutDumpFolder, EndsWithZeroAndStartsNothing) {
     std::error_code ignored;
     std::filesystem::remove_all(std::filesystem::path(aside), ignored);
     std::filesystem::rename(std::filesystem::path(folder), std::filesystem::path(aside), ignored);
+    std::filesystem::create_directories(std::filesystem::path(folder).parent_path(), ignored);
     WriteText(folder, "not a folder");
+    ASSERT_TRUE(std::filesystem::is_regular_file(std::filesystem::path(folder)))
+        << "the crashes folder could not be replaced by a file";
     const String dir = NewWorkDir("crash-nofolder");
     const String script = WriteScript(dir, "crash.wmt", "crash access Open\n");
     CrashRun run =
