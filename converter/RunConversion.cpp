@@ -229,7 +229,7 @@ void TwWavemill::PreCacheInput() {
         return;
     MutexHandle mutex;
     mutex.CreateOrOpen(u"mutVrxPrecacheread");
-    mutex.Lock();
+    const ScopedLock lock = mutex.LockScoped();
     FileAccess file;
     if (file.OpenRead(opt_.inputFile)) {
         std::vector<char> scratch(65536);
@@ -239,7 +239,6 @@ void TwWavemill::PreCacheInput() {
                !failed) {
         }
     }
-    mutex.Unlock();
 }
 
 void TwWavemill::PrepareOutput() {

@@ -6,6 +6,7 @@
 #include "files/FileAccess.h"
 #include "files/Folders.h"
 #include "files/PathText.h"
+#include "files/SystemPath.h"
 #include "process/Log.h"
 #include "process/LogOutlets.h"
 #include "process/Registry.h"
@@ -20,6 +21,12 @@ namespace wm {
 namespace {
 constexpr const char* kParseContext = "TwWavemill::ParseCommandLine";
 constexpr uint32_t kRelayStopLimitMs = 60000;
+
+// The name the system opens: long and relative paths made usable (empty when they cannot be).
+String SystemPath(const String& path) {
+    String systemPath;
+    return SystemPathForm(path, kOpenPathLimit, systemPath) ? systemPath : String();
+}
 } // namespace
 
 bool TwWavemill::StartUp() {
@@ -70,7 +77,7 @@ bool TwWavemill::SetUpDebugAndHandles() {
 
 void TwWavemill::StartDebugViewer() {
     const String name = TempFile(u"", u".TXT", u"DBG");
-    HANDLE h = CreateFileW(W(LongPathForm(name, kOpenPathLimit)), GENERIC_READ | GENERIC_WRITE,
+    HANDLE h = CreateFileW(W(SystemPath(name)), GENERIC_READ | GENERIC_WRITE,
                            FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, CREATE_ALWAYS,
                            FILE_ATTRIBUTE_NORMAL, nullptr);
     if (h == INVALID_HANDLE_VALUE)
@@ -134,7 +141,7 @@ bool TwWavemill::ReadTwCommandFile(const String& name) {
 bool TwWavemill::ParseCommandLine() {
     const OptionsVerdict verdict = ReadRunOptions(options_, parentMode_, opt_);
     if (!opt_.errorFile.empty()) {
-        HANDLE h = CreateFileW(W(LongPathForm(opt_.errorFile, kOpenPathLimit)), GENERIC_WRITE,
+        HANDLE h = CreateFileW(W(SystemPath(opt_.errorFile)), GENERIC_WRITE,
                                FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, CREATE_ALWAYS,
                                FILE_ATTRIBUTE_NORMAL, nullptr);
         if (h != INVALID_HANDLE_VALUE)
