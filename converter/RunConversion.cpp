@@ -18,17 +18,33 @@
 
 #include <windows.h>
 
+#include <functional>
+
 namespace wm {
 
 namespace {
 constexpr const char* kRunContext = "TwWavemill::TwWavemill";
 
-// The encoder as the last stage of the block flow.
+// The encoder as the last stage of the block flow. With live effects in the pass the encoder
+// begins only when the first block has passed them, in the format they produce (a resampler
+// changes the rate), which the source's format would misdescribe.
 class EncoderStage : public BlockStage {
   public:
-    EncoderStage(clTwEncoder& encoder, ConversionInfo& conversion, const String& codec)
-        : encoder_(encoder), conversion_(conversion), codec_(codec) {}
+    using Begin = std::function<bool(const WmWaveFormat&)>;
+    EncoderStage(clTwEncoder& encoder, ConversionInfo& conversion, const String& codec,
+                 Begin beginOnFirstBlock)
+        : encoder_(encoder), conversion_(conversion), codec_(codec),
+          begin_(std::move(beginOnFirstBlock)) {}
     bool Pass(AudioBlockInfo& block) override {
+        if (begin_) {
+            const bool empty = !block.data || block.length == 0;
+            if (empty && !block.endOfStream)
+                return true; // nothing to describe the format by yet
+            const bool begun = begin_(block.format);
+            begin_ = nullptr;
+            if (!begun)
+                return false;
+        }
         if (encoder_.EncodeBlock(&block))
             return true;
         LogError(WithReason(u"Error: Encoder '" + codec_ + u"' refused a block of audio.",
@@ -42,6 +58,7 @@ class EncoderStage : public BlockStage {
     clTwEncoder& encoder_;
     ConversionInfo& conversion_;
     const String& codec_;
+    Begin begin_;
 };
 } // namespace
 
@@ -264,6 +281,15 @@ bool TwWavemill::BeginEncoding() {
         ParentLine(u"Action: Encoding '" + FileNamePart(opt_.outputFile) + u"'");
     if (!dsps_->BeginLive(conversion_))
         status_.Fail("a live DSP effect did not begin");
+    if (!dsps_->HasLivePass() && !BeginEncoder())
+        return false;
+    dsps_->EchoSettings(opt_.codec, encoderCommandLine_);
+    startTick_ = GetTickCount();
+    LogLine(u"============= CONVERSION BEGIN =============");
+    return true;
+}
+
+bool TwWavemill::BeginEncoder() {
     if (!encoder_.BeginConversion(&conversion_)) {
         LogError(WithReason(u"Error: Encoder '" + opt_.codec +
                                 u"' could not begin the conversion of '" + opt_.outputFile + u"'.",
@@ -272,15 +298,22 @@ bool TwWavemill::BeginEncoding() {
         status_.Fail("the encoder did not begin");
         return false;
     }
+    encoderBegun_ = true;
     Relay(u"BeforeEncoding");
-    dsps_->EchoSettings(opt_.codec, encoderCommandLine_);
-    startTick_ = GetTickCount();
-    LogLine(u"============= CONVERSION BEGIN =============");
     return true;
 }
 
 void TwWavemill::RunBlockLoop() {
-    EncoderStage encoder(encoder_, conversion_, opt_.codec);
+    EncoderStage::Begin later;
+    if (!encoderBegun_) {
+        later = [this](const WmWaveFormat& format) {
+            // An empty last block may come with its format left zeroed.
+            liveFormat_ = format.blockAlign ? format : openInfo_.format;
+            conversion_.sourceFormat = &liveFormat_;
+            return BeginEncoder();
+        };
+    }
+    EncoderStage encoder(encoder_, conversion_, opt_.codec, later);
     BlockStage* withEffects[] = {dsps_.get(), &encoder};
     BlockStage* encoderOnly[] = {&encoder};
     std::span<BlockStage* const> stages(withEffects);

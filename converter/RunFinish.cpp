@@ -60,6 +60,10 @@ bool TwWavemill::EndEncoding() {
     if (!dsps_->EndLive(conversion_))
         status_.Fail("a live DSP effect did not end");
     uint32_t tagAfterwards = 0;
+    if (!encoderBegun_) {
+        status_.Fail("the run ended before the encoder began");
+        return false;
+    }
     if (!encoder_.EndConversion(&conversion_, &tagAfterwards)) {
         LogError(WithReason(u"Error: Encoder '" + opt_.codec + u"' could not finish '" +
                                 opt_.outputFile + u"'.",

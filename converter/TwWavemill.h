@@ -63,6 +63,7 @@ class TwWavemill : private FlowHost {
     void PreCacheInput();
     void PrepareOutput();
     bool BeginEncoding();
+    bool BeginEncoder();
     void RunBlockLoop();
     void Finish();
     bool EndEncoding();
@@ -110,6 +111,8 @@ class TwWavemill : private FlowHost {
 
     ConversionInfo conversion_{};
     DecodeOpenInfo openInfo_{};
+    WmWaveFormat liveFormat_{}; // what the live effects hand the encoder
+    bool encoderBegun_ = false;
     uint32_t startTick_ = 0, elapsedMs_ = 0;
     double speed_ = 0;
 };

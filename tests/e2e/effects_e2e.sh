@@ -35,6 +35,17 @@ check "chain keeps the cover" test "$(ffprobe -v error -show_entries stream_disp
     -of csv=p=0 chain.wav | grep -c '^1$')" -eq 1
 check "the temporary folder is left empty" test -z "$(ls tmp)"
 
+# Live effects alone change the format block by block: the encoder is told the format they
+# produce, for WAV and for FLAC.
+for codec in Wave FLAC; do
+    wm -infile=hr.wav -outfile=live.$codec -convert_to=$codec -dspeffect1="Resample=rate=48000" \
+        -dspeffect2="BitDepth=bits=16"
+    status=$?
+    sox -t "$([ $codec = FLAC ] && echo flac || echo wav)" live.$codec live-$codec.wav
+    check "live Resample and BitDepth into $codec: 48 kHz 16-bit, exactly 8 s" \
+        test $status:"$(format_of live-$codec.wav)" = "0:48000 2 16 384000 "
+done
+
 # Peak mode, checked with sox stats.
 wm -infile=hr.wav -outfile=peak.wav -convert_to=Wave -dspeffect1="Normalize=peak=-1"
 peak=$(sox peak.wav -n stats 2>&1 | awk '/Pk lev dB/ {print $4}')
