@@ -128,7 +128,11 @@ bool FileAccess::Write(const void* buffer, uint32_t count, int origin) {
     for (;;) {
         DWORD written = 0;
         bool ok = IsOpen() && TrySeek(origin) &&
-                  ::WriteFile(handle_.get(), buffer, count, &written, nullptr) && written == count;
+                  ::WriteFile(handle_.get(), buffer, count, &written, nullptr);
+        if (ok && written != count) {
+            ::SetLastError(ERROR_DISK_FULL); // a file takes fewer bytes only when the disk is full
+            ok = false;
+        }
         if (ok || !reportErrors_)
             return ok;
         if (!AskRetry(u"Unable to write to '" + path_ + u"'", u"File Write Error"))
