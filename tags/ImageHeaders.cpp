@@ -176,6 +176,41 @@ class TiffReader {
     bool bigEndian_;
 };
 
+// What the first directory's entries say, gathered while they are read.
+struct TiffFields {
+    uint32_t orientation = 1;
+    uint32_t bitsOffset = 0, bitsCount = 0;
+};
+
+// One directory entry: width, height, bits per sample, colour space, orientation.
+void ReadTiffEntry(streamIn& in, TiffReader& tiff, ImageInfo& info, bool& alpha,
+                   TiffFields& fields) {
+    uint32_t tag = tiff.Read(2);
+    uint32_t type = tiff.Read(2);
+    uint32_t count = tiff.Read(4);
+    uint8_t field[4];
+    in.readExact(field, 4);
+    bool shorts = type == 3 && count <= 2;
+    uint32_t first = shorts ? tiff.Number(field, 2) : tiff.Number(field, 4);
+    uint32_t second = shorts ? tiff.Number(field + 2, 2) : 0;
+    bool single = count == 1 && (type == 3 || type == 4);
+    if (tag == 256 && single)
+        info.Width = first;
+    else if (tag == 257 && single)
+        info.Height = first;
+    else if (tag == 258) {
+        if (count > 3)
+            alpha = true;
+        if (shorts)
+            info.BitsPerPixel = first + second;
+        else if (type == 3)
+            fields.bitsOffset = first, fields.bitsCount = count;
+    } else if (tag == 262 && type == 3 && count == 1 && first == 4)
+        alpha = true;
+    else if (tag == 274 && type == 3 && count == 1)
+        fields.orientation = first;
+}
+
 void ReadTiff(streamIn& in, ImageInfo& info, bool& alpha, uint8_t order) {
     Require(in.readByte() == order && in.canSeek());
     TiffReader tiff(in, order == 'M');
@@ -186,55 +221,17 @@ void ReadTiff(streamIn& in, ImageInfo& info, bool& alpha, uint8_t order) {
     uint32_t entries = tiff.Read(2);
     info.FormatName = "TIFF";
     info.Width = info.Height = info.BitsPerPixel = 0;
-    uint32_t orientation = 1;
-    uint32_t bitsOffset = 0, bitsCount = 0;
-    for (uint32_t i = 0; i < entries; ++i) {
-        uint32_t tag = tiff.Read(2);
-        uint32_t type = tiff.Read(2);
-        uint32_t count = tiff.Read(4);
-        uint8_t field[4];
-        in.readExact(field, 4);
-        bool shorts = type == 3 && count <= 2;
-        uint32_t first = shorts ? tiff.Number(field, 2) : tiff.Number(field, 4);
-        uint32_t second = shorts ? tiff.Number(field + 2, 2) : 0;
-        bool single = count == 1 && (type == 3 || type == 4);
-        switch (tag) {
-        case 256:
-            if (single)
-                info.Width = first;
-            break;
-        case 257:
-            if (single)
-                info.Height = first;
-            break;
-        case 258:
-            if (count > 3)
-                alpha = true;
-            if (type == 3 && count <= 2)
-                info.BitsPerPixel = first + second;
-            else if (type == 3)
-                bitsOffset = first, bitsCount = count;
-            break;
-        case 262:
-            if (type == 3 && count == 1 && first == 4)
-                alpha = true;
-            break;
-        case 274:
-            if (type == 3 && count == 1)
-                orientation = first;
-            break;
-        default:
-            break;
-        }
-    }
-    if (bitsCount) {
-        in.seek(bitsOffset);
+    TiffFields fields;
+    for (uint32_t i = 0; i < entries; ++i)
+        ReadTiffEntry(in, tiff, info, alpha, fields);
+    if (fields.bitsCount) {
+        in.seek(fields.bitsOffset);
         uint32_t sum = 0;
-        for (uint32_t i = 0; i < bitsCount; ++i)
+        for (uint32_t i = 0; i < fields.bitsCount; ++i)
             sum += tiff.Read(2);
         info.BitsPerPixel = sum;
     }
-    if (orientation >= 5 && orientation <= 8)
+    if (fields.orientation >= 5 && fields.orientation <= 8)
         std::swap(info.Width, info.Height);
 }
 

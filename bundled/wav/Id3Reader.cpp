@@ -179,6 +179,54 @@ bool IsFrameId(const uint8_t* id, size_t length) {
 
 } // namespace
 
+namespace {
+
+// The frames' part of the tag: unsynchronised (before 2.4) and past any extended header. False
+// when there is nothing to read.
+bool TagBody(const uint8_t* data, size_t size, int version, uint8_t flags, Bytes& resynced,
+             Span& body) {
+    body = Span{data + 10, std::min<size_t>(Synchsafe(data + 6), size - 10)};
+    // Before 2.4 unsynchronisation covers the whole tag; from 2.4 on, each frame.
+    if ((flags & 0x80) && version < 4) {
+        resynced = Resync(body);
+        body = Span{resynced.data(), resynced.size()};
+    }
+    if (!(flags & 0x40))
+        return true;
+    if (body.n < 4)
+        return false;
+    const size_t extended = version == 3 ? size_t{Be32(body.p)} + 4 : Synchsafe(body.p);
+    if (extended > body.n)
+        return false;
+    body = body.From(extended);
+    return true;
+}
+
+// One frame's content past its own flags' extras; false for a frame that cannot be read
+// (compressed or encrypted).
+bool FrameContent(int version, uint8_t format, bool unsync, Bytes& resynced, Span& frame) {
+    if (version == 3) {
+        if (format & 0xC0)
+            return false;
+        if (format & 0x20)
+            frame = frame.From(1); // group id
+    } else if (version == 4) {
+        if (format & 0x0C)
+            return false;
+        if (format & 0x40)
+            frame = frame.From(1);
+        if (format & 0x01)
+            frame = frame.From(4); // data length indicator
+        if ((format & 0x02) || unsync) {
+            resynced = Resync(frame);
+            frame = Span{resynced.data(), resynced.size()};
+        }
+    }
+    return true;
+}
+
+} // namespace
+
 void ReadId3Tag(const uint8_t* data, size_t size, WaveTags& tags) {
     if (size < 10 || std::memcmp(data, "ID3", 3) != 0)
         return;
@@ -186,30 +234,14 @@ void ReadId3Tag(const uint8_t* data, size_t size, WaveTags& tags) {
     const uint8_t flags = data[5];
     if (version < 2 || version > 4 || (version == 2 && (flags & 0x40)))
         return; // 2.2 compression was never defined
-    Span body{data + 10, std::min<size_t>(Synchsafe(data + 6), size - 10)};
-
-    // Before 2.4 unsynchronisation covers the whole tag; from 2.4 on, each frame.
-    const bool unsync = (flags & 0x80) != 0;
     Bytes resynced;
-    if (unsync && version < 4) {
-        resynced = Resync(body);
-        body = Span{resynced.data(), resynced.size()};
-    }
-    if (flags & 0x40) {
-        if (body.n < 4)
-            return;
-        const size_t extended = version == 3 ? size_t{Be32(body.p)} + 4 : Synchsafe(body.p);
-        if (extended > body.n)
-            return;
-        body = body.From(extended);
-    }
-
+    Span body{};
+    if (!TagBody(data, size, version, flags, resynced, body))
+        return;
     FrameReader reader(version, tags);
     const size_t idLength = version == 2 ? 3 : 4;
     const size_t headerLength = version == 2 ? 6 : 10;
-    while (body.n >= headerLength && body.p[0] != 0) {
-        if (!IsFrameId(body.p, idLength))
-            break;
+    while (body.n >= headerLength && body.p[0] != 0 && IsFrameId(body.p, idLength)) {
         const std::string id(reinterpret_cast<const char*>(body.p), idLength);
         const size_t length = version == 2   ? Be24(body.p + 3)
                               : version == 3 ? Be32(body.p + 4)
@@ -219,26 +251,9 @@ void ReadId3Tag(const uint8_t* data, size_t size, WaveTags& tags) {
         Span frame{body.p + headerLength, length};
         const uint8_t format = version == 2 ? 0 : body.p[9];
         body = body.From(headerLength + length);
-
         Bytes frameResynced;
-        if (version == 3) {
-            if (format & 0xC0) // compressed or encrypted
-                continue;
-            if (format & 0x20)
-                frame = frame.From(1); // group id
-        } else if (version == 4) {
-            if (format & 0x0C)
-                continue;
-            if (format & 0x40)
-                frame = frame.From(1);
-            if (format & 0x01)
-                frame = frame.From(4); // data length indicator
-            if ((format & 0x02) || unsync) {
-                frameResynced = Resync(frame);
-                frame = Span{frameResynced.data(), frameResynced.size()};
-            }
-        }
-        reader.Frame(id, frame);
+        if (FrameContent(version, format, (flags & 0x80) != 0, frameResynced, frame))
+            reader.Frame(id, frame);
     }
     reader.Finish();
 }

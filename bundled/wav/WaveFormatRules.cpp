@@ -24,67 +24,72 @@ bool BitsSupported(SampleKind kind, uint16_t bits) {
 
 } // namespace
 
-bool NormaliseWaveFormat(WmWaveFormat& f, WaveError& error) {
-    SampleKind kind;
+namespace {
+
+// The kind of samples the format tag (or the extensible sub-format) names.
+WaveError SampleKindOf(const WmWaveFormat& f, SampleKind& kind) {
     if (IsExtensible(f)) {
-        if (f.cbSize < 22) {
-            error = kWaveExtensibleTooSmall;
-            return false;
-        }
-        if (std::memcmp(f.subFormat, kSubFormatPcm, 16) == 0) {
+        if (f.cbSize < 22)
+            return kWaveExtensibleTooSmall;
+        if (std::memcmp(f.subFormat, kSubFormatPcm, 16) == 0)
             kind = SampleKind::Pcm;
-        } else if (std::memcmp(f.subFormat, kSubFormatFloat, 16) == 0) {
+        else if (std::memcmp(f.subFormat, kSubFormatFloat, 16) == 0)
             kind = SampleKind::Float;
-        } else {
-            error = kWaveUnsupportedSubFormat;
-            return false;
-        }
-    } else if (f.formatTag == WM_FORMAT_PCM) {
+        else
+            return kWaveUnsupportedSubFormat;
+        return kWaveOk;
+    }
+    if (f.formatTag == WM_FORMAT_PCM)
         kind = SampleKind::Pcm;
-    } else if (f.formatTag == WM_FORMAT_IEEE_FLOAT) {
+    else if (f.formatTag == WM_FORMAT_IEEE_FLOAT)
         kind = SampleKind::Float;
-    } else {
-        error = kWaveUnsupportedFormatTag;
-        return false;
-    }
-    if (f.channels == 0) {
-        error = kWaveZeroChannels;
-        return false;
-    }
-    if (f.samplesPerSec == 0) {
-        error = kWaveZeroRate;
-        return false;
-    }
-    if (!BitsSupported(kind, f.bitsPerSample)) {
-        error = kWaveUnsupportedBits;
-        return false;
-    }
-    const uint32_t frameBytes = uint32_t{f.channels} * (f.bitsPerSample / 8u);
-    if (f.blockAlign != frameBytes) {
-        error = kWaveBlockAlignMismatch;
-        return false;
-    }
+    else
+        return kWaveUnsupportedFormatTag;
+    return kWaveOk;
+}
+
+// Channels, rate, sample size and frame size agree; the byte rate follows from them.
+WaveError CheckFrames(WmWaveFormat& f, SampleKind kind) {
+    if (f.channels == 0)
+        return kWaveZeroChannels;
+    if (f.samplesPerSec == 0)
+        return kWaveZeroRate;
+    if (!BitsSupported(kind, f.bitsPerSample))
+        return kWaveUnsupportedBits;
+    if (f.blockAlign != uint32_t{f.channels} * (f.bitsPerSample / 8u))
+        return kWaveBlockAlignMismatch;
     const uint64_t perSecond = uint64_t{f.samplesPerSec} * f.blockAlign;
-    if (perSecond > UINT32_MAX) {
-        error = kWaveRateTooHigh;
-        return false;
-    }
+    if (perSecond > UINT32_MAX)
+        return kWaveRateTooHigh;
     f.avgBytesPerSec = static_cast<uint32_t>(perSecond);
-    if (IsExtensible(f)) {
-        f.cbSize = 22;
-        if (f.validBitsPerSample == 0)
-            f.validBitsPerSample = f.bitsPerSample;
-        if (f.validBitsPerSample > f.bitsPerSample) {
-            error = kWaveValidBitsTooLarge;
-            return false;
-        }
-    } else {
+    return kWaveOk;
+}
+
+// The extensible part is complete, or cleared for the plain form.
+WaveError SettleExtension(WmWaveFormat& f) {
+    if (!IsExtensible(f)) {
         f.cbSize = 0;
         f.validBitsPerSample = 0;
         f.channelMask = 0;
         std::memset(f.subFormat, 0, sizeof f.subFormat);
+        return kWaveOk;
     }
-    return true;
+    f.cbSize = 22;
+    if (f.validBitsPerSample == 0)
+        f.validBitsPerSample = f.bitsPerSample;
+    return f.validBitsPerSample > f.bitsPerSample ? kWaveValidBitsTooLarge : kWaveOk;
+}
+
+} // namespace
+
+bool NormaliseWaveFormat(WmWaveFormat& f, WaveError& error) {
+    SampleKind kind = SampleKind::Pcm;
+    error = SampleKindOf(f, kind);
+    if (error == kWaveOk)
+        error = CheckFrames(f, kind);
+    if (error == kWaveOk)
+        error = SettleExtension(f);
+    return error == kWaveOk;
 }
 
 SampleKind KindOf(const WmWaveFormat& f) {

@@ -50,21 +50,45 @@ bool ReadFmt(ByteSource& source, uint64_t body, uint64_t bodySize, WmWaveFormat&
 
 } // namespace
 
+namespace {
+
+struct HeaderWalk {
+    Ds64 ds64;
+    bool haveFmt = false;
+    bool haveData = false;
+};
+
+// Takes what one chunk says about the layout; false (with `error`) when the chunk is broken.
+bool VisitChunk(ByteSource& source, const uint8_t* header, uint64_t body, uint64_t bodySize,
+                uint64_t available, HeaderWalk& walk, WaveLayout& layout, WaveError& error) {
+    if (IsId(header, "ds64") && layout.rf64 && !walk.ds64.present)
+        return ReadDs64(source, body, std::min(bodySize, available), walk.ds64, error);
+    if (IsId(header, "fmt ") && !walk.haveFmt) {
+        walk.haveFmt = true;
+        return ReadFmt(source, body, std::min(bodySize, available), layout.format, error);
+    }
+    if (IsId(header, "data") && !walk.haveData) {
+        walk.haveData = true;
+        layout.dataOffset = body;
+        layout.dataLength = std::min(bodySize, available);
+    }
+    return true;
+}
+
+} // namespace
+
 bool ParseWaveHeader(ByteSource& source, WaveLayout& layout, WaveError& error) {
     layout = WaveLayout{};
     std::array<uint8_t, 4> form;
     if (!ReadRiffHeader(source, form, layout.rf64, error))
         return false;
     const uint64_t size = source.Size();
-
-    Ds64 ds64;
-    bool haveFmt = false;
-    bool haveData = false;
+    HeaderWalk walk;
     // The RIFF size is ignored on purpose: writers often leave it wrong; the file's own end
     // bounds the walk. Its own walk rather than WalkRiffChunks: it stops once fmt and data are
     // known, has no chunk limit, and takes a ds64 chunk wherever it stands.
     uint64_t pos = kRiffHeaderSize;
-    while (size - pos >= 8) {
+    while (size - pos >= 8 && !(walk.haveFmt && walk.haveData)) {
         uint8_t header[8];
         if (!ReadExact(source, pos, header, sizeof header)) {
             error = kWaveReadFailed;
@@ -73,37 +97,19 @@ bool ParseWaveHeader(ByteSource& source, WaveLayout& layout, WaveError& error) {
         const uint64_t body = pos + 8;
         uint64_t bodySize = Le32(header + 4);
         if (layout.rf64 && bodySize == kSizeInDs64)
-            bodySize = IsId(header, "data") && ds64.present
-                           ? ds64.dataSize
-                           : ds64.TableSize(Le32(header), bodySize);
+            bodySize = IsId(header, "data") && walk.ds64.present
+                           ? walk.ds64.dataSize
+                           : walk.ds64.TableSize(Le32(header), bodySize);
         const uint64_t available = size - body;
-
-        if (IsId(header, "ds64") && layout.rf64 && !ds64.present) {
-            if (!ReadDs64(source, body, std::min(bodySize, available), ds64, error))
-                return false;
-        } else if (IsId(header, "fmt ") && !haveFmt) {
-            if (!ReadFmt(source, body, std::min(bodySize, available), layout.format, error))
-                return false;
-            haveFmt = true;
-        } else if (IsId(header, "data") && !haveData) {
-            haveData = true;
-            layout.dataOffset = body;
-            layout.dataLength = std::min(bodySize, available);
-        }
-        if (haveFmt && haveData)
-            break;
+        if (!VisitChunk(source, header, body, bodySize, available, walk, layout, error))
+            return false;
         // Chunks are padded to an even length; a chunk that runs past the end ends the walk.
         if (bodySize >= available || available - bodySize < (bodySize & 1))
             break;
         pos = body + bodySize + (bodySize & 1);
     }
-
-    if (!haveFmt) {
-        error = kWaveNoFmt;
-        return false;
-    }
-    if (!haveData) {
-        error = kWaveNoData;
+    if (!walk.haveFmt || !walk.haveData) {
+        error = walk.haveFmt ? kWaveNoData : kWaveNoFmt;
         return false;
     }
     layout.dataLength -= layout.dataLength % layout.format.blockAlign;
