@@ -13,12 +13,7 @@ limit=600
 mkdir -p "$out"
 log=$out/codecs.log
 : >"$log"
-die() {
-    echo "bench: $*" >&2
-    tail -n 20 "$log" >&2
-    exit 1
-}
-quietly() { "$@" >>"$log" 2>&1 || die "failed: $*"; }
+. "$(dirname "$0")/common.sh"
 
 quietly "$root/scripts/install-deps.sh"
 if [ ! -f "$root/dist/encoder/FLAC.dll" ]; then
@@ -63,7 +58,6 @@ run() {
     elapsed=$(awk -v s="$start" -v e="$EPOCHREALTIME" 'BEGIN { printf "%.4f", e - s }')
     rss=$(awk '{ printf "%.1f", $1 / 1024 }' <(tail -n 1 rss.txt))
 }
-median() { sort -n | awk '{ v[NR] = $1 } END { printf "%.3f", v[int((NR + 1) / 2)] }'; }
 
 read -r load _ </proc/loadavg
 echo "Codec benchmark: 10-minute 44.1 kHz 16-bit stereo file (tone over pink noise), median of"

@@ -15,13 +15,7 @@ mkdir -p "$out"
 log=$out/run.log
 : >"$log"
 
-die() {
-    echo "bench: $*" >&2
-    echo "--- last lines of $log:" >&2
-    tail -n 20 "$log" >&2
-    exit 1
-}
-quietly() { "$@" >>"$log" 2>&1 || die "failed: $*"; }
+. "$(dirname "$0")/common.sh"
 
 # --- tools -------------------------------------------------------------------------------------
 quietly "$root/scripts/install-deps.sh"
@@ -106,7 +100,6 @@ run_tool() {
     timed "${cmd[@]}"
 }
 
-median() { sort -n | awk '{ v[NR] = $1 } END { printf "%.4f", NR % 2 ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'; }
 
 # The same audio must come out: a benchmark of a wrong conversion means nothing.
 same_audio() {

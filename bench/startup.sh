@@ -13,13 +13,7 @@ limit=60
 mkdir -p "$out"
 log=$out/startup.log
 : >"$log"
-die() {
-    echo "bench: $*" >&2
-    tail -n 20 "$log" >&2
-    exit 1
-}
-quietly() { "$@" >>"$log" 2>&1 || die "failed: $*"; }
-median() { sort -n | awk '{ v[NR] = $1 } END { printf "%.4f", NR % 2 ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'; }
+. "$(dirname "$0")/common.sh"
 
 quietly "$root/scripts/install-deps.sh"
 (cd "$root" && quietly cmake --preset windows &&
