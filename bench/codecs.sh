@@ -4,7 +4,7 @@
 # included in Wavemill's figures, and Wavemill's peak memory on a 1-minute and the 10-minute file.
 # Prints the table; details of every step go to bench/out/codecs.log.
 set -euo pipefail
-export LC_ALL=C
+export LC_ALL=C.UTF-8 # Wine builds the command line through the locale
 
 root=$(cd "$(dirname "$0")/.." && pwd)
 out=$root/bench/out

@@ -2,7 +2,8 @@
 # Wavemill's WAV-to-WAV throughput under Wine against native sox and ffmpeg, its peak memory and
 # its start-up cost. Prints only the results; details of every step go to bench/out/run.log.
 set -euo pipefail
-export LC_ALL=C # decimal points in $EPOCHREALTIME and printf
+# UTF-8 for Wine's command lines; decimal points in $EPOCHREALTIME and printf.
+export LC_ALL=C.UTF-8
 
 root=$(cd "$(dirname "$0")/.." && pwd)
 bench=$root/bench

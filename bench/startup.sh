@@ -3,7 +3,8 @@
 # the same program built without the crash handler, interleaved run by run; median of each.
 # Called by run.sh; runs alone as well. Details go to bench/out/startup.log.
 set -euo pipefail
-export LC_ALL=C # decimal points in $EPOCHREALTIME and printf
+# UTF-8 for Wine's command lines; decimal points in $EPOCHREALTIME and printf.
+export LC_ALL=C.UTF-8
 
 root=$(cd "$(dirname "$0")/.." && pwd)
 bench=$root/bench

@@ -1,5 +1,8 @@
 # Shared by the shell end-to-end scripts (sourced): numbered checks and a silent Wavemill run.
 # Expects $stage (the staged program tree) to be set.
+# Wine builds the UTF-16 command line through the locale, and grep compares by it: the checks
+# must not depend on the caller's.
+export LC_ALL=C.UTF-8
 failures=0
 check() { # check <description> <command...>
     local what=$1
