@@ -59,6 +59,15 @@ String Count(size_t n) {
 
 } // namespace
 
+FileOutcome Outcome(StringView input, StringView output, FileStatus status, StringView reason) {
+    FileOutcome o;
+    o.input = input;
+    o.output = output;
+    o.status = status;
+    o.reason = reason;
+    return o;
+}
+
 String ReportHeader(ReportFormat format) {
     return format == ReportFormat::kCsv ? u"input,output,status,reason,audio_ms,seconds,bytes"
                                         : String();

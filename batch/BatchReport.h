@@ -22,6 +22,8 @@ struct FileOutcome {
     uint64_t bytes = 0;   // size of the output
 };
 
+FileOutcome Outcome(StringView input, StringView output, FileStatus status, StringView reason = {});
+
 // The report's first line (CSV only; JSON lines have none), then one line per file. Both end
 // without a line break.
 String ReportHeader(ReportFormat format);

@@ -1,0 +1,83 @@
+#include "batch/SourceScan.h"
+
+#include "files/FileOps.h"
+#include "files/Folders.h"
+#include "files/PathText.h"
+#include "plugins/clTwCodecHandler.h"
+#include "process/Log.h"
+#include "tags/IDTagSet.h"
+
+#include <memory>
+
+namespace wm {
+
+namespace {
+
+bool Decodable(StringView path, const StringList& extensions) {
+    const String ext = ExtensionOf(path);
+    for (const String& e : extensions)
+        if (EqualsNoCase(e, ext))
+            return true;
+    return false;
+}
+
+void Take(const String& path, const String& relative, const StringList& extensions,
+          SourceScan& scan) {
+    if (IsBatchTempName(path))
+        return; // a conversion of ours that never finished; the next one removes it
+    if (Decodable(path, extensions))
+        scan.sources.push_back({path, relative});
+    else
+        scan.skipped.push_back(
+            Outcome(path, u"", FileStatus::kSkipped,
+                    u"no installed decoder reads '" + ExtensionOf(path) + u"' files"));
+}
+
+void Walk(const String& folder, const String& relative, const StringList& extensions,
+          SourceScan& scan) {
+    FolderWalk walk;
+    walk.Start(folder);
+    while (walk.Next()) {
+        const String below = relative + walk.Name();
+        if (!walk.IsFolder())
+            Take(walk.Path(), below, extensions, scan);
+        else if (MayEnterFolder(walk.Path()))
+            Walk(EnsureTrailingSeparator(walk.Path()), below + u"\\", extensions, scan);
+    }
+}
+
+} // namespace
+
+SourceScan ScanInputs(const StringList& inputs, const StringList& extensions) {
+    SourceScan scan;
+    for (const String& input : inputs) {
+        if (FolderExists(input))
+            Walk(EnsureTrailingSeparator(input), u"", extensions, scan);
+        else if (FileExists(input))
+            Take(input, FileNamePart(input), extensions, scan);
+        else
+            scan.skipped.push_back(Outcome(input, u"", FileStatus::kSkipped, u"not found"));
+    }
+    return scan;
+}
+
+TagLookup ReadSourceTags(const String& path, const String& programFolder) {
+    auto tags = std::make_shared<IDTagSet>();
+    clTwDecoder decoder;
+    if (clTwCodecHandler().FindDecoder(path, decoder, LogHostContext(), programFolder, false)) {
+        DecodeOpenInfo info{};
+        info.path = path.c_str();
+        info.openMode = WM_OPEN_CONVERT;
+        if (decoder.Open(&info)) {
+            if (info.tagData && info.tagSize)
+                tags->Deserialize(info.tagData, info.tagSize);
+            ConversionInfo conversion{};
+            conversion.inputPath = path.c_str();
+            decoder.Close(&conversion);
+        }
+    }
+    decoder.Unload();
+    return [tags](StringView name) { return tags->GetFirstValue(name); };
+}
+
+} // namespace wm
