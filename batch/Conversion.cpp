@@ -93,11 +93,20 @@ bool Conversion::Poll(uint64_t nowMs) {
     int64_t bytes = 0;
     bytesEncoded_.Read(&bytes);
     watch_->Progress(nowMs, report_.percent, bytes);
-    hungReason_ = watch_->HungReason(nowMs);
-    if (hungReason_.empty())
+    const String hung = watch_->HungReason(nowMs);
+    if (hung.empty() || WritingCrashDump(nowMs))
         return true;
+    hungReason_ = hung;
     child_.Terminate(1);
     return false;
+}
+
+// A crashing converter writes its dump while nothing moves, then ends itself: it gets one more
+// hang limit for that before it counts as hung.
+bool Conversion::WritingCrashDump(uint64_t nowMs) {
+    if (crashSeenMs_ == 0 && !CrashDump().empty())
+        crashSeenMs_ = nowMs;
+    return crashSeenMs_ != 0 && nowMs - crashSeenMs_ < setup_.hangMs;
 }
 
 void Conversion::Stop() {

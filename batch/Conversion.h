@@ -63,6 +63,7 @@ class Conversion {
     bool WriteCommandFile(const String& namesBase);
     void ReadPipes();
     String CrashDump() const;
+    bool WritingCrashDump(uint64_t nowMs);
     String FailureReason() const;
     FileOutcome Failed(FileOutcome outcome, const String& reason);
 
@@ -79,6 +80,7 @@ class Conversion {
     ConverterReport report_;
     uint64_t startMs_ = 0;
     uint64_t startFileTime_ = 0;
+    uint64_t crashSeenMs_ = 0;
     String startProblem_, hungReason_;
     bool stopRequested_ = false, killed_ = false;
 };

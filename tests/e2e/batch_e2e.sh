@@ -82,9 +82,9 @@ mkdir -p faults
 for i in 1 2 3; do printf 'format 8000 1 16\nblock 1600 4\n' >faults/good$i.wmt; done
 printf 'format 8000 1 16\nblock 1600 2\nsleep 600000\nblock 1600 2\n' >faults/hang.wmt
 printf 'format 8000 1 16\nblock 1600 2\ncrash access DecodeBlock 2\n' >faults/crash.wmt
-batch -convert_to=TestEnc -jobs=2 -hang=20 -out=faults-out -report=faults.json faults
+batch -convert_to=TestEnc -jobs=2 -hang=10 -out=faults-out -report=faults.json faults
 check "faults: status 1" test $? -eq 1
-check "faults: the hang is reported as hung" grep -q 'hang.wmt: hung: no progress for 20 s' batch.out
+check "faults: the hang is reported as hung" grep -q 'hang.wmt: hung: no progress for 10 s' batch.out
 dump=$(grep -o 'crash.wmt: crashed (.*crash-[0-9-]*\.dmp)' batch.out | head -1 | grep -o 'crash-[0-9-]*\.dmp')
 check "faults: the crash is reported with its dump" test -n "$dump"
 check "faults: ... and that dump exists" \
