@@ -85,9 +85,12 @@ void ProgressView::Refresh(const BatchProgressState& state, uint64_t elapsedMs) 
         }
         return;
     }
-    block_ = {overall};
+    StringList block{overall};
     for (const String& line : RunningLines(state))
-        block_.push_back(line);
+        block.push_back(line);
+    if (block == block_ && drawn_ == block_.size())
+        return; // a slow terminal is spared the same text
+    block_ = std::move(block);
     DrawBlock(block_);
 }
 
