@@ -7,6 +7,7 @@
 #include <atomic>
 #include <list>
 #include <memory>
+#include <vector>
 
 namespace wm {
 
@@ -48,8 +49,7 @@ class Batch {
             StartMore();
             PollRunning();
             ShowProgress();
-            if (!running_.empty() || next_ < plan_.size())
-                ::Sleep(kPollMs);
+            WaitForAnEnd();
         }
         result_.notStarted = plan_.size() - next_;
         return std::move(result_);
@@ -97,6 +97,19 @@ class Batch {
             result_.outcomes.push_back(std::move(o));
             it = running_.erase(it);
         }
+    }
+
+    // Sleeps until the next poll, or until a converter ends, so its slot is filled at once.
+    void WaitForAnEnd() {
+        std::vector<HANDLE> processes;
+        for (auto& c : running_)
+            if (c->Process() && processes.size() < MAXIMUM_WAIT_OBJECTS)
+                processes.push_back(c->Process());
+        if (processes.empty())
+            ::Sleep(next_ < plan_.size() ? 0 : kPollMs);
+        else
+            ::WaitForMultipleObjects(static_cast<DWORD>(processes.size()), processes.data(), FALSE,
+                                     kPollMs);
     }
 
     void ShowProgress() {

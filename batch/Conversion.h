@@ -57,6 +57,7 @@ class Conversion {
     FileOutcome Finish(uint64_t nowMs);
 
     RunningShare Share() const;
+    HANDLE Process() const { return child_.Handle(); }
     const PlannedConversion& Plan() const { return plan_; }
 
   private:

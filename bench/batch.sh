@@ -46,10 +46,22 @@ timed() {
     elapsed=$(echo "$end - $start" | bc)
     echo "$name: $elapsed s" >>"$log"
 }
-batch_cpu() { # the batch process alone: user+system seconds and max RSS (MB) of its wine process
-    /usr/bin/time -f '%U %S %M' -o batch.time wine "$root/dist/WavemillBatch.exe" "$@" >>"$log" 2>&1 ||
-        die "batch failed"
-    awk '{printf "%.2f s CPU, %.0f MB max RSS", $1 + $2, $3 / 1024}' batch.time
+# The batch process alone against the whole run: its own CPU seconds and peak RSS read from /proc
+# while it runs (a waited-for total would include the converters it reaped).
+batch_cpu() {
+    /usr/bin/time -f '%U %S' -o batch.time wine "$root/dist/WavemillBatch.exe" "$@" >>"$log" 2>&1 &
+    local runner=$! pid="" ticks=0 hwm=0 line
+    while kill -0 $runner 2>/dev/null; do
+        [ -n "$pid" ] || pid=$(pgrep -f '^Z:.*WavemillBatch.exe' | head -1)
+        if [ -n "$pid" ] && line=$(cat /proc/$pid/stat 2>/dev/null); then
+            ticks=$(cut -d' ' -f12,13 <<<"${line##*) }" | awk '{print $1 + $2}')
+            hwm=$(awk '/VmHWM/ {print $2}' /proc/$pid/status 2>/dev/null || echo $hwm)
+        fi
+        sleep 0.2
+    done
+    wait $runner || die "batch failed"
+    awk -v t="$ticks" -v hz="$(getconf CLK_TCK)" -v h="$hwm" \
+        '{printf "%.2f s CPU of %.2f s for the whole run, peak RSS %.0f MB", t / hz, $1 + $2, h / 1024}' batch.time
 }
 sequential() {
     for f in $src/*.wav; do

@@ -29,6 +29,8 @@ class ChildProcess {
     // The exit code once ended; STILL_ACTIVE before.
     uint32_t ExitCode() const;
     uint32_t Id() const { return id_; }
+    // For waiting on several children at once; null when none was started.
+    HANDLE Handle() const { return process_.get(); }
     void Terminate(uint32_t exitCode);
 
   private:
