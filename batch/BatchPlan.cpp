@@ -28,7 +28,7 @@ String FullPath(const String& path) {
 BatchPlan PlanBatch(const BatchOptions& o, const String& programFolder, const String& extension) {
     StringList decodable;
     clTwCodecHandler().ListDecoders(false, &decodable, nullptr, nullptr, programFolder);
-    SourceScan scan = ScanInputs(o.inputs, decodable);
+    SourceScan scan = ScanInputs(o.inputs, decodable, o.outFolder);
     BatchPlan plan;
     plan.skipped = std::move(scan.skipped);
     plan.sourcesFound = scan.sources.size();

@@ -33,26 +33,34 @@ void Take(const String& path, const String& relative, const StringList& extensio
                     u"no installed decoder reads '" + ExtensionOf(path) + u"' files"));
 }
 
-void Walk(const String& folder, const String& relative, const StringList& extensions,
-          SourceScan& scan) {
-    FolderWalk walk;
-    walk.Start(folder);
-    while (walk.Next()) {
-        const String below = relative + walk.Name();
-        if (!walk.IsFolder())
-            Take(walk.Path(), below, extensions, scan);
-        else if (MayEnterFolder(walk.Path()))
-            Walk(EnsureTrailingSeparator(walk.Path()), below + u"\\", extensions, scan);
+struct Walker {
+    const StringList& extensions;
+    const String outFolder; // ending in "\"
+    SourceScan& scan;
+
+    void Walk(const String& folder, const String& relative) {
+        FolderWalk walk;
+        walk.Start(folder);
+        while (walk.Next()) {
+            const String below = relative + walk.Name();
+            const String sub = EnsureTrailingSeparator(walk.Path());
+            if (!walk.IsFolder())
+                Take(walk.Path(), below, extensions, scan);
+            else if (MayEnterFolder(walk.Path()) && !EqualsNoCase(sub, outFolder))
+                Walk(sub, below + u"\\");
+        }
     }
-}
+};
 
 } // namespace
 
-SourceScan ScanInputs(const StringList& inputs, const StringList& extensions) {
+SourceScan ScanInputs(const StringList& inputs, const StringList& extensions,
+                      const String& outFolder) {
     SourceScan scan;
+    Walker walker{extensions, EnsureTrailingSeparator(outFolder), scan};
     for (const String& input : inputs) {
         if (FolderExists(input))
-            Walk(EnsureTrailingSeparator(input), u"", extensions, scan);
+            walker.Walk(EnsureTrailingSeparator(input), u"");
         else if (FileExists(input))
             Take(input, FileNamePart(input), extensions, scan);
         else

@@ -15,8 +15,11 @@ struct SourceScan {
     std::vector<FileOutcome> skipped;
 };
 
-// inputs: full paths; extensions: the types the decoders read (".flac"...).
-SourceScan ScanInputs(const StringList& inputs, const StringList& extensions);
+// inputs: full paths; extensions: the types the decoders read (".flac"...). The output folder
+// is never entered, so that outputs written inside an input folder are not taken as sources
+// by the next run.
+SourceScan ScanInputs(const StringList& inputs, const StringList& extensions,
+                      const String& outFolder);
 
 // The source's tags as its decoder reads them ("title", "artist"...), for naming patterns.
 // Empty values when no decoder opens it.
