@@ -67,7 +67,8 @@ echo 'older output' >stopped/s4.raw && touch -d 2020-01-01 stopped/s4.raw
 wine "$stage/WavemillBatch.exe" -convert_to=TestEnc -jobs=2 -out=stopped slow </dev/null >batch.out 2>&1 &
 pid=$!
 for _ in $(seq 50); do grep -q '^\[1/' batch.out 2>/dev/null && break; sleep 0.2; done
-sleep 1 && kill -INT "$(pgrep -f 'WavemillBatch.exe -convert_to=TestEnc' | head -1)"
+# The wine command becomes the Windows process itself: the signal reaches only this batch.
+sleep 1 && kill -INT $pid
 wait $pid
 check "Ctrl-C: status 1" test $? -eq 1
 check "Ctrl-C: the running conversions were stopped" grep -q 'stopped by Ctrl-C' batch.out
