@@ -52,7 +52,7 @@ batch_cpu() {
     /usr/bin/time -f '%U %S' -o batch.time wine "$root/dist/WavemillBatch.exe" "$@" >>"$log" 2>&1 &
     local runner=$! pid="" ticks=0 hwm=0 line
     while kill -0 $runner 2>/dev/null; do
-        [ -n "$pid" ] || pid=$(pgrep -f '^Z:.*WavemillBatch.exe' | head -1)
+        [ -n "$pid" ] || pid=$(pgrep -f '^[^ ]*WavemillBatch[.]exe -convert_to' | head -1)
         if [ -n "$pid" ] && line=$(cat /proc/$pid/stat 2>/dev/null); then
             ticks=$(cut -d' ' -f12,13 <<<"${line##*) }" | awk '{print $1 + $2}')
             hwm=$(awk '/VmHWM/ {print $2}' /proc/$pid/status 2>/dev/null || echo $hwm)
