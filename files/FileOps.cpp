@@ -45,6 +45,18 @@ bool FolderExists(StringView path) {
     return !missing && (attributes & FILE_ATTRIBUTE_DIRECTORY);
 }
 
+bool PathWriteTime(StringView path, uint64_t& time) {
+    String p;
+    WIN32_FILE_ATTRIBUTE_DATA data{};
+    time = 0;
+    if (!SystemPathForm(path, kOpenPathLimit, p) ||
+        !::GetFileAttributesExW(W(p), GetFileExInfoStandard, &data))
+        return false;
+    time = (static_cast<uint64_t>(data.ftLastWriteTime.dwHighDateTime) << 32) |
+           data.ftLastWriteTime.dwLowDateTime;
+    return true;
+}
+
 bool DeleteFilePath(StringView path, bool alreadyRetried) {
     String p;
     if (!SystemPathForm(path, kOtherPathLimit, p))

@@ -17,6 +17,8 @@ class EventHandle;
 DWORD PathAttributes(StringView path, bool* missing = nullptr);
 bool FileExists(StringView path);   // exists and is not a folder
 bool FolderExists(StringView path); // exists and is a folder
+// The last-write time in FILETIME units; false (time 0) when the path cannot be read.
+bool PathWriteTime(StringView path, uint64_t& time);
 // A read-only file (access denied) has its attributes cleared and is deleted once more.
 bool DeleteFilePath(StringView path, bool alreadyRetried = false);
 bool MovePath(StringView source, StringView target);

@@ -15,6 +15,11 @@ struct CrashReportSettings {
     String baseSubfolder; // base folder below it; dumps go into its "crashes" folder
 };
 
+// Wavemill's own: parent programs look for its dumps with them.
+inline CrashReportSettings WavemillCrashReports() {
+    return {u"Tonewerk Wavemill", 0x001a /* CSIDL_APPDATA */, u"Vrx"};
+}
+
 // Base folder + "crashes\". Resolving a special folder loads the shell, which brings the window
 // system with it: only a crash or the second copy asks.
 String CrashFolder(const CrashReportSettings& settings);

@@ -5,6 +5,8 @@
 //   hold <ready> <release> <finished>     signal ready, wait for release, signal finished
 //   lockfile <path> <ready> <release>     signal ready, hold path open without sharing until
 //                                         released
+//   speak <release>               write "to out" on standard output and "to err" on standard
+//                                 error, wait for release, exit 7
 #include "process/EventHandle.h"
 #include "process/SharedMemoryBlock.h"
 #include "process/UniqueHandle.h"
@@ -57,6 +59,13 @@ int LockFile(char** argv) {
     return OpenEvent(argv[4]).Wait(60000) ? 0 : 5;
 }
 
+int Speak(char** argv) {
+    DWORD written = 0;
+    ::WriteFile(::GetStdHandle(STD_OUTPUT_HANDLE), "to out", 6, &written, nullptr);
+    ::WriteFile(::GetStdHandle(STD_ERROR_HANDLE), "to err", 6, &written, nullptr);
+    return OpenEvent(argv[2]).Wait(30000) ? 7 : 5;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -66,5 +75,7 @@ int main(int argc, char** argv) {
         return Hold(argv);
     if (argc >= 5 && std::strcmp(argv[1], "lockfile") == 0)
         return LockFile(argv);
+    if (argc >= 3 && std::strcmp(argv[1], "speak") == 0)
+        return Speak(argv);
     return 2;
 }

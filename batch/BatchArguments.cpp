@@ -1,0 +1,125 @@
+#include "batch/BatchArguments.h"
+
+#include "text/NumberText.h"
+
+#include <array>
+
+namespace wm {
+
+namespace {
+
+// Set by the batch for each conversion: a user's value would break the protocol.
+constexpr std::array<StringView, 9> kSetPerConversion = {
+    u"infile",      u"outfile",   u"twcmd",           u"evtquit", u"evtafterconvseterror",
+    u"evtwatchdog", u"errorfile", u"shrbytesencoded", u"silent"};
+
+// The batch's own options that always take a value.
+constexpr std::array<StringView, 7> kValued = {u"convert_to", u"out",    u"pattern", u"jobs",
+                                               u"hang",       u"report", u"plan"};
+
+bool IsIn(StringView name, const auto& list) {
+    for (StringView item : list)
+        if (EqualsNoCase(item, name))
+            return true;
+    return false;
+}
+
+bool IsFlag(StringView name) {
+    return EqualsNoCase(name, u"overwrite") || EqualsNoCase(name, u"help") ||
+           EqualsNoCase(name, u"?");
+}
+
+bool PositiveNumber(StringView text, uint32_t& out) {
+    if (text.empty() || text.find_first_not_of(u"0123456789") != StringView::npos)
+        return false;
+    const int64_t n = TextToInt(text);
+    if (n <= 0 || n > 100000)
+        return false;
+    out = static_cast<uint32_t>(n);
+    return true;
+}
+
+bool TakeBatchOption(StringView name, const String& value, BatchOptions& o, String& error) {
+    if (EqualsNoCase(name, u"convert_to"))
+        o.codec = value;
+    else if (EqualsNoCase(name, u"out"))
+        o.outFolder = value;
+    else if (EqualsNoCase(name, u"pattern"))
+        o.pattern = value;
+    else if (EqualsNoCase(name, u"plan"))
+        o.planFile = value;
+    else if (EqualsNoCase(name, u"report")) {
+        o.reportFile = value;
+        o.reportFormat = EndsWithNoCase(value, u".json") || EndsWithNoCase(value, u".jsonl")
+                             ? ReportFormat::kJsonLines
+                             : ReportFormat::kCsv;
+    } else if (EqualsNoCase(name, u"jobs") && !PositiveNumber(value, o.jobs))
+        error = u"-jobs takes a number of conversions at once (1 or more), not '" + value + u"'.";
+    else if (EqualsNoCase(name, u"hang") && !PositiveNumber(value, o.hangSeconds))
+        error = u"-hang takes a number of seconds (1 or more), not '" + value + u"'.";
+    return error.empty();
+}
+
+bool CheckComplete(const BatchOptions& o, String& error) {
+    if (o.help)
+        return true;
+    if (o.codec.empty())
+        error = u"No codec: give -convert_to=<codec> (an encoder in encoder\\).";
+    else if (o.inputs.empty())
+        error = u"No input: name the files and folders to convert.";
+    return error.empty();
+}
+
+} // namespace
+
+String OptionText(StringView name, StringView value) {
+    String text = u" -" + String(name);
+    if (!value.empty())
+        text += u"=\"" + String(value) + u"\"";
+    return text;
+}
+
+bool ParseBatchArguments(const StringList& args, const PathExists& exists, BatchOptions& o,
+                         String& error) {
+    o = BatchOptions{};
+    error.clear();
+    for (size_t i = 0; i < args.size(); ++i) {
+        const String& arg = args[i];
+        if (arg.size() < 2 || arg[0] != u'-') {
+            if (!arg.empty())
+                o.inputs.push_back(arg);
+            continue;
+        }
+        const size_t nameStart = arg[1] == u'-' ? 2 : 1;
+        const size_t eq = arg.find(u'=');
+        const String name =
+            arg.substr(nameStart, eq == String::npos ? String::npos : eq - nameStart);
+        String value = eq == String::npos ? String() : arg.substr(eq + 1);
+        // "-V 2": the next argument is the value unless it is an option or an existing path.
+        const bool nextIsValue = eq == String::npos && !IsFlag(name) && i + 1 < args.size() &&
+                                 !args[i + 1].empty() && args[i + 1][0] != u'-' &&
+                                 (IsIn(name, kValued) || !exists(args[i + 1]));
+        if (nextIsValue)
+            value = args[++i];
+        if (IsIn(name, kSetPerConversion)) {
+            error = u"-" + name + u" is set by the batch for each conversion.";
+            return false;
+        }
+        if (EqualsNoCase(name, u"overwrite"))
+            o.overwrite = true;
+        else if (IsFlag(name))
+            o.help = true;
+        else if (IsIn(name, kValued)) {
+            if (value.empty()) {
+                error = u"-" + name + u" needs a value.";
+                return false;
+            }
+            if (!TakeBatchOption(name, value, o, error))
+                return false;
+        } else
+            o.passThrough += OptionText(name, value);
+    }
+    return CheckComplete(o, error);
+}
+
+} // namespace wm

@@ -1,0 +1,42 @@
+// The batch program's command line: its own options, the inputs, and the options it hands on to
+// every conversion. Portable: the caller splits the process command line into arguments.
+#pragma once
+
+#include "text/String.h"
+
+#include <cstdint>
+#include <functional>
+
+namespace wm {
+
+enum class ReportFormat { kCsv, kJsonLines };
+
+struct BatchOptions {
+    String codec;      // -convert_to
+    String outFolder;  // -out (the current folder when not given)
+    String pattern;    // -pattern; empty mirrors the input tree
+    uint32_t jobs = 0; // -jobs; 0 = one per processor
+    uint32_t hangSeconds = 60;
+    bool overwrite = false;
+    String reportFile;
+    ReportFormat reportFormat = ReportFormat::kCsv;
+    String planFile;
+    bool help = false;
+    StringList inputs;
+    // Encoder options, -dspeffectN, -tag... as the converter's option text, each starting with
+    // a space: ` -V="2"`, ` -noidtag`.
+    String passThrough;
+};
+
+// True when the text names an existing file or folder: an argument that does is an input even
+// right after an option written without "=" (`-no-padding D:\Music`).
+using PathExists = std::function<bool(const String&)>;
+
+// False with a message for the user when the arguments cannot make a batch.
+bool ParseBatchArguments(const StringList& args, const PathExists& exists, BatchOptions& out,
+                         String& error);
+
+// ` -name="value"`, or ` -name` for an empty value, as the converter's tokeniser reads it.
+String OptionText(StringView name, StringView value);
+
+} // namespace wm

@@ -1,0 +1,50 @@
+// The end of a batch: what became of each file, the report lines, the summary and the exit
+// status; and the decisions taken before it: resuming and the plan's command lines. Portable.
+#pragma once
+
+#include "batch/BatchArguments.h"
+#include "text/String.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace wm {
+
+enum class FileStatus { kConverted, kSkipped, kFailed };
+
+struct FileOutcome {
+    String input;
+    String output;
+    FileStatus status = FileStatus::kFailed;
+    String reason;        // why it failed or was skipped; empty when converted
+    int64_t audioMs = -1; // -1 when unknown
+    double seconds = 0;   // wall time of its conversion
+    uint64_t bytes = 0;   // size of the output
+};
+
+FileOutcome Outcome(StringView input, StringView output, FileStatus status, StringView reason = {});
+
+// The report's first line (CSV only; JSON lines have none), then one line per file. Both end
+// without a line break.
+String ReportHeader(ReportFormat format);
+String ReportLine(const FileOutcome& outcome, ReportFormat format);
+
+// "Converted 38, skipped 1, failed 1." followed by one line per failure with its reason; when
+// nothing was converted because every output was up to date, it says so.
+StringList SummaryLines(const std::vector<FileOutcome>& outcomes);
+
+// 0 when nothing failed, 1 when any conversion failed.
+int BatchExitStatus(const std::vector<FileOutcome>& outcomes);
+
+// Resume: an output that exists under its final name is complete (the batch moves only
+// finished files there); it is kept when it is not older than its source. Times are any
+// monotonic file-time unit.
+bool OutputIsUpToDate(bool outputExists, uint64_t outputWriteTime, uint64_t sourceWriteTime,
+                      bool overwrite);
+
+// One conversion as a command line for -plan: "program" -infile="..." -outfile="..."
+// -convert_to="..." and the options handed on.
+String PlanLine(StringView program, StringView input, StringView output, StringView codec,
+                StringView passThrough);
+
+} // namespace wm

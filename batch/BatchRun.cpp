@@ -1,0 +1,144 @@
+#include "batch/BatchRun.h"
+
+#include "text/NumberText.h"
+
+#include <windows.h>
+
+#include <atomic>
+#include <list>
+#include <memory>
+#include <vector>
+
+namespace wm {
+
+namespace {
+
+// How often the converters are read and the view redrawn.
+constexpr DWORD kPollMs = 100;
+
+std::atomic<int> g_userStops{0};
+
+BOOL WINAPI OnConsoleStop(DWORD kind) {
+    if (kind != CTRL_C_EVENT && kind != CTRL_BREAK_EVENT)
+        return FALSE;
+    ++g_userStops;
+    return TRUE;
+}
+
+String OutcomeLine(const FileOutcome& o, size_t done, size_t total) {
+    const String count = u"[" + IntToText(static_cast<int64_t>(done)) + u"/" +
+                         IntToText(static_cast<int64_t>(total)) + u"] ";
+    if (o.status == FileStatus::kConverted)
+        return count + u"converted " + o.input + u" -> " + o.output;
+    return count + u"FAILED " + o.input + u": " + o.reason;
+}
+
+class Batch {
+  public:
+    Batch(const std::vector<PlannedConversion>& plan, const ConversionSetup& setup, uint32_t jobs,
+          ProgressView& view)
+        : plan_(plan), setup_(setup), jobs_(jobs), view_(view), startMs_(::GetTickCount64()) {
+        for (const PlannedConversion& p : plan)
+            state_.bytesTotal += p.sourceBytes;
+        state_.filesTotal = plan.size();
+    }
+
+    BatchResult Run() {
+        while ((next_ < plan_.size() && !result_.stopped) || !running_.empty()) {
+            TendUserStops();
+            StartMore();
+            PollRunning();
+            ShowProgress();
+            WaitForAnEnd();
+        }
+        result_.notStarted = plan_.size() - next_;
+        return std::move(result_);
+    }
+
+  private:
+    uint64_t Now() const { return ::GetTickCount64() - startMs_; }
+
+    void TendUserStops() {
+        const int stops = g_userStops.load();
+        if (stops >= 1 && !result_.stopped) {
+            result_.stopped = true;
+            view_.Line(u"Stopping: waiting for the running conversions (Ctrl-C again ends them).");
+            for (auto& c : running_)
+                c->Stop();
+        }
+        if (stops >= 2 && !killed_) {
+            killed_ = true;
+            for (auto& c : running_)
+                c->Kill();
+        }
+    }
+
+    void StartMore() {
+        while (!result_.stopped && running_.size() < jobs_ && next_ < plan_.size()) {
+            auto c = std::make_unique<Conversion>(plan_[next_], setup_,
+                                                  static_cast<uint32_t>(next_ + 1));
+            ++next_;
+            c->Start(Now());
+            running_.push_back(std::move(c));
+        }
+    }
+
+    void PollRunning() {
+        for (auto it = running_.begin(); it != running_.end();) {
+            if ((*it)->Poll(Now())) {
+                ++it;
+                continue;
+            }
+            FileOutcome o = (*it)->Finish(Now());
+            ++state_.filesDone;
+            state_.bytesFinished += (*it)->Plan().sourceBytes;
+            state_.audioMsFinished += o.audioMs > 0 ? static_cast<uint64_t>(o.audioMs) : 0;
+            view_.Line(OutcomeLine(o, state_.filesDone, state_.filesTotal));
+            result_.outcomes.push_back(std::move(o));
+            it = running_.erase(it);
+        }
+    }
+
+    // Sleeps until the next poll, or until a converter ends, so its slot is filled at once.
+    void WaitForAnEnd() {
+        std::vector<HANDLE> processes;
+        for (auto& c : running_)
+            if (c->Process() && processes.size() < MAXIMUM_WAIT_OBJECTS)
+                processes.push_back(c->Process());
+        if (processes.empty())
+            ::Sleep(next_ < plan_.size() ? 0 : kPollMs);
+        else
+            ::WaitForMultipleObjects(static_cast<DWORD>(processes.size()), processes.data(), FALSE,
+                                     kPollMs);
+    }
+
+    void ShowProgress() {
+        state_.running.clear();
+        for (auto& c : running_)
+            state_.running.push_back(c->Share());
+        view_.Refresh(state_, Now());
+    }
+
+    const std::vector<PlannedConversion>& plan_;
+    const ConversionSetup& setup_;
+    const uint32_t jobs_;
+    ProgressView& view_;
+    const uint64_t startMs_;
+    std::list<std::unique_ptr<Conversion>> running_;
+    size_t next_ = 0;
+    bool killed_ = false;
+    BatchProgressState state_;
+    BatchResult result_;
+};
+
+} // namespace
+
+BatchResult RunBatch(const std::vector<PlannedConversion>& plan, const ConversionSetup& setup,
+                     uint32_t jobs, ProgressView& view) {
+    ::SetConsoleCtrlHandler(OnConsoleStop, TRUE);
+    BatchResult result = Batch(plan, setup, jobs, view).Run();
+    view.Close();
+    return result;
+}
+
+} // namespace wm

@@ -1,0 +1,23 @@
+// Runs the planned conversions, `jobs` at a time, until all have ended or the user stopped the
+// batch: the first Ctrl-C or Ctrl-Break asks every running converter to stop and starts no more,
+// a second one ends them.
+#pragma once
+
+#include "batch/BatchReport.h"
+#include "batch/Conversion.h"
+#include "batch/ProgressView.h"
+
+#include <vector>
+
+namespace wm {
+
+struct BatchResult {
+    std::vector<FileOutcome> outcomes; // in the order the conversions ended
+    size_t notStarted = 0;             // left when the batch was stopped
+    bool stopped = false;
+};
+
+BatchResult RunBatch(const std::vector<PlannedConversion>& plan, const ConversionSetup& setup,
+                     uint32_t jobs, ProgressView& view);
+
+} // namespace wm

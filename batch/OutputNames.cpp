@@ -1,0 +1,161 @@
+#include "batch/OutputNames.h"
+
+#include "files/PathText.h"
+
+#include <algorithm>
+#include <array>
+#include <map>
+
+namespace wm {
+
+namespace {
+
+constexpr StringView kTempMark = u".wmbatch-part";
+constexpr size_t kMaxNamePart = 200;
+
+bool IsDeviceName(StringView name) {
+    static constexpr std::array<StringView, 6> kDevices = {u"CON", u"PRN", u"AUX",
+                                                           u"NUL", u"COM", u"LPT"};
+    const StringView stem = name.substr(0, name.find(u'.'));
+    for (StringView d : kDevices) {
+        if (EqualsNoCase(stem, d))
+            return true;
+        const bool numbered = d == u"COM" || d == u"LPT";
+        if (numbered && stem.size() == 4 && StartsWithNoCase(stem, d) && stem[3] >= u'1' &&
+            stem[3] <= u'9')
+            return true;
+    }
+    return false;
+}
+
+String ReplaceExtension(StringView path, StringView extension) {
+    const String ext = ExtensionOf(path);
+    return String(path.substr(0, path.size() - ext.size())) + String(extension);
+}
+
+String NumberPart(StringView value, size_t width) {
+    String n(value.substr(0, value.find(u'/')));
+    while (!n.empty() && n.front() == u' ')
+        n.erase(0, 1);
+    while (n.size() < width)
+        n.insert(0, 1, u'0');
+    return n;
+}
+
+String Capitalised(StringView word) {
+    String w(word);
+    if (!w.empty() && w[0] >= u'a' && w[0] <= u'z')
+        w[0] = static_cast<char16_t>(w[0] - u'a' + u'A');
+    return w;
+}
+
+String FieldValue(StringView field, const TagLookup& tags, StringView sourcePath) {
+    const String stem = ReplaceExtension(FileNamePart(sourcePath), u"");
+    if (EqualsNoCase(field, u"filename"))
+        return stem;
+    const String name =
+        EqualsNoCase(field, u"albumartist") ? String(u"album artist") : String(field);
+    String value = tags(name);
+    if (EqualsNoCase(field, u"albumartist") && value.empty())
+        value = tags(u"artist");
+    if (EqualsNoCase(field, u"track"))
+        return value.empty() ? String(u"00") : NumberPart(value, 2);
+    if (EqualsNoCase(field, u"disc"))
+        return value.empty() ? String(u"1") : NumberPart(value, 1);
+    if (!value.empty())
+        return value;
+    if (EqualsNoCase(field, u"title"))
+        return stem;
+    return u"Unknown " + Capitalised(EqualsNoCase(field, u"albumartist") ? u"artist" : field);
+}
+
+// Splits the filled pattern into names at "\" and "/" and makes each one safe.
+String SafeRelativePath(StringView filled) {
+    String path;
+    size_t start = 0;
+    while (start <= filled.size()) {
+        size_t end = filled.find_first_of(u"\\/", start);
+        if (end == StringView::npos)
+            end = filled.size();
+        const StringView part = filled.substr(start, end - start);
+        if (!part.empty())
+            path += (path.empty() ? u"" : u"\\") + SafeNamePart(part);
+        start = end + 1;
+    }
+    return path.empty() ? String(u"_") : path;
+}
+
+} // namespace
+
+String SafeNamePart(StringView text) {
+    String name;
+    for (char16_t c : text)
+        name += (c < 32 || StringView(u"<>:\"/\\|?*").find(c) != StringView::npos) ? u'_' : c;
+    if (name.size() > kMaxNamePart)
+        name.resize(kMaxNamePart);
+    while (!name.empty() && (name.back() == u'.' || name.back() == u' '))
+        name.pop_back();
+    if (name.empty() || IsDeviceName(name))
+        name.insert(0, 1, u'_');
+    return name;
+}
+
+String MirroredOutput(StringView outFolder, StringView relative, StringView extension) {
+    return EnsureTrailingSeparator(outFolder) + ReplaceExtension(relative, extension);
+}
+
+String PatternOutput(StringView outFolder, StringView pattern, const TagLookup& tags,
+                     StringView sourcePath, StringView extension) {
+    String filled;
+    for (size_t i = 0; i < pattern.size();) {
+        const size_t close = pattern[i] == u'%' ? pattern.find(u'%', i + 1) : StringView::npos;
+        if (close == StringView::npos) {
+            filled += pattern[i++];
+            continue;
+        }
+        // A tag value never makes folders: its separators are forbidden characters here.
+        String value = FieldValue(pattern.substr(i + 1, close - i - 1), tags, sourcePath);
+        std::replace(value.begin(), value.end(), u'\\', u'_');
+        std::replace(value.begin(), value.end(), u'/', u'_');
+        filled += value;
+        i = close + 1;
+    }
+    return EnsureTrailingSeparator(outFolder) + SafeRelativePath(filled) + String(extension);
+}
+
+String BatchTempName(StringView output) {
+    const String ext = ExtensionOf(output);
+    return String(output.substr(0, output.size() - ext.size())) + String(kTempMark) + ext;
+}
+
+bool IsBatchTempName(StringView path) {
+    const String ext = ExtensionOf(path);
+    return EndsWithNoCase(path.substr(0, path.size() - ext.size()), kTempMark);
+}
+
+StringList FindCollisions(const std::vector<SourceFile>& sources, const StringList& outputs) {
+    auto folded = [](StringView s) {
+        String f;
+        for (char16_t c : s)
+            f += FoldCase(c == u'/' ? u'\\' : c);
+        return f;
+    };
+    std::map<String, size_t> firstSource;
+    for (size_t i = 0; i < sources.size(); ++i)
+        firstSource.emplace(folded(sources[i].path), i);
+    std::map<String, size_t> firstOutput;
+    StringList lines;
+    for (size_t i = 0; i < outputs.size(); ++i) {
+        const String key = folded(outputs[i]);
+        if (firstSource.count(key))
+            lines.push_back(u"'" + sources[i].path + u"' would be written over a source: '" +
+                            outputs[i] + u"'");
+        auto [it, fresh] = firstOutput.emplace(key, i);
+        if (!fresh)
+            lines.push_back(u"'" + sources[it->second].path + u"' and '" + sources[i].path +
+                            u"' would both be written to '" + outputs[i] + u"'");
+    }
+    return lines;
+}
+
+} // namespace wm

@@ -1,0 +1,141 @@
+#!/bin/bash
+# WavemillBatch.exe as a real parent of Wavemill.exe: a nested tree of mixed formats with Unicode
+# names (samples and tags checked with the native tools), resume, Ctrl-C and the rerun, a hung
+# and a crashed conversion among good ones, a full disk, the plan, naming patterns and refused
+# collisions.
+# Usage: batch_e2e.sh <stage dir> <wine prefix> <work dir> <wavtool.exe>
+set -uo pipefail
+stage=$1 work=$3 wavtool=$4
+export WINEPREFIX=$2 WINEDEBUG=-all WINEDLLOVERRIDES=mscoree,mshtml=
+unset DISPLAY
+for tool in sox flac metaflac lame mpg123; do
+    command -v $tool >/dev/null || { echo "SKIP: $tool is not installed"; exit 77; }
+done
+rm -rf "$work" && mkdir -p "$work" && cd "$work" || exit 1
+. "$(dirname "$0")/shell_support.sh"
+# Runs the batch; its output lands in batch.out (UTF-8).
+batch() {
+    wine "$stage/WavemillBatch.exe" "$@" </dev/null >batch.out 2>&1
+}
+raw() { sox -V1 "$1" -t raw -; }
+# The batch's lines, shown under a failed check.
+shown() { sed 's/^/    | /' batch.out; }
+leftovers() { find "$@" -name '*.wmbatch-part.*' | grep -c .; }
+
+# --- 40 sources: WAV, FLAC and MP3 in a nested tree with Unicode names, each tagged ---
+folders=("lib/Ünïcode ñame" "lib/日本語/深い" "lib/Ελληνικά" "lib")
+for i in $(seq 1 40); do
+    dir=${folders[i % 4]} && mkdir -p "$dir"
+    base="$dir/trâck $i"
+    sox -R -V1 -n -r 44100 -c 2 -b 16 "$base.wav" synth 0.$((i % 7 + 2)) sine $((200 + 37 * i))
+    case $((i % 3)) in
+    0) wine "$wavtool" settags "Z:$stage" "Z:$work/$base.wav" "title=Tïtle $i" </dev/null >/dev/null ;;
+    1) flac -s -f --delete-input-file -T "TITLE=Tïtle $i" "$base.wav" ;;
+    2) lame --quiet -V 2 --tt "Tïtle $i" "$base.wav" "$base.mp3" && rm "$base.wav" ;;
+    esac
+done
+echo 'not audio' >lib/notes.txt
+batch -convert_to=FLAC -jobs=2 -out=out -report=report.csv lib
+check "40 sources convert, exit 0" test $? -eq 0
+check "the text file is listed as skipped with the reason" \
+    grep -qF "notes.txt: no installed decoder reads '.txt' files" batch.out
+samples_ok=0 tags_ok=0
+while IFS= read -r -d '' src; do
+    rel=${src#lib/} out="out/${rel%.*}.flac" n=${rel##*trâck } n=${n%.*}
+    case $src in
+    *.mp3) cmp -s <(mpg123 -q -s "$src") <(flac -s -d -c --force-raw-format --endian=little --sign=signed "$out") ;;
+    *) cmp -s <(raw "$src") <(raw "$out") ;;
+    esac && samples_ok=$((samples_ok + 1))
+    [ "$(metaflac --show-tag=TITLE "$out")" = "TITLE=Tïtle $n" ] && tags_ok=$((tags_ok + 1))
+done < <(find lib -type f ! -name '*.txt' -print0)
+check "every output decodes to its source's samples (40)" test $samples_ok -eq 40
+check "every output carries its title (40)" test $tags_ok -eq 40
+check "the report lists each conversion" test "$(grep -c ',converted,' report.csv)" -eq 40
+check "the report's audio length of a 0.5 s source" grep -q 'trâck 3\.wav,.*,converted,,500,' report.csv
+check "no temporary file is left" test "$(leftovers out)" -eq 0
+before=$(find out -type f -printf '%T@ %p\n' | sort | md5sum)
+batch -convert_to=FLAC -jobs=2 -out=out lib
+check "a second run exits 0 and converts nothing" grep -q '^Converted 0, skipped 41, failed 0\.' batch.out
+check "... and says so" grep -q 'Nothing to convert' batch.out
+check "... leaving every output untouched" test "$(find out -type f -printf '%T@ %p\n' | sort | md5sum)" = "$before"
+
+# --- Ctrl-C in the middle; the rerun finishes the rest ---
+mkdir -p slow stopped
+for i in 1 2 3 4 5 6; do printf 'format 8000 1 16\nsleep 250\nblock 1600 24\n' >slow/s$i.wmt; done
+# Two at a time: s3 and s4 run when the user stops the batch, after the first two ended.
+echo 'older output' >stopped/s4.raw && touch -d 2020-01-01 stopped/s4.raw
+wine "$stage/WavemillBatch.exe" -convert_to=TestEnc -jobs=2 -out=stopped slow </dev/null >batch.out 2>&1 &
+pid=$!
+for _ in $(seq 50); do grep -q '^\[1/' batch.out 2>/dev/null && break; sleep 0.2; done
+# The wine command becomes the Windows process itself: the signal reaches only this batch.
+sleep 1 && kill -INT $pid
+wait $pid
+check "Ctrl-C: status 1" test $? -eq 1
+check "Ctrl-C: the running conversions were stopped" grep -q 'stopped by Ctrl-C' batch.out
+check "Ctrl-C: the existing output is kept" test "$(cat stopped/s4.raw)" = 'older output'
+check "Ctrl-C: every output present is complete" \
+    test "$(find stopped -name '*.raw' ! -name s4.raw -size -38400c | grep -c .)" -eq 0
+check "Ctrl-C: no temporary file is left" test "$(leftovers stopped)" -eq 0
+batch -convert_to=TestEnc -jobs=2 -out=stopped slow
+status=$?
+check "the rerun exits 0" test $status -eq 0
+[ $status -eq 0 ] || shown
+check "the rerun finishes all six" test "$(find stopped -name '*.raw' -size 38400c | grep -c .)" -eq 6
+
+# --- A hung and a crashed conversion among good ones (a crash takes Wine seconds to dump, many
+# on a busy machine, hence the long limit) ---
+mkdir -p faults
+for i in 1 2 3; do printf 'format 8000 1 16\nblock 1600 4\n' >faults/good$i.wmt; done
+printf 'format 8000 1 16\nblock 1600 2\nsleep 600000\nblock 1600 2\n' >faults/hang.wmt
+printf 'format 8000 1 16\nblock 1600 2\ncrash access DecodeBlock 2\n' >faults/crash.wmt
+batch -convert_to=TestEnc -jobs=2 -hang=30 -out=faults-out -report=faults.json faults
+check "faults: status 1" test $? -eq 1
+check "faults: the hang is reported as hung" grep -q 'hang.wmt: hung: no progress for 30 s' batch.out
+dump=$(grep -o 'crash.wmt: crashed (.*crash-[0-9-]*\.dmp)' batch.out | head -1 | grep -o 'crash-[0-9-]*\.dmp')
+check "faults: the crash is reported with its dump" test -n "$dump"
+[ -n "$dump" ] || shown
+check "faults: ... and that dump exists" \
+    test -f "$WINEPREFIX/drive_c/users/$(id -un)/AppData/Roaming/Vrx/crashes/$dump"
+check "faults: the good files converted" test "$(grep -c '"status":"converted"' faults.json)" -eq 3
+check "faults: no output or temporary file for the failed ones" \
+    test "$(find faults-out -name 'hang*' -o -name 'crash*' | grep -c .)" -eq 0
+
+# --- A full disk: the files that fit are complete, the others fail with "disk full" ---
+mkdir -p big small
+for i in 1 2 3 4; do sox -R -V1 -n -r 44100 -c 2 -b 16 big/b$i.wav synth 2.5 sine $((300 * i)); done
+if mount -t tmpfs -o size=1200k tmpfs small 2>/dev/null; then
+    batch -convert_to=Wave -jobs=1 -out=small big
+    status=$?
+    fits=0
+    for f in small/*.wav; do [ -f "$f" ] && cmp -s <(raw "$f") <(raw "big/${f##*/}") && fits=$((fits + 1)); done
+    check "full disk: status 1" test $status -eq 1
+    check "full disk: the two files that fit are complete" test $fits -eq 2
+    check "full disk: the others failed with disk full" test "$(grep -c 'FAILED.*disk full' batch.out)" -ge 2
+    check "full disk: no temporary file is left" test "$(leftovers small)" -eq 0
+    umount small
+else
+    echo "note: cannot mount a tmpfs here; the full-disk case is not run"
+fi
+
+# --- The plan, naming patterns and collisions ---
+batch -convert_to=MP3 -V 2 -out=planned -plan=plan.txt lib
+check "plan: exits 0 and runs nothing" test $?:$(test -e planned && echo ran) = 0:
+check "plan: one command line per file" test "$(tr -d '\r' <plan.txt | grep -c 'Wavemill.exe" -infile=".*-convert_to="MP3" -V="2"$')" -eq 40
+mkdir -p tagged
+sox -R -V1 -n -r 44100 -c 2 -b 16 tagged/x.wav synth 0.3 sine 500
+flac -s -T 'ARTIST=AC/DC' -T 'ALBUM=Live?' -T 'TRACKNUMBER=7' -T 'TITLE=Song' tagged/x.wav -o tagged/a.flac
+flac -s -T 'ARTIST=AC/DC' tagged/x.wav -o tagged/b.flac
+batch -convert_to=FLAC -out=named '-pattern=%artist%\%album%\%track% %title%' tagged
+check "pattern: outputs named from the tags, forbidden characters replaced" \
+    test -f 'named/AC_DC/Live_/07 Song.flac'
+check "pattern: missing tags fall back" test -f 'named/AC_DC/Unknown Album/00 b.flac'
+check "pattern: x.wav without tags too" test -f 'named/Unknown Artist/Unknown Album/00 x.flac'
+batch -convert_to=FLAC -out=tagged/inside tagged && batch -convert_to=FLAC -out=tagged/inside tagged
+check "outputs inside an input folder are not taken as sources" \
+    grep -q '^Converted 0, skipped 3, failed 0\.' batch.out
+batch -convert_to=FLAC -out=clash '-pattern=%artist%' tagged/a.flac tagged/b.flac
+check "collision: refused with status 2 before anything runs" test $?:$(test -e clash && echo ran) = 2:
+check "collision: both sources named" grep -q "a.flac' and '.*b.flac' would both be written to" batch.out
+
+[ $failures -eq 0 ] && echo "all batch checks passed" || echo "$failures batch checks failed"
+exit $((failures > 0))
