@@ -5,7 +5,7 @@
 # memory next to its converters'. One run each (the batch is minutes long). Details go to
 # bench/out/batch.log.
 set -euo pipefail
-export LC_ALL=C
+export LC_ALL=C.UTF-8 # Wine builds the command line through the locale
 
 root=$(cd "$(dirname "$0")/.." && pwd)
 out=$root/bench/out
