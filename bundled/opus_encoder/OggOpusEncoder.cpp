@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cmath>
 #include <new>
+#include <random>
 #include <string>
 
 namespace wm::bundled {
@@ -86,6 +87,10 @@ bool OggOpusEncoder::Start(const ConversionInfo& conversion) {
                                             format_.channels, family, &status);
     if (!encoder_)
         return error_.Fail(u"libopusenc refused the source: " + Widen(ope_strerror(status))), false;
+    // A serial number of its own, so that files joined into a chain stay apart.
+    std::random_device random;
+    if (Failed(ope_encoder_ctl(encoder_, OPE_SET_SERIALNO(static_cast<int>(random() >> 1)))))
+        return false;
     const bool isFloat = wav::KindOf(format_) == wav::SampleKind::Float;
     const uint16_t depth =
         isFloat ? 24
