@@ -17,7 +17,8 @@ namespace {
 // The help text "Wavemill.exe -help" shows under this encoder.
 constexpr const char16_t* kHelp =
     u"-bitrate <kbps>    target bit rate, 6 to 256 a channel (default 64 mono, 96 stereo)\r\n"
-    u"-vbr | -cvbr | -hard-cbr   variable (default), constrained variable or hard constant\r\n"
+    u"-vbr, -cvbr        variable (default) or constrained variable bit rate\r\n"
+    u"-hard-cbr          constant bit rate\r\n"
     u"-comp <0..10>      encoder complexity, 10 best (default)\r\n"
     u"-framesize <ms>    2.5, 5, 10, 20 (default), 40 or 60\r\n"
     u"-music | -speech   tune for music or for speech (default: detected)";
