@@ -39,8 +39,14 @@ class OggSync {
                 return false;
         }
     }
-    // Bytes left after the last whole page: the start of a page cut off.
-    long Unread() const { return sync_.fill - sync_.returned; }
+    // Whether the bytes after the last whole page are the start of a page cut off (rather than
+    // something a tagger appended, such as an ID3v1 tag).
+    bool EndsInPartPage() const {
+        const size_t left = static_cast<size_t>(sync_.fill - sync_.returned);
+        // A page cut within its first four bytes leaves the page before it without the flag
+        // that ends the stream, which the caller checks as well.
+        return left >= 4 && std::memcmp(sync_.data + sync_.returned, "OggS", 4) == 0;
+    }
 
   private:
     ogg_sync_state sync_;
@@ -86,7 +92,7 @@ bool OggEndsWhole(BufferedReader& file) {
     bool endsStream = false;
     while (sync.NextPage(page))
         endsStream = ogg_page_eos(&page) != 0;
-    return endsStream && sync.Unread() == 0;
+    return endsStream && !sync.EndsInPartPage();
 }
 
 String NotOggOf(BufferedReader& file, const char16_t* wanted) {
