@@ -60,7 +60,9 @@ bool ReplayGainToR128(std::string_view replayGain, int& q78) {
     const double db = std::strtod(text.c_str(), &end);
     if (end == text.c_str() || !std::isfinite(db))
         return false;
-    const double q = std::round((db - kReferenceDifferenceDb) * 256.0);
+    // ReplayGain is written to 0.01 dB: from that step the gain converts back and forth to the
+    // same values.
+    const double q = std::round((std::round(db * 100) / 100 - kReferenceDifferenceDb) * 256.0);
     if (q < -32768 || q > 32767)
         return false;
     q78 = static_cast<int>(q);

@@ -98,6 +98,10 @@ TEST(OggComments, OpusWritesR128AndNoReplayGainFields) {
     EXPECT_EQ(Value(back, u"replaygain_track_gain"), "-6.54 dB");
     int q78 = 0;
     EXPECT_FALSE(codec::ReplayGainToR128("+200 dB", q78));
+    // A gain finer than 0.01 dB is taken at that step, so that it converts back to the same.
+    ASSERT_TRUE(codec::ReplayGainToR128("-1.009 dB", q78));
+    EXPECT_EQ(q78, -1539);
+    EXPECT_EQ(codec::R128ToReplayGain(q78), "-1.01 dB");
 }
 
 TEST(OggComments, PicturesBothWaysAndABrokenOneFails) {
