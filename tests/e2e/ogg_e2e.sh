@@ -182,8 +182,8 @@ done
 sox -V1 -n -r 48000 -b 16 -c 6 six.wav synth 3 sine 200 sine 300 sine 400 sine 50 sine 600 sine 700 gain -8
 for codec in Opus Vorbis; do
     ext=$([ $codec = Opus ] && echo opus || echo ogg)
-    wm -infile=six.wav -outfile=six.$ext -convert_to=$codec
-    wm -infile=six.$ext -outfile=six-$codec.wav -convert_to=Wave
+    wm -infile=six.wav -outfile="six.$ext" -convert_to=$codec
+    wm -infile="six.$ext" -outfile=six-$codec.wav -convert_to=Wave
     ok=1
     for c in 1 2 3 4 5 6; do
         # Each channel's tone is strongest in its own channel after the round trip.
@@ -251,7 +251,7 @@ for bad in short.ogg short.opus crc.ogg crc.opus flac.ogg opus.ogg empty.ogg emp
     status=$?
     echo "     $bad: $(head -1 wm.err)"
     check "$bad fails with an error line, keeps the output and leaves no temporary file" \
-        test "$status:$(grep -c 'Error: ' wm.err):$(cat kept.wav):$(ls ./*.tmp* 2>/dev/null | wc -l)" = "1:1:precious:0"
+        test "$status:$(grep -c 'Error: ' wm.err):$(cat kept.wav):$(find . -name "*.tmp*" | wc -l)" = "1:1:precious:0"
 done
 
 if ((failures)); then echo "$failures check(s) failed"; exit 1; fi
