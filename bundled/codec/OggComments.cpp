@@ -108,9 +108,11 @@ std::vector<std::string> MakeOggComments(const wav::WaveTags& tags, OggCodec cod
     std::vector<std::string> gains;
     if (codec == OggCodec::Opus) {
         // An Opus file holds no REPLAYGAIN_* fields: the gains become R128 ones, the peaks,
-        // which R128 has no field for, are left out.
+        // which R128 has no field for, are left out. R128 fields that did not read as gains
+        // are not written back beside them.
         std::erase_if(text.text, [](const wav::TextTag& t) {
-            return StartsWithNoCase(t.name, u"replaygain_");
+            return StartsWithNoCase(t.name, u"replaygain_") ||
+                   GainOf(FieldOf(Narrow(t.name) + "="));
         });
         for (const GainField& g : kGains) {
             int q78 = 0;

@@ -83,13 +83,14 @@ TEST(OggComments, OpusWritesR128AndNoReplayGainFields) {
     tags.text = {{u"title", u"T"},
                  {u"replaygain_track_gain", u"-6.54 dB"},
                  {u"replaygain_track_peak", u"0.98"},
-                 {u"replaygain_album_gain", u"+2.5 dB"}};
+                 {u"replaygain_album_gain", u"+2.5 dB"},
+                 {u"R128_TRACK_GAIN", u"junk"}};
     const std::vector<std::string> opus = codec::MakeOggComments(tags, OggCodec::Opus);
     const std::vector<std::string> want = {"TITLE=T", "R128_TRACK_GAIN=-2954",
                                            "R128_ALBUM_GAIN=-640"};
     EXPECT_EQ(opus, want);
     const std::vector<std::string> vorbis = codec::MakeOggComments(tags, OggCodec::Vorbis);
-    EXPECT_EQ(vorbis.size(), 4u);
+    EXPECT_EQ(vorbis.size(), 5u);
     EXPECT_EQ(vorbis[1], "REPLAYGAIN_TRACK_GAIN=-6.54 dB");
     // Back from R128, the gain reads as it was written.
     wav::WaveTags back;
