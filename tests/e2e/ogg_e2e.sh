@@ -111,6 +111,12 @@ wm -infile=n.opus -outfile=n-ours.wav -convert_to=Wave
 check "Opus to WAV exits 0" test $? -eq 0
 opusdec --quiet --rate 48000 --no-dither n.opus n48.wav 2>/dev/null
 check "the native opusdec's samples (48 kHz, no dither), exactly" same_audio n-ours.wav n48.wav
+# The header's output gain (-6 dB, Q7.8 little-endian at byte 16 of OpusHead) applies as in opusdec.
+cp n.opus gain.opus && printf '\000\372' | dd of=gain.opus bs=1 seek=44 conv=notrunc status=none && fix_crc gain.opus
+wm -infile=gain.opus -outfile=gain.wav -convert_to=Wave
+opusdec --quiet --rate 48000 --no-dither gain.opus gain-native.wav 2>/dev/null
+check "the header's output gain is applied" test "$(max_diff gain.wav n-ours.wav)" -gt 1000
+check "with the header's gain, the samples are opusdec's" same_audio gain.wav gain-native.wav
 opusdec --quiet --rate 48000 n.opus n48d.wav 2>/dev/null
 echo "     against opusdec's default dither: $(max_diff n-ours.wav n48d.wav) LSB at most"
 check "48 kHz, the source's length" test "$(soxi -s n-ours.wav)" = $((12 * 48000))
