@@ -130,7 +130,8 @@ uint32_t OggDecoder::DecodeBlock(AudioBlockInfo* block) noexcept {
     return 1;
 }
 
-// Decodes up to a block; at the end of the stream checks that every sample came.
+// Decodes up to a block; at the end of the stream (an empty block) checks that every sample
+// came.
 bool OggDecoder::Fill() {
     const size_t capacity = pcm_.size() / stream_.channels;
     size_t got = 0;
@@ -139,8 +140,10 @@ bool OggDecoder::Fill() {
         const long n = Read(pcm_.data() + got * stream_.channels, capacity - got, why);
         if (n < 0)
             return error_.Fail(why + u" after " + At()), false;
+        // The end goes out on an empty block of its own: the host takes the progress from a
+        // block's start.
         if (n == 0) {
-            finished_ = true;
+            finished_ = got == 0;
             break;
         }
         got += static_cast<size_t>(n);
