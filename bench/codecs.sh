@@ -1,8 +1,10 @@
 #!/bin/bash
-# The FLAC and MP3 plug-ins under Wine against Debian's native flac, lame and mpg123 (the same
-# library versions) on a 10-minute CD-quality file: median of 5 interleaved runs, Wine's start-up
-# included in Wavemill's figures, and Wavemill's peak memory on a 1-minute and the 10-minute file.
-# Prints the table; details of every step go to bench/out/codecs.log.
+# The FLAC, MP3, Opus and Vorbis plug-ins under Wine against Debian's native flac, lame, mpg123,
+# opusenc/opusdec and oggenc/oggdec (the same library versions) on a 10-minute CD-quality file:
+# median of 5 interleaved runs, Wine's start-up included in Wavemill's figures, and Wavemill's
+# peak memory on a 1-minute and the 10-minute file. ONLY=<regex> limits the rows to those whose
+# name matches (ONLY='Opus|Vorbis'). Prints the table; details of every step go to
+# bench/out/codecs.log.
 set -euo pipefail
 export LC_ALL=C.UTF-8 # Wine builds the command line through the locale
 
@@ -35,6 +37,10 @@ quietly flac -s -f -5 -o cd600.flac cd600.wav
 quietly lame --silent -V 2 cd600.wav cd600.mp3
 quietly flac -s -f -5 -o cd60.flac cd60.wav
 quietly lame --silent -V 2 cd60.wav cd60.mp3
+for seconds in 60 600; do
+    quietly opusenc --quiet --bitrate 128 cd$seconds.wav cd$seconds.opus
+    quietly oggenc -Q -q 5 -o cd$seconds.ogg cd$seconds.wav
+done
 
 wm="wine $root/dist/Wavemill.exe -silent"
 # row name | Wavemill's command | the native tool's command ({in} and {out} filled in)
@@ -45,6 +51,11 @@ rows=(
     "WAV->MP3 -V 2|$wm -infile={in}.wav -outfile={out}.codec.mp3 -convert_to=MP3 -V 2|lame --silent -V 2 {in}.wav {out}.codec.mp3"
     "WAV->MP3 -b 320|$wm -infile={in}.wav -outfile={out}.codec.mp3 -convert_to=MP3 -b 320|lame --silent -b 320 {in}.wav {out}.codec.mp3"
     "MP3->WAV|$wm -infile={in}.mp3 -outfile={out}.codec.wav -convert_to=Wave|mpg123 -q -w {out}.codec.wav {in}.mp3"
+    "WAV->Opus 128|$wm -infile={in}.wav -outfile={out}.codec.opus -convert_to=Opus -bitrate 128|opusenc --quiet --bitrate 128 {in}.wav {out}.codec.opus"
+    # The same work as the plug-in: 48 kHz out, no dither (opusdec would otherwise resample).
+    "Opus->WAV|$wm -infile={in}.opus -outfile={out}.codec.wav -convert_to=Wave|opusdec --quiet --rate 48000 --no-dither {in}.opus {out}.codec.wav"
+    "WAV->Vorbis q5|$wm -infile={in}.wav -outfile={out}.codec.ogg -convert_to=Vorbis -q 5|oggenc -Q -q 5 -o {out}.codec.ogg {in}.wav"
+    "Vorbis->WAV|$wm -infile={in}.ogg -outfile={out}.codec.wav -convert_to=Wave|oggdec -Q -o {out}.codec.wav {in}.ogg"
 )
 # run COMMAND INPUT: one timed run; sets $elapsed (s) and $rss (Linux max RSS, MB).
 run() {
@@ -68,6 +79,7 @@ printf '\n%-16s %12s %12s %8s %8s %14s %14s\n' conversion "Wavemill s" "native s
     "x real" "RSS 1 min MB" "RSS 10 min MB"
 for row in "${rows[@]}"; do
     IFS='|' read -r name ours theirs <<<"$row"
+    [[ -z ${ONLY:-} || $name =~ $ONLY ]] || continue
     run "$ours" cd600
     run "$theirs" cd600
     t_ours="" t_theirs=""

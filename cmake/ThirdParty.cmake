@@ -6,6 +6,9 @@
 #   thirdparty::mpg123   libmpg123.dll (LGPL)
 #   thirdparty::soxr     libsoxr.dll (LGPL)
 #   thirdparty::ebur128  libebur128, static (MIT)
+#   thirdparty::opusenc, thirdparty::opusfile, thirdparty::vorbisenc, thirdparty::vorbisfile
+#                        libopusenc and opusfile on libopus, libvorbis's encoder and file
+#                        reader, all on libogg; static (BSD)
 # The DLLs are installed beside Wavemill.exe in dist/ and copied into the staged test tree; every
 # licence text goes to dist/licenses/.
 set(WAVEMILL_THIRD_PARTY_DIR ${CMAKE_BINARY_DIR}/third_party)
@@ -44,6 +47,24 @@ wm_third_party_static(flac libFLAC.a)
 set_target_properties(thirdparty::flac PROPERTIES INTERFACE_COMPILE_DEFINITIONS FLAC__NO_DLL
     INTERFACE_LINK_LIBRARIES ssp)
 wm_third_party_static(ebur128 libebur128.a)
+# The Xiph libraries, each with the libraries it calls.
+wm_third_party_static(ogg libogg.a)
+wm_third_party_static(opus libopus.a)
+wm_third_party_static(opusenc libopusenc.a)
+wm_third_party_static(opusfile libopusfile.a)
+wm_third_party_static(vorbis libvorbis.a)
+wm_third_party_static(vorbisenc libvorbisenc.a)
+wm_third_party_static(vorbisfile libvorbisfile.a)
+# opusfile's and libopusenc's headers include <opus.h> from the opus folder.
+set_property(TARGET thirdparty::opus APPEND PROPERTY INTERFACE_INCLUDE_DIRECTORIES ${tp}/include/opus)
+# opus's configure turns on _FORTIFY_SOURCE, whose checked copies live in GCC's libssp.
+set_property(TARGET thirdparty::opus PROPERTY INTERFACE_LINK_LIBRARIES ssp)
+set_property(TARGET thirdparty::opusenc PROPERTY INTERFACE_LINK_LIBRARIES thirdparty::opus)
+set_property(TARGET thirdparty::opusfile PROPERTY INTERFACE_LINK_LIBRARIES thirdparty::opus
+    thirdparty::ogg)
+set_property(TARGET thirdparty::vorbis PROPERTY INTERFACE_LINK_LIBRARIES thirdparty::ogg)
+set_property(TARGET thirdparty::vorbisenc PROPERTY INTERFACE_LINK_LIBRARIES thirdparty::vorbis)
+set_property(TARGET thirdparty::vorbisfile PROPERTY INTERFACE_LINK_LIBRARIES thirdparty::vorbis)
 wm_third_party_shared(mp3lame libmp3lame-0.dll libmp3lame.dll.a)
 wm_third_party_shared(mpg123 libmpg123.dll libmpg123.dll.a)
 # The DLL is built with 64-bit file offsets and exports only those names (mpg123_seek_64 ...).

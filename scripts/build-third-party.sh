@@ -85,6 +85,65 @@ build_libebur128() {
     cp "$src/COPYING" "$prefix/licenses/libebur128.txt"
 }
 
+# autotools_lib <name> <src> <cflags> [configure options]: a static library into the prefix,
+# found by the next one through pkg-config.
+autotools_lib() {
+    local name=$1 src=$2 cflags=$3
+    shift 3
+    mkdir -p "$out/build/$name"
+    (cd "$out/build/$name" && PKG_CONFIG_LIBDIR="$prefix/lib/pkgconfig" "$src/configure" \
+        --host=$host --prefix="$prefix" --enable-static --disable-shared CFLAGS="$cflags" "$@" &&
+        make -j "$jobs" && make install)
+}
+
+# debian_patch <package> <src> <patch>: one of Debian's own fixes to the upstream source.
+debian_patch() {
+    local dir="$out/src/$1-debian"
+    rm -rf "$dir" && mkdir -p "$dir"
+    tar xf "$sources/$1"/*.debian.tar.* -C "$dir"
+    patch -d "$2" -p1 <"$dir/debian/patches/$3"
+}
+
+build_libogg() {
+    local src
+    src=$(unpack libogg)
+    autotools_lib libogg "$src" "-O2"
+    cp "$src/COPYING" "$prefix/licenses/libogg.txt"
+}
+
+# Debian configures opus with its custom modes on; run-time CPU detection is on by default.
+build_opus() {
+    local src
+    src=$(unpack opus)
+    autotools_lib opus "$src" "-O2" --enable-custom-modes --disable-doc --disable-extra-programs
+    cp "$src/COPYING" "$prefix/licenses/opus.txt"
+}
+
+build_libopusenc() {
+    local src
+    src=$(unpack libopusenc)
+    autotools_lib libopusenc "$src" "-O2" --disable-doc --disable-examples
+    cp "$src/COPYING" "$prefix/licenses/libopusenc.txt"
+}
+
+build_opusfile() {
+    local src
+    src=$(unpack opusfile)
+    debian_patch opusfile "$src" CVE-2022-47021.patch
+    autotools_lib opusfile "$src" "-O2" --disable-http --disable-doc --disable-examples
+    cp "$src/COPYING" "$prefix/licenses/opusfile.txt"
+}
+
+# On x86 Linux libvorbis's configure adds -ffast-math, so Debian's build has it; its mingw branch
+# does not, so it is named here to run the same code.
+build_libvorbis() {
+    local src
+    src=$(unpack libvorbis)
+    debian_patch libvorbis "$src" 0002-Avoid-SIGFPE-when-bytespersample-is-zero.patch
+    autotools_lib libvorbis "$src" "-O2 -ffast-math" --disable-docs --disable-examples
+    cp "$src/COPYING" "$prefix/licenses/libvorbis.txt"
+}
+
 # The DLLs ship: no symbols, as for every other binary of the installation tree.
 strip_shared() {
     local dll
@@ -93,9 +152,12 @@ strip_shared() {
     done
 }
 
-for lib in flac lame mpg123 libsoxr libebur128; do
+ogg_libs="libogg opus libopusenc opusfile libvorbis"
+for lib in flac lame mpg123 libsoxr libebur128 $ogg_libs; do
     # The stamp names the version and a hash of the recipe, so a change of flags rebuilds.
-    recipe=$(declare -f "build_$lib" cmake_lib unpack | sha1sum | cut -c1-12)
+    helpers="cmake_lib unpack"
+    [[ " $ogg_libs " == *" $lib "* ]] && helpers="$helpers autotools_lib debian_patch"
+    recipe=$(declare -f "build_$lib" $helpers | sha1sum | cut -c1-12)
     stamp="$prefix/.built-$lib-$(version_of $lib)-$recipe"
     [ -f "$stamp" ] && continue
     echo "Building third-party $lib $(version_of $lib) (once per build tree)"

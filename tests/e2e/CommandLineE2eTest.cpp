@@ -31,7 +31,9 @@ TEST(StartUp, HelpNothingAndEachMissingOptionFail) {
             << r.out;
         // The installed encoders and the input types the installed decoders read.
         EXPECT_TRUE(Contains(r.out, "Encoders (-convert_to=):\r\n")) << r.out;
-        EXPECT_TRUE(Contains(r.out, "\r\n  TestEnc\r\n  Wave\r\n")) << r.out;
+        EXPECT_TRUE(Contains(r.out, "\r\n  TestEnc\r\n  Vorbis\r\n")) << r.out;
+        EXPECT_TRUE(Contains(r.out, "average bit rate instead of a quality\r\n  Wave\r\n"))
+            << r.out;
         EXPECT_TRUE(Contains(r.out, "\r\n  *.wav  Wave Audio\r\n")) << r.out;
     }
     const std::pair<const char16_t*, const char*> cases[] = {

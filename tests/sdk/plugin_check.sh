@@ -32,11 +32,14 @@ expect_fail() { # expect_fail <dll> <words> [arguments...]
         failures=$((failures + 1)); fi
 }
 
-# Samples for the decoders' extensions: what sox writes, the test script, the broken format.
+# Samples for the decoders' extensions: what sox, opusenc and oggenc write, the test script, the
+# broken format.
 for ext in wav au flac aiff; do
     sox -n -r 44100 -c 2 -b 16 "samples/sample.$ext" synth 1.3 sine 440 gain -6 2>/dev/null
 done
 cp samples/sample.wav samples/sample.wave
+opusenc --quiet samples/sample.wav samples/sample.opus
+oggenc -Q -o samples/sample.ogg samples/sample.wav
 printf 'format 44100 2 16\nblock 17640 5\n' >samples/sample.wmt
 printf 'BRK' >samples/sample.brk
 sample_for() { # the first sample whose extension the decoder claims

@@ -1,0 +1,53 @@
+// One Opus encoder instance: libopusenc writing the OpusTags (pictures included) first, then
+// the audio, resampled to 48 kHz by the library; its pre-skip and final granule position give
+// the source's exact length back.
+#pragma once
+
+#include "bundled/codec/ChannelOrder.h"
+#include "bundled/codec/PluginSupport.h"
+#include "bundled/opus_encoder/OpusOptions.h"
+#include "bundled/win/BufferedWriter.h"
+
+#include <opusenc.h>
+#include <sdk/wavemill_plugin.h>
+
+#include <vector>
+
+namespace wm::bundled {
+
+class OggOpusEncoder {
+  public:
+    OggOpusEncoder() = default;
+    OggOpusEncoder(const OggOpusEncoder&) = delete;
+    OggOpusEncoder& operator=(const OggOpusEncoder&) = delete;
+    ~OggOpusEncoder() { Reset(); }
+
+    uint32_t Get(const WmChar* name, PluginValue* value) noexcept;
+    uint32_t Set(const WmChar* name, PluginValue* value) noexcept;
+    uint32_t Begin(const ConversionInfo* conversion) noexcept;
+    uint32_t Encode(const AudioBlockInfo* block) noexcept;
+    uint32_t End() noexcept;
+
+  private:
+    bool Start(const ConversionInfo& conversion);
+    bool MakeComments(const ConversionInfo& conversion);
+    bool Configure(uint16_t lsbDepth);
+    int DefaultBitrate() const;
+    bool Failed(int status);
+    void Reset();
+
+    static int OnWrite(void* self, const unsigned char* data, opus_int32 length);
+    static int OnClose(void* self);
+
+    codec::LastError error_;
+    OpusOptions options_;
+    OggOpusComments* comments_ = nullptr;
+    OggOpusEnc* encoder_ = nullptr;
+    BufferedWriter out_;
+    WmWaveFormat format_{};
+    codec::FloatUnpacker unpacker_;
+    std::vector<float> samples_;
+    bool begun_ = false;
+};
+
+} // namespace wm::bundled

@@ -1,0 +1,54 @@
+// One Vorbis encoder instance: libvorbisenc's analysis, packets paged by libogg; the comment
+// header carries the tags and pictures, and the last page's granule position the exact length.
+#pragma once
+
+#include "bundled/codec/ChannelOrder.h"
+#include "bundled/codec/PluginSupport.h"
+#include "bundled/vorbis_encoder/VorbisOptions.h"
+#include "bundled/win/BufferedWriter.h"
+
+#include <sdk/wavemill_plugin.h>
+#include <vorbis/vorbisenc.h>
+
+#include <vector>
+
+namespace wm::bundled {
+
+class OggVorbisEncoder {
+  public:
+    OggVorbisEncoder() = default;
+    OggVorbisEncoder(const OggVorbisEncoder&) = delete;
+    OggVorbisEncoder& operator=(const OggVorbisEncoder&) = delete;
+    ~OggVorbisEncoder() { Reset(); }
+
+    uint32_t Get(const WmChar* name, PluginValue* value) noexcept;
+    uint32_t Set(const WmChar* name, PluginValue* value) noexcept;
+    uint32_t Begin(const ConversionInfo* conversion) noexcept;
+    uint32_t Encode(const AudioBlockInfo* block) noexcept;
+    uint32_t End() noexcept;
+
+  private:
+    bool Start(const ConversionInfo& conversion);
+    bool Setup();
+    bool WriteHeaders(const ConversionInfo& conversion);
+    // Analyses what libvorbis holds and writes every page that is full (all of them at the end).
+    bool Drain();
+    bool WritePage(const ogg_page& page);
+    void Reset();
+
+    codec::LastError error_;
+    VorbisOptions options_;
+    WmWaveFormat format_{};
+    codec::FloatUnpacker unpacker_;
+    std::vector<float> samples_;
+    vorbis_info info_{};
+    vorbis_comment comment_{};
+    vorbis_dsp_state dsp_{};
+    vorbis_block block_{};
+    ogg_stream_state stream_{};
+    int stage_ = 0; // how much of the above is initialised, for Reset
+    BufferedWriter out_;
+    bool begun_ = false;
+};
+
+} // namespace wm::bundled

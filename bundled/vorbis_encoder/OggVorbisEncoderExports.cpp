@@ -1,0 +1,7 @@
+// The nine encoder entry points, exported by their plain C names.
+#include "bundled/vorbis_encoder/OggVorbisEncoder.h"
+
+#include <new>
+#include <type_traits>
+
+WM_ENCODER_EXPORTS(wm::bundled::OggVorbisEncoder);

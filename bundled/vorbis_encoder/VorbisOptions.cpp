@@ -1,0 +1,27 @@
+#include "bundled/vorbis_encoder/VorbisOptions.h"
+
+#include "bundled/codec/OptionNumber.h"
+#include "converter/OptionStore.h"
+
+namespace wm::bundled {
+
+bool ParseVorbisOptions(StringView commandLine, VorbisOptions& o, String& error) {
+    OptionStore store;
+    store.Fill(commandLine);
+    for (size_t i = 0; i < store.Count(); ++i) {
+        const String& name = store.NameAt(i);
+        const String& value = store.ValueAt(i);
+        bool ok = true;
+        if (name == u"q" || EqualsNoCase(name, u"quality"))
+            ok = codec::ReadNumber(value, -1, 10, o.quality);
+        else if (name == u"b" || EqualsNoCase(name, u"bitrate"))
+            ok = codec::ReadNumber(value, 1, 10000, o.bitrateKbps);
+        else
+            return error = u"unknown Vorbis option -" + name, false;
+        if (!ok)
+            return error = u"bad value '" + value + u"' for the Vorbis option -" + name, false;
+    }
+    return true;
+}
+
+} // namespace wm::bundled
