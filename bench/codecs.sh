@@ -1,6 +1,6 @@
 #!/bin/bash
-# The FLAC and MP3 plug-ins under Wine against Debian's native flac, lame and mpg123 (the same
-# library versions) on a 10-minute CD-quality file: median of 5 interleaved runs, Wine's start-up
+# The FLAC, MP3, AAC and ALAC plug-ins and the FFmpeg decoder under Wine against Debian's native
+# flac, lame, mpg123 and ffmpeg (the same library versions) on a 10-minute CD-quality file: median of 5 interleaved runs, Wine's start-up
 # included in Wavemill's figures, and Wavemill's peak memory on a 1-minute and the 10-minute file.
 # Prints the table; details of every step go to bench/out/codecs.log.
 set -euo pipefail
@@ -35,6 +35,9 @@ quietly flac -s -f -5 -o cd600.flac cd600.wav
 quietly lame --silent -V 2 cd600.wav cd600.mp3
 quietly flac -s -f -5 -o cd60.flac cd60.wav
 quietly lame --silent -V 2 cd60.wav cd60.mp3
+for seconds in 60 600; do
+    quietly ffmpeg -v error -y -i cd$seconds.wav -c:a aac -b:a 256k cd$seconds.m4a
+done
 
 wm="wine $root/dist/Wavemill.exe -silent"
 # row name | Wavemill's command | the native tool's command ({in} and {out} filled in)
@@ -45,7 +48,18 @@ rows=(
     "WAV->MP3 -V 2|$wm -infile={in}.wav -outfile={out}.codec.mp3 -convert_to=MP3 -V 2|lame --silent -V 2 {in}.wav {out}.codec.mp3"
     "WAV->MP3 -b 320|$wm -infile={in}.wav -outfile={out}.codec.mp3 -convert_to=MP3 -b 320|lame --silent -b 320 {in}.wav {out}.codec.mp3"
     "MP3->WAV|$wm -infile={in}.mp3 -outfile={out}.codec.wav -convert_to=Wave|mpg123 -q -w {out}.codec.wav {in}.mp3"
+    "WAV->AAC 256k|$wm -infile={in}.wav -outfile={out}.codec.m4a -convert_to=AAC -b 256|ffmpeg -v error -y -i {in}.wav -c:a aac -b:a 256k {out}.codec.m4a"
+    "WAV->ALAC|$wm -infile={in}.wav -outfile={out}.codec.m4a -convert_to=ALAC|ffmpeg -v error -y -i {in}.wav -c:a alac {out}.codec.m4a"
+    "M4A AAC->WAV|$wm -infile={in}.m4a -outfile={out}.codec.wav -convert_to=Wave|ffmpeg -v error -y -i {in}.m4a -c:a pcm_f32le {out}.codec.wav"
 )
+# Only the rows asked for (ROWS="AAC ALAC" runs the rows whose names hold either word).
+if [ -n "${ROWS:-}" ]; then
+    wanted=()
+    for row in "${rows[@]}"; do
+        for word in $ROWS; do [[ ${row%%|*} == *$word* ]] && wanted+=("$row") && break; done
+    done
+    rows=("${wanted[@]}")
+fi
 # run COMMAND INPUT: one timed run; sets $elapsed (s) and $rss (Linux max RSS, MB).
 run() {
     local cmd=${1//\{in\}/$2}

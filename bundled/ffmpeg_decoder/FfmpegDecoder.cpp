@@ -208,20 +208,28 @@ bool FfmpegDecoder::NextFrame() {
             return true;
         if (status == AVERROR_EOF)
             return drained_ = true, false;
+        if (status != AVERROR(EAGAIN) && !readAll_)
+            return error_.Fail(u"the audio is damaged: " + ffmpeg::AvError(status)), false;
         if (status != AVERROR(EAGAIN))
-            return error_.Fail(u"decoding failed: " + ffmpeg::AvError(status)), false;
+            return drained_ = true, false; // the cut-off last packet, dropped (below)
         status = av_read_frame(format_, packet_.get());
         if (status == AVERROR_EOF) {
+            // A file cut inside its last packet loses that packet only, as with the native
+            // ffmpeg; damage anywhere before the end fails the run.
+            damage_ = 0;
+            readAll_ = true;
             avcodec_send_packet(codec_.get(), nullptr);
             continue;
         }
         if (status < 0)
             return error_.Fail(u"reading the file failed: " + ffmpeg::AvError(status)), false;
+        if (damage_ != 0)
+            return error_.Fail(u"the audio is damaged: " + ffmpeg::AvError(damage_)), false;
         if (packet_->stream_index == stream_)
             status = avcodec_send_packet(codec_.get(), packet_.get());
         av_packet_unref(packet_.get());
         if (status < 0 && status != AVERROR(EAGAIN))
-            return error_.Fail(u"the audio is damaged: " + ffmpeg::AvError(status)), false;
+            damage_ = status;
     }
 }
 
@@ -271,7 +279,8 @@ uint32_t FfmpegDecoder::Close() noexcept {
     avformat_close_input(&format_);
     follower_.Reset();
     stream_ = -1;
-    haveFrame_ = drained_ = finished_ = false;
+    haveFrame_ = drained_ = finished_ = readAll_ = false;
+    damage_ = 0;
     exactFrames_ = takenFrames_ = deliveredBytes_ = 0;
     handed_ = 0;
     std::vector<uint8_t>().swap(pcm_);
@@ -313,7 +322,8 @@ uint32_t FfmpegDecoder::SetPosition(uint64_t ms) noexcept {
     avcodec_flush_buffers(codec_.get());
     pcm_.clear();
     handed_ = 0;
-    haveFrame_ = drained_ = finished_ = false;
+    haveFrame_ = drained_ = finished_ = readAll_ = false;
+    damage_ = 0;
     // The position is as near as the container's index allows.
     takenFrames_ = static_cast<uint64_t>(ms) * output_.Wave().samplesPerSec / 1000;
     deliveredBytes_ = takenFrames_ * output_.Wave().blockAlign;

@@ -51,6 +51,8 @@ class FfmpegDecoder {
     int stream_ = -1;
     bool haveFrame_ = false; // frame_ holds a frame not yet taken
     bool drained_ = false;   // the decoder has given its last frame
+    bool readAll_ = false;   // every packet of the file has been read
+    int damage_ = 0;         // a packet the decoder refused, unless it was the last
     ffmpeg::SampleOutput output_;
     ffmpeg::FormatFollower follower_;
     uint64_t exactFrames_ = 0; // the stream's length when the container states it exactly
