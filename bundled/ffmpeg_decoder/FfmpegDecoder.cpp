@@ -5,9 +5,11 @@
 #include "bundled/wav/WaveFormatRules.h"
 #include "tags/IDTagSet.h"
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
+#include <string>
 
 namespace wm::bundled {
 
@@ -160,15 +162,18 @@ bool FfmpegDecoder::ChooseOutput() {
     return follower_.Start(f) ? true : (error_.Fail(u"out of memory"), false);
 }
 
-// AAC encoders pad the last frame; the container says how long the music is. iTunSMPB gives
-// the length itself; otherwise the edit list's length (the stream's duration) counts for AAC.
+// Block codecs pad their last block; the container says how long the music is. iTunSMPB gives
+// the length itself; otherwise the edit list's length (the stream's duration) counts for AAC in
+// MP4, and a WAV's "fact" count for its compressed formats.
 void FfmpegDecoder::FindExactLength() {
     const AVStream& s = *format_->streams[stream_];
     exactFrames_ = ITunesLength(format_->metadata);
     if (exactFrames_ == 0)
         exactFrames_ = ITunesLength(s.metadata);
-    if (exactFrames_ == 0 && s.codecpar->codec_id == AV_CODEC_ID_AAC && s.duration > 0 &&
-        std::strstr(format_->iformat->name, "mp4"))
+    const bool aacInMp4 =
+        s.codecpar->codec_id == AV_CODEC_ID_AAC && std::strstr(format_->iformat->name, "mp4");
+    const bool wave = std::strcmp(format_->iformat->name, "wav") == 0;
+    if (exactFrames_ == 0 && s.duration > 0 && (aacInMp4 || wave))
         exactFrames_ = static_cast<uint64_t>(av_rescale_q(
             s.duration, s.time_base, AVRational{1, int(output_.Wave().samplesPerSec)}));
 }
@@ -209,7 +214,7 @@ bool FfmpegDecoder::NextFrame() {
         if (status == AVERROR_EOF)
             return drained_ = true, false;
         if (status != AVERROR(EAGAIN) && !readAll_)
-            return error_.Fail(u"the audio is damaged: " + ffmpeg::AvError(status)), false;
+            return error_.Fail(Damaged(status)), false;
         if (status != AVERROR(EAGAIN))
             return drained_ = true, false; // the cut-off last packet, dropped (below)
         status = av_read_frame(format_, packet_.get());
@@ -224,13 +229,19 @@ bool FfmpegDecoder::NextFrame() {
         if (status < 0)
             return error_.Fail(u"reading the file failed: " + ffmpeg::AvError(status)), false;
         if (damage_ != 0)
-            return error_.Fail(u"the audio is damaged: " + ffmpeg::AvError(damage_)), false;
+            return error_.Fail(Damaged(damage_)), false;
         if (packet_->stream_index == stream_)
             status = avcodec_send_packet(codec_.get(), packet_.get());
         av_packet_unref(packet_.get());
         if (status < 0 && status != AVERROR(EAGAIN))
             damage_ = status;
     }
+}
+
+String FfmpegDecoder::Damaged(int status) const {
+    const uint32_t rate = std::max<uint32_t>(output_.Wave().samplesPerSec, 1);
+    return u"the audio is damaged after " + Widen(std::to_string(takenFrames_ * 1000 / rate)) +
+           u" ms: " + ffmpeg::AvError(status);
 }
 
 bool FfmpegDecoder::TakeFrame(const AVFrame& frame) {
@@ -300,7 +311,9 @@ uint32_t FfmpegDecoder::DecodeBlock(AudioBlockInfo* block) noexcept {
         return error_.Fail(u"out of memory");
     }
     handed_ = std::min(pcm_.size(), kBlockFrames * wave.blockAlign);
-    finished_ = drained_ && !haveFrame_ && handed_ == pcm_.size();
+    // The end travels in an empty block of its own, positioned at the very end, so that the
+    // host's progress reaches 100 %.
+    finished_ = drained_ && !haveFrame_ && handed_ == 0;
     block->data = pcm_.data();
     block->length = static_cast<uint32_t>(handed_);
     block->format = wave;

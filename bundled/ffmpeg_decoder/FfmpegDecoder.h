@@ -39,6 +39,7 @@ class FfmpegDecoder {
     // The next decoded frame into frame_; false at the end of the stream or on failure
     // (error_ says which).
     bool NextFrame();
+    String Damaged(int status) const;
     // The frame's samples, in the first frame's format and within the exact length, onto pcm_.
     bool TakeFrame(const AVFrame& frame);
     bool Fill(size_t wanted);
