@@ -167,8 +167,8 @@ for bad in cut.m4a silent.mp4 empty.m4a holed.m4a; do
     check "$bad fails with a reason and keeps the output" \
         test "$?:$(grep -c 'Error: ' wm.err):$(cat kept.wav)" = "1:1:precious"
 done
-wm -infile=cutblock.wav -outfile=cutblock-out.wav -convert_to=Wave
 check "damage midway is named with the time decoded" grep -q "damaged after [0-9]* ms" wm.err
+wm -infile=cutblock.wav -outfile=cutblock-out.wav -convert_to=Wave
 check "a compressed WAV cut mid block gives its whole blocks (status $?)" \
     test "$(soxi -s cutblock-out.wav)" -gt 44100
 sox -V1 -n -r 37000 -c 2 -b 16 odd.wav synth 1 sine 400
