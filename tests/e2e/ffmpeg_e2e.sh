@@ -124,6 +124,10 @@ check "the native ffmpeg decodes it to our samples (it keeps the end padding)" \
 wm -infile=tone.wav -outfile=q.m4a -convert_to=AAC -q 1.5
 check "-q gives a variable-rate AAC" test "$?:$(ffprobe -v error -select_streams a -show_entries stream=codec_name -of csv=p=0 q.m4a)" = 0:aac
 
+cp src.m4a "Tëst 日本.m4a"
+wm -infile="Tëst 日本.m4a" -outfile="Ausgabe ö.m4a" -convert_to=ALAC
+check "names outside ASCII, read and written" cmp -s <(ours src.wav) <(native "Ausgabe ö.m4a" s16le)
+
 # --- WAV -> AAC -> FLAC -> ALAC -> WAV keeps every tag and the cover ---
 wm -infile=src.wav -outfile=c.m4a -convert_to=AAC
 # AAC decodes to float (the decoder's rule for lossy sources), which FLAC does not store.
@@ -172,7 +176,12 @@ wm -infile=cutblock.wav -outfile=cutblock-out.wav -convert_to=Wave
 check "a compressed WAV cut mid block gives its whole blocks (status $?)" \
     test "$(soxi -s cutblock-out.wav)" -gt 44100
 sox -V1 -n -r 37000 -c 2 -b 16 odd.wav synth 1 sine 400
-for run in "odd.wav AAC" "src.wav AAC -b 9999" "src.wav AAC -q 7" "src.wav ALAC -x 1" "f.wav ALAC"; do
+sox -V1 -n -r 48000 -c 7 -b 16 seven.wav synth 1 sine 400
+sox -V1 -n -r 48000 -c 6 -b 24 six.wav synth 1 sine 400
+wm -infile=six.wav -outfile=six.m4a -convert_to=AAC
+check "5.1 AAC: six channels, as ffprobe reads them" \
+    test "$?:$(ffprobe -v error -show_entries stream=channels -of csv=p=0 six.m4a | head -1)" = 0:6
+for run in "odd.wav AAC" "seven.wav AAC" "src.wav AAC -b 9999" "src.wav AAC -q 7" "src.wav ALAC -x 1" "f.wav ALAC"; do
     read -r in codec opts <<<"$run"
     [ "$in" = f.wav ] && sox -V1 src.wav -e floating-point f.wav
     echo precious >kept.m4a
