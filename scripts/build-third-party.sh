@@ -87,10 +87,10 @@ build_libebur128() {
 
 # FFmpeg's codecs and formats the plug-ins use, and nothing else: the M4A coders (AAC, ALAC),
 # the decoders of every other format they read, the compressed WAV formats (the wav demuxer reads
-# them for the WAV decoder). LGPL only (no
-# --enable-gpl, no non-free parts); no programs or devices; --disable-autodetect keeps the DLLs'
-# imports to Windows' own (no Media Foundation, no Schannel, no winpthread). Debian's build keeps
-# FFmpeg's own optimisation (-O3) and its x86 assembly (nasm), and applies its patches: so here.
+# them for the WAV decoder). LGPL only (no --enable-gpl, no non-free parts); no programs or
+# devices; --disable-autodetect keeps the DLLs' imports to Windows' own (no Media Foundation, no
+# Schannel, no winpthread). Debian's build keeps FFmpeg's own optimisation (-O3) and its x86
+# assembly (nasm), and applies its patches: so does this one.
 build_ffmpeg() {
     local decoders="aac aac_latm alac als ape tta wavpack ac3 eac3 truehd mlp dca mp1float
         mp2float mp3float flac vorbis opus wmav1 wmav2 wmapro wmalossless wmavoice mace3 mace6
