@@ -158,6 +158,17 @@ wm -infile=rates.flac -outfile=rates.wav -convert_to=Wave
 check "a FLAC stream whose rate changes midway is refused with the reason" \
     test "$?:$(grep -c 'changes the sample rate midway (44100 to 48000 Hz)' wm.err)" = 1:1
 
+sox -V1 -n -r 44100 -c 2 -b 16 p1.wav synth 2 sine 440 && sox -V1 -n -r 22050 -c 1 -b 16 p2.wav synth 2 sine 440
+ffmpeg -v error -y -i p1.wav -c:a aac p1.aac && ffmpeg -v error -y -i p2.wav -c:a aac p2.aac
+cat p1.aac p2.aac >switch.aac
+wm -infile=switch.aac -outfile=switch.wav -convert_to=Wave
+# 440 Hz in the second half: resampled to the first format, not played at the wrong speed.
+hz=$(sox -V1 switch.wav -t f32 -c 1 - trim 3 0.5 | python3 -c 'import sys,struct
+d=sys.stdin.buffer.read(); a=struct.unpack("<%df" % (len(d)//4), d)
+print(sum(1 for i in range(1, len(a)) if a[i-1] < 0 <= a[i]) * 2)')
+check "an AAC stream going from 44.1 kHz stereo to 22 kHz mono keeps its first format and speed" \
+    test "$(soxi -r switch.wav 2>/dev/null):$(soxi -c switch.wav 2>/dev/null):$(soxi -D switch.wav 2>/dev/null | cut -c1):$hz" = 44100:2:4:440
+
 # --- Bad input and bad options: status 1, a reason, an existing output kept, no leftovers ---
 size=$(stat -c %s src.m4a)
 head -c $((size / 2)) src.m4a >cut.m4a
