@@ -13,7 +13,7 @@ namespace wm::bundled {
 namespace {
 
 constexpr const char16_t* kHelp =
-    u"-b <kbps>          constant bit rate (default: 128 for each two channels)\r\n"
+    u"-b <kbps>          constant bit rate (default: 128 a channel pair, 69 a single one)\r\n"
     u"-q <0.1..2>        variable bit rate on FFmpeg's quality scale";
 
 // The rates of the MPEG-4 audio table; the AAC encoder's channel layouts are mono to 5.1 and
