@@ -1,5 +1,5 @@
 // One decoder instance on FFmpeg's libraries for every format they read that no other bundled
-// decoder claims: the file's first audio stream (a video file's too), decoded in blocks of about
+// decoder claims: the file's main audio stream (a video file's too), decoded in blocks of about
 // half a second; the container's tags and pictures as the source's tags; gapless AAC (the
 // encoder delay skipped, the padding at the end cut by iTunSMPB or the edit list's length).
 #pragma once
