@@ -22,6 +22,12 @@ sample_form() { # the raw form of a WAV Wavemill wrote: s16le, s24le, s32le or f
     bits=$(soxi -b "$1") enc=$(soxi -e "$1")
     [[ $enc == *Float* ]] && echo f32le || echo "s${bits}le"
 }
+# The frequency of a tone half a second long from <second> on, by its rising zero crossings.
+hz_at() {
+    sox -V1 "$1" -t f32 -c 1 - trim "$2" 0.5 2>/dev/null | python3 -c 'import sys,struct
+d=sys.stdin.buffer.read(); a=struct.unpack("<%df" % (len(d)//4), d)
+print(sum(1 for i in range(1, len(a)) if a[i-1] < 0 <= a[i]) * 2)'
+}
 # Largest difference between two raw f32le streams over the first's length.
 max_float_diff() {
     python3 -c 'import struct,sys
@@ -151,6 +157,12 @@ cat mono.mp3 stereo.mp3 >modes.mp3
 wm -infile=modes.mp3 -outfile=modes.wav -convert_to=Wave
 check "an MPEG stream switching from mono to stereo decodes whole, in its first mode" \
     test "$?:$(soxi -c modes.wav):$(($(soxi -s modes.wav) / 44100))" = 0:1:8
+sox -V1 -n -r 22050 -c 1 -b 16 m22.wav synth 2 sine 440 && lame --silent -t -b 64 m22.wav m22.mp3
+sox -V1 -n -r 44100 -c 1 -b 16 m44.wav synth 2 sine 440 && lame --silent -t -b 64 m44.wav m44.mp3
+cat m44.mp3 m22.mp3 >rates.mp3
+wm -infile=rates.mp3 -outfile=rates-mp3.wav -convert_to=Wave
+check "an MPEG stream going from 44.1 to 22.05 kHz keeps 44.1 kHz and its speed" \
+    test "$(soxi -r rates-mp3.wav):$(soxi -D rates-mp3.wav | cut -c1):$(hz_at rates-mp3.wav 3)" = 44100:4:440
 sox -V1 -n -r 48000 -c 1 -b 16 r48.wav synth 2 sine 500
 flac -s -f -o r44.flac m1.wav && flac -s -f -o r48.flac r48.wav
 cat r44.flac r48.flac >rates.flac
@@ -163,11 +175,8 @@ ffmpeg -v error -y -i p1.wav -c:a aac p1.aac && ffmpeg -v error -y -i p2.wav -c:
 cat p1.aac p2.aac >switch.aac
 wm -infile=switch.aac -outfile=switch.wav -convert_to=Wave
 # 440 Hz in the second half: resampled to the first format, not played at the wrong speed.
-hz=$(sox -V1 switch.wav -t f32 -c 1 - trim 3 0.5 | python3 -c 'import sys,struct
-d=sys.stdin.buffer.read(); a=struct.unpack("<%df" % (len(d)//4), d)
-print(sum(1 for i in range(1, len(a)) if a[i-1] < 0 <= a[i]) * 2)')
 check "an AAC stream going from 44.1 kHz stereo to 22 kHz mono keeps its first format and speed" \
-    test "$(soxi -r switch.wav 2>/dev/null):$(soxi -c switch.wav 2>/dev/null):$(soxi -D switch.wav 2>/dev/null | cut -c1):$hz" = 44100:2:4:440
+    test "$(soxi -r switch.wav 2>/dev/null):$(soxi -c switch.wav 2>/dev/null):$(soxi -D switch.wav 2>/dev/null | cut -c1):$(hz_at switch.wav 3)" = 44100:2:4:440
 
 # --- Bad input and bad options: status 1, a reason, an existing output kept, no leftovers ---
 size=$(stat -c %s src.m4a)
