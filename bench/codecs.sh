@@ -1,10 +1,10 @@
 #!/bin/bash
-# The FLAC, MP3, Opus and Vorbis plug-ins under Wine against Debian's native flac, lame, mpg123,
-# opusenc/opusdec and oggenc/oggdec (the same library versions) on a 10-minute CD-quality file:
-# median of 5 interleaved runs, Wine's start-up included in Wavemill's figures, and Wavemill's
-# peak memory on a 1-minute and the 10-minute file. ONLY=<regex> limits the rows to those whose
-# name matches (ONLY='Opus|Vorbis'). Prints the table; details of every step go to
-# bench/out/codecs.log.
+# The FLAC, MP3, Opus, Vorbis, AAC and ALAC plug-ins and the FFmpeg decoder under Wine against
+# Debian's native flac, lame, mpg123, opusenc/opusdec, oggenc/oggdec and ffmpeg (the same library
+# versions) on a 10-minute CD-quality file: median of 5 interleaved runs, Wine's start-up included
+# in Wavemill's figures, and Wavemill's peak memory on a 1-minute and the 10-minute file.
+# ONLY=<regex> limits the rows to those whose name matches (ONLY='Opus|Vorbis'). Prints the
+# table; details of every step go to bench/out/codecs.log.
 set -euo pipefail
 export LC_ALL=C.UTF-8 # Wine builds the command line through the locale
 
@@ -40,6 +40,7 @@ quietly lame --silent -V 2 cd60.wav cd60.mp3
 for seconds in 60 600; do
     quietly opusenc --quiet --bitrate 128 cd$seconds.wav cd$seconds.opus
     quietly oggenc -Q -q 5 -o cd$seconds.ogg cd$seconds.wav
+    quietly ffmpeg -v error -y -i cd$seconds.wav -c:a aac -b:a 256k cd$seconds.m4a
 done
 
 wm="wine $root/dist/Wavemill.exe -silent"
@@ -56,6 +57,9 @@ rows=(
     "Opus->WAV|$wm -infile={in}.opus -outfile={out}.codec.wav -convert_to=Wave|opusdec --quiet --rate 48000 --no-dither {in}.opus {out}.codec.wav"
     "WAV->Vorbis q5|$wm -infile={in}.wav -outfile={out}.codec.ogg -convert_to=Vorbis -q 5|oggenc -Q -q 5 -o {out}.codec.ogg {in}.wav"
     "Vorbis->WAV|$wm -infile={in}.ogg -outfile={out}.codec.wav -convert_to=Wave|oggdec -Q -o {out}.codec.wav {in}.ogg"
+    "WAV->AAC 256k|$wm -infile={in}.wav -outfile={out}.codec.m4a -convert_to=AAC -b 256|ffmpeg -v error -y -i {in}.wav -c:a aac -b:a 256k {out}.codec.m4a"
+    "WAV->ALAC|$wm -infile={in}.wav -outfile={out}.codec.m4a -convert_to=ALAC|ffmpeg -v error -y -i {in}.wav -c:a alac {out}.codec.m4a"
+    "M4A AAC->WAV|$wm -infile={in}.m4a -outfile={out}.codec.wav -convert_to=Wave|ffmpeg -v error -y -i {in}.m4a -c:a pcm_f32le {out}.codec.wav"
 )
 # run COMMAND INPUT: one timed run; sets $elapsed (s) and $rss (Linux max RSS, MB).
 run() {

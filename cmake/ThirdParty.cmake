@@ -9,6 +9,8 @@
 #   thirdparty::opusenc, thirdparty::opusfile, thirdparty::vorbisenc, thirdparty::vorbisfile
 #                        libopusenc and opusfile on libopus, libvorbis's encoder and file
 #                        reader, all on libogg; static (BSD)
+#   thirdparty::ffmpeg   libavformat, libavcodec, libswresample, libavutil: avformat-59.dll ...
+#                        (LGPL, a small configuration: scripts/build-third-party.sh)
 # The DLLs are installed beside Wavemill.exe in dist/ and copied into the staged test tree; every
 # licence text goes to dist/licenses/.
 set(WAVEMILL_THIRD_PARTY_DIR ${CMAKE_BINARY_DIR}/third_party)
@@ -70,6 +72,13 @@ wm_third_party_shared(mpg123 libmpg123.dll libmpg123.dll.a)
 # The DLL is built with 64-bit file offsets and exports only those names (mpg123_seek_64 ...).
 set_target_properties(thirdparty::mpg123 PROPERTIES INTERFACE_COMPILE_DEFINITIONS _FILE_OFFSET_BITS=64)
 wm_third_party_shared(soxr libsoxr.dll libsoxr.dll.a)
+wm_third_party_shared(avutil avutil-57.dll libavutil.dll.a)
+wm_third_party_shared(swresample swresample-4.dll libswresample.dll.a)
+wm_third_party_shared(avcodec avcodec-59.dll libavcodec.dll.a)
+wm_third_party_shared(avformat avformat-59.dll libavformat.dll.a)
+add_library(thirdparty::ffmpeg INTERFACE IMPORTED GLOBAL)
+set_target_properties(thirdparty::ffmpeg PROPERTIES INTERFACE_LINK_LIBRARIES
+    "thirdparty::avformat;thirdparty::avcodec;thirdparty::swresample;thirdparty::avutil")
 
 add_custom_target(thirdparty_runtime ALL
     COMMAND ${CMAKE_COMMAND} -E make_directory ${WAVEMILL_STAGE_DIR}

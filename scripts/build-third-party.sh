@@ -144,6 +144,49 @@ build_libvorbis() {
     cp "$src/COPYING" "$prefix/licenses/libvorbis.txt"
 }
 
+# FFmpeg's codecs and formats the plug-ins use, and nothing else: the M4A coders (AAC, ALAC),
+# the decoders of every other format they read, the compressed WAV formats (the wav demuxer reads
+# them for the WAV decoder). LGPL only (no --enable-gpl, no non-free parts); no programs or
+# devices; --disable-autodetect keeps the DLLs' imports to Windows' own (no Media Foundation, no
+# Schannel, no winpthread). Debian's build keeps FFmpeg's own optimisation (-O3) and its x86
+# assembly (nasm), and applies its patches: so does this one.
+build_ffmpeg() {
+    local decoders="aac aac_latm alac als ape tta wavpack ac3 eac3 truehd mlp dca mp1float
+        mp2float mp3float flac vorbis opus wmav1 wmav2 wmapro wmalossless wmavoice mace3 mace6
+        qdm2 qdmc tak shorten mpc7 mpc8 amrnb amrwb gsm gsm_ms adpcm_g722 adpcm_g726
+        adpcm_g726le g723_1 g729 truespeech adpcm_ms adpcm_ima_wav adpcm_ima_qt adpcm_yamaha
+        adpcm_ima_dk3 adpcm_ima_dk4 adpcm_ima_oki adpcm_swf adpcm_ct dsd_lsbf dsd_msbf
+        dsd_lsbf_planar dsd_msbf_planar pcm_alaw pcm_mulaw pcm_s8 pcm_u8 pcm_s16le pcm_s16be
+        pcm_u16le pcm_u16be pcm_s24le pcm_s24be pcm_u24le pcm_u24be pcm_s32le pcm_s32be pcm_u32le
+        pcm_u32be pcm_s64le pcm_s64be pcm_f16le pcm_f24le pcm_f32le pcm_f32be pcm_f64le pcm_f64be
+        pcm_s8_planar pcm_s16le_planar pcm_s16be_planar pcm_s24le_planar pcm_s32le_planar"
+    local demuxers="mov aac aiff caf asf xwma ape tta wv ac3 eac3 w64 au mpc mpc8 tak shorten
+        truehd mlp dts matroska voc amr dsf wav"
+    local parsers="aac aac_latm ac3 dca mlp mpegaudio flac tak gsm amr vorbis opus g723_1 g729"
+    local dir="$out/src/ffmpeg" src flags=() item
+    rm -rf "$dir" && mkdir -p "$dir"
+    tar xf "$(ls "$sources"/ffmpeg/*.orig.tar.* | grep -v '\.asc$')" -C "$dir"
+    tar xf "$sources"/ffmpeg/*.debian.tar.* -C "$dir"
+    src=$(ls -d "$dir"/ffmpeg-*)
+    while read -r patch; do
+        patch -d "$src" -p1 <"$dir/debian/patches/$patch"
+    done <"$dir/debian/patches/series"
+    for item in $decoders; do flags+=("--enable-decoder=$item"); done
+    for item in $demuxers; do flags+=("--enable-demuxer=$item"); done
+    for item in $parsers; do flags+=("--enable-parser=$item"); done
+    mkdir -p "$out/build/ffmpeg"
+    (cd "$out/build/ffmpeg" && "$src/configure" --prefix="$prefix" --target-os=mingw32 \
+        --arch=x86_64 --cross-prefix=$host- --cc=$CC --enable-shared --disable-static \
+        --disable-programs --disable-doc --disable-network --disable-autodetect \
+        --disable-everything --disable-avdevice --disable-avfilter --disable-swscale \
+        --disable-postproc --disable-pthreads --enable-w32threads --enable-protocol=file \
+        --enable-encoder=aac,alac --enable-muxer=ipod,mp4 "${flags[@]}" \
+        --extra-ldflags=-static >configure.out && cat configure.out &&
+        grep -q "License: LGPL version 2.1 or later" configure.out &&
+        make -j "$jobs" && make install)
+    cp "$src/COPYING.LGPLv2.1" "$prefix/licenses/FFmpeg.txt"
+}
+
 # The DLLs ship: no symbols, as for every other binary of the installation tree.
 strip_shared() {
     local dll
@@ -153,7 +196,7 @@ strip_shared() {
 }
 
 ogg_libs="libogg opus libopusenc opusfile libvorbis"
-for lib in flac lame mpg123 libsoxr libebur128 $ogg_libs; do
+for lib in flac lame mpg123 libsoxr libebur128 $ogg_libs ffmpeg; do
     # The stamp names the version and a hash of the recipe, so a change of flags rebuilds.
     helpers="cmake_lib unpack"
     [[ " $ogg_libs " == *" $lib "* ]] && helpers="$helpers autotools_lib debian_patch"

@@ -173,10 +173,15 @@ uint32_t FlacDecoder::DecodeBlock(AudioBlockInfo* block) noexcept {
 bool FlacDecoder::FillBlock(size_t wanted) {
     while (pcm_.size() < wanted &&
            FLAC__stream_decoder_get_state(decoder_) != FLAC__STREAM_DECODER_END_OF_STREAM) {
-        if (!FLAC__stream_decoder_process_single(decoder_))
+        if (!FLAC__stream_decoder_process_single(decoder_)) {
+            // A frame the write callback refused has its own reason already.
+            if (FLAC__stream_decoder_get_state(decoder_) == FLAC__STREAM_DECODER_ABORTED &&
+                !error_.Empty())
+                return false;
             return error_.Fail(u"libFLAC stopped: " +
                                Widen(FLAC__stream_decoder_get_resolved_state_string(decoder_))),
                    false;
+        }
         // A frame cut off by the end of the file shows as lost sync: say what it is.
         if (damaged_ && CutOff())
             return error_.Fail(EndsEarly()), false;
@@ -270,10 +275,17 @@ FLAC__StreamDecoderWriteStatus FlacDecoder::OnWrite(const FLAC__StreamDecoder*,
                                                     const FLAC__int32* const buffer[],
                                                     void* client) {
     FlacDecoder& d = *Self(client);
-    // A stream whose frames change format midway would mislabel every later block.
+    // A stream whose frames change format midway would mislabel every later block (a changed
+    // rate would play at the wrong speed).
     if (frame->header.channels != d.info_.channels ||
         frame->header.bits_per_sample != d.info_.bits_per_sample) {
         d.error_.Fail(u"a frame changes the channel count or sample size");
+        return FLAC__STREAM_DECODER_WRITE_STATUS_ABORT;
+    }
+    if (frame->header.sample_rate != d.info_.sample_rate) {
+        d.error_.Fail(u"a frame changes the sample rate midway (" +
+                      Widen(std::to_string(d.info_.sample_rate)) + u" to " +
+                      Widen(std::to_string(frame->header.sample_rate)) + u" Hz)");
         return FLAC__STREAM_DECODER_WRITE_STATUS_ABORT;
     }
     const size_t frames = frame->header.blocksize;

@@ -144,6 +144,11 @@ bool Mp3Decoder::StartDecoder() {
         return error_.Fail(u"no MPEG audio found: " + DecoderError()), false;
     format_ = wav::MakeWaveFormat(wav::SampleKind::Pcm, static_cast<uint16_t>(channels),
                                   static_cast<uint32_t>(rate), 16);
+    // From here on only the first frame's format is allowed: libmpg123 mixes a stereo frame
+    // down, doubles a mono one and resamples a frame at another rate, so a stream whose mode
+    // changes between frames (a legal one) keeps one output format and its speed.
+    mpg123_format_none(handle_);
+    mpg123_format(handle_, rate, channels == 1 ? MPG123_MONO : MPG123_STEREO, MPG123_ENC_SIGNED_16);
     pcm_.resize(kBlockBytes);
     return true;
 }

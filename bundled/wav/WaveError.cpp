@@ -81,6 +81,12 @@ uint32_t LastWaveError::Fail(WaveError error, const WmWaveFormat* format) noexce
     return 0;
 }
 
+uint32_t LastWaveError::FailText(const char16_t* why) noexcept {
+    Clear();
+    Append(why ? why : u"failed");
+    return 0;
+}
+
 uint32_t LastWaveError::FailOption(const char16_t* name, size_t length,
                                    const char16_t* why) noexcept {
     Clear();

@@ -59,6 +59,8 @@ class LastWaveError {
     // Records the cause and returns 0, the failed call's result. An unsupported format tag is
     // named: "WAV format 0x0002 (MS ADPCM) is not supported".
     uint32_t Fail(WaveError error, const WmWaveFormat* format = nullptr) noexcept;
+    // Records another plug-in's reason as it stands (cut to fit) and returns 0.
+    uint32_t FailText(const char16_t* why) noexcept;
     // Records "unknown option -<name>: <why>" (a name cut to fit) and returns 0.
     uint32_t FailOption(const char16_t* name, size_t length, const char16_t* why) noexcept;
     void Clear() noexcept { text_[0] = 0; }

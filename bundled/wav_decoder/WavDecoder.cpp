@@ -78,6 +78,9 @@ uint32_t WavDecoder::Open(DecodeOpenInfo* info) noexcept {
     }
     if (error == wav::kWaveOk)
         return 1;
+    if ((error == wav::kWaveUnsupportedFormatTag || error == wav::kWaveUnsupportedSubFormat) &&
+        OpenCompressed(*info))
+        return 1;
     lastError_.Fail(error, &layout_.format);
     Close();
     return 0;
@@ -105,6 +108,21 @@ wav::WaveError WavDecoder::OpenFile(DecodeOpenInfo& info) {
     return wav::kWaveOk;
 }
 
+bool WavDecoder::OpenCompressed(DecodeOpenInfo& info) {
+    try {
+        if (!compressed_.Open(info))
+            return false;
+        FileByteSource source(file_);
+        ReadTags(source);
+    } catch (const std::bad_alloc&) {
+        compressed_.Close();
+        return false;
+    }
+    info.tagData = tagBlock_.empty() ? nullptr : tagBlock_.data();
+    info.tagSize = static_cast<uint32_t>(tagBlock_.size());
+    return true;
+}
+
 void WavDecoder::ReadTags(wav::ByteSource& source) {
     // Tags are a bonus: a file whose tag chunks are damaged still plays.
     try {
@@ -127,6 +145,7 @@ void WavDecoder::ReadTags(wav::ByteSource& source) {
 }
 
 uint32_t WavDecoder::Close() noexcept {
+    compressed_.Close();
     buffer_.reset();
     bufferSize_ = 0;
     delivered_ = 0;
@@ -136,6 +155,8 @@ uint32_t WavDecoder::Close() noexcept {
 }
 
 uint32_t WavDecoder::DecodeBlock(AudioBlockInfo* block) noexcept {
+    if (compressed_.IsOpen())
+        return compressed_.DecodeBlock(block) ? 1 : lastError_.FailText(compressed_.LastError());
     if (!block || !buffer_)
         return lastError_.Fail(wav::kWaveNotOpen);
     const uint64_t remaining = layout_.dataLength - delivered_;
@@ -157,6 +178,8 @@ uint32_t WavDecoder::DecodeBlock(AudioBlockInfo* block) noexcept {
 }
 
 uint32_t WavDecoder::SetPosition(uint64_t ms) noexcept {
+    if (compressed_.IsOpen())
+        return compressed_.SetPosition(ms);
     if (!buffer_)
         return lastError_.Fail(wav::kWaveNotOpen);
     const WmWaveFormat& f = layout_.format;

@@ -1,7 +1,9 @@
-// One decoder instance: an open wave file delivered as PCM blocks straight from the file.
+// One decoder instance: an open wave file delivered as PCM blocks straight from the file, or, for
+// compressed formats, as the FFmpeg decoder plug-in decodes them.
 #pragma once
 
 #include "bundled/wav/WaveHeaderParser.h"
+#include "bundled/wav_decoder/CompressedWave.h"
 #include "bundled/win/Win32File.h"
 
 #include <sdk/wavemill_plugin.h>
@@ -23,6 +25,8 @@ class WavDecoder {
 
   private:
     wav::WaveError OpenFile(DecodeOpenInfo& info);
+    // A format this decoder does not read, handed to the FFmpeg decoder; the tags stay ours.
+    bool OpenCompressed(DecodeOpenInfo& info);
     // Fills tagBlock_ with the file's tags as a serialised tag set.
     void ReadTags(wav::ByteSource& source);
 
@@ -33,6 +37,7 @@ class WavDecoder {
     std::unique_ptr<uint8_t[]> buffer_;
     size_t bufferSize_ = 0;
     std::vector<uint8_t> tagBlock_; // handed to the host by Open; ours until Close
+    CompressedWave compressed_;
 };
 
 } // namespace wm::bundled

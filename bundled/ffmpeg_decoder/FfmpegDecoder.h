@@ -1,0 +1,68 @@
+// One decoder instance on FFmpeg's libraries for every format they read that no other bundled
+// decoder claims: the file's main audio stream (a video file's too), decoded in blocks of about
+// half a second; the container's tags and pictures as the source's tags; gapless AAC (the
+// encoder delay skipped, the padding at the end cut by iTunSMPB or the edit list's length).
+#pragma once
+
+#include "bundled/codec/PluginSupport.h"
+#include "bundled/ffmpeg/FfmpegSupport.h"
+#include "bundled/ffmpeg_decoder/FormatFollower.h"
+#include "bundled/ffmpeg_decoder/SampleOutput.h"
+
+#include <sdk/wavemill_plugin.h>
+
+#include <vector>
+
+namespace wm::bundled {
+
+class FfmpegDecoder {
+  public:
+    FfmpegDecoder() = default;
+    FfmpegDecoder(const FfmpegDecoder&) = delete;
+    FfmpegDecoder& operator=(const FfmpegDecoder&) = delete;
+    ~FfmpegDecoder() { Close(); }
+
+    uint32_t Get(const WmChar* name, PluginValue* value) noexcept;
+    uint32_t Set(const WmChar* name, PluginValue* value) noexcept;
+    uint32_t Open(DecodeOpenInfo* info) noexcept;
+    uint32_t Close() noexcept;
+    uint32_t DecodeBlock(AudioBlockInfo* block) noexcept;
+    // Moves the next block to `ms` milliseconds from the start.
+    uint32_t SetPosition(uint64_t ms) noexcept;
+
+  private:
+    bool OpenStream(DecodeOpenInfo& info);
+    bool OpenCodec();
+    bool ChooseOutput();
+    void FindExactLength();
+    void DescribeSource(DecodeOpenInfo& info);
+    // The next decoded frame into frame_; false at the end of the stream or on failure
+    // (error_ says which).
+    bool NextFrame();
+    String Damaged(int status) const;
+    // The frame's samples, in the first frame's format and within the exact length, onto pcm_.
+    bool TakeFrame(const AVFrame& frame);
+    bool Fill(size_t wanted);
+
+    codec::LastError error_;
+    AVFormatContext* format_ = nullptr;
+    ffmpeg::CodecContext codec_;
+    ffmpeg::Packet packet_;
+    ffmpeg::Frame frame_;
+    int stream_ = -1;
+    bool haveFrame_ = false; // frame_ holds a frame not yet taken
+    bool drained_ = false;   // the decoder has given its last frame
+    bool readAll_ = false;   // every packet of the file has been read
+    int damage_ = 0;         // a packet the decoder refused, unless it was the last
+    ffmpeg::SampleOutput output_;
+    ffmpeg::FormatFollower follower_;
+    uint64_t exactFrames_ = 0; // the stream's length when the container states it exactly
+    uint64_t takenFrames_ = 0;
+    std::vector<uint8_t> pcm_; // decoded bytes; the front `handed_` went out with the last block
+    size_t handed_ = 0;
+    uint64_t deliveredBytes_ = 0;
+    bool finished_ = false;
+    std::vector<uint8_t> tagBlock_;
+};
+
+} // namespace wm::bundled

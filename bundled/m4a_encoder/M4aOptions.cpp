@@ -1,0 +1,59 @@
+#include "bundled/m4a_encoder/M4aOptions.h"
+
+#include "converter/OptionStore.h"
+
+#include <cstdlib>
+#include <string>
+
+namespace wm::bundled {
+
+namespace {
+
+// A decimal number (fractions allowed) within [low, high].
+bool Number(const String& text, double low, double high, double& out) {
+    if (text.empty() || text.size() > 12)
+        return false;
+    const std::string s = Narrow(text);
+    for (char c : s)
+        if (!((c >= '0' && c <= '9') || c == '.'))
+            return false;
+    out = std::strtod(s.c_str(), nullptr);
+    return out >= low && out <= high;
+}
+
+} // namespace
+
+bool ApplyAacOptions(StringView commandLine, AVCodecContext& codec, String& error) {
+    OptionStore store;
+    store.Fill(commandLine);
+    for (size_t i = 0; i < store.Count(); ++i) {
+        const String& name = store.NameAt(i);
+        const String& value = store.ValueAt(i);
+        double v = 0;
+        if (name == u"b" && Number(value, 8, 512 * ((codec.ch_layout.nb_channels + 1) / 2), v)) {
+            codec.bit_rate = static_cast<int64_t>(v) * 1000;
+        } else if (name == u"q" && Number(value, 0.1, 2, v)) {
+            // As the native ffmpeg sets "-q:a": the quality scale in lambda units.
+            codec.flags |= AV_CODEC_FLAG_QSCALE;
+            codec.global_quality = static_cast<int>(v * FF_QP2LAMBDA + 0.5);
+        } else if (name == u"b" || name == u"q") {
+            return error =
+                       u"bad value '" + value + u"' for the AAC option -" + name +
+                       (name == u"b" ? u" (kbps, 8 to 512 for each two channels)" : u" (0.1 to 2)"),
+                   false;
+        } else {
+            return error = u"unknown AAC option -" + name, false;
+        }
+    }
+    return true;
+}
+
+bool ApplyAlacOptions(StringView commandLine, AVCodecContext&, String& error) {
+    OptionStore store;
+    store.Fill(commandLine);
+    if (store.Count() == 0)
+        return true;
+    return error = u"unknown ALAC option -" + store.NameAt(0) + u" (ALAC takes no options)", false;
+}
+
+} // namespace wm::bundled
