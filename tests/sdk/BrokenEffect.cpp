@@ -102,8 +102,8 @@ WM_PLUGIN_EXPORT uint32_t DSP_PassAudioBlock(void* instance, AudioBlockInfo* blo
         data[i] ^= 0x01; // worked on in place
     return 1;
 #endif
-    block->length = Process(*e, static_cast<const uint8_t*>(block->data), block->length,
-                            block->format);
+    block->length =
+        Process(*e, static_cast<const uint8_t*>(block->data), block->length, block->format);
     uint8_t* out = e->out.data();
 #ifdef BREAK_LEAK
     out = new uint8_t[block->length]; // a new buffer per block, never freed
