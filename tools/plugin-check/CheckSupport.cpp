@@ -79,6 +79,9 @@ std::string Report::InContext(const std::string& text) const {
 }
 
 void Report::Violation(const std::string& rule, const std::string& text) {
+    // Broken already outside any context: found again in one, it only repeats itself.
+    if (!context_.empty() && rules_.count("/" + rule))
+        return;
     if (!rules_.insert(context_ + "/" + rule).second)
         return;
     ++violations_;

@@ -160,7 +160,10 @@ void CheckRewrittenFile(const String& rendered, const WmWaveFormat& format, uint
 // The rendered file rewritten in place, in the format it was given.
 void NonLivePass(clTwDSP& dsp, const CheckJob& job, const WmWaveFormat& format,
                  const std::vector<uint8_t>& audio, bool mayRefuse, Report& report) {
-    const String rendered = NewWorkFolder("effect") + u"rendered.tmp";
+    // A folder per pass, so that a file an earlier pass left open cannot spoil the next one.
+    static int pass = 0;
+    const String rendered =
+        NewWorkFolder(("effect-" + std::to_string(++pass)).c_str()) + u"rendered.tmp";
     WriteFileBytes(rendered, audio.data(), audio.size());
     {
         CallGuard guard("DSP_PassNonLive");
