@@ -60,7 +60,8 @@ class CallGuard {
   private:
     const char* previous_;
 };
-// Prints a crash inside the plug-in as a violation and ends the process with status 1.
+// Prints a crash inside a plug-in call, or later from memory a call damaged, as a violation
+// and ends the process with status 1.
 void InstallCrashReport(Report& report);
 
 // A pointer the plug-in may keep but never dereference: reading it crashes.
