@@ -1,5 +1,7 @@
 #include "converter/BlockPump.h"
 
+#include "contract/BlockRules.h"
+
 #include <algorithm>
 
 namespace wm {
@@ -36,14 +38,14 @@ BlockPump::Step BlockPump::Pump() {
     if (settings_.parentMode)
         ReportChangedText(block.actionText, lastInput_, u"ActionInput: ");
     const bool end = block.endOfStream != 0;
-    if ((!block.data || block.length == 0) && !end) {
+    if (IsEmptyBlock(block) && !end) {
         empties_ = std::min(empties_ + 1, kMaxEmpties);
         host_.Idle(IdleMs(empties_));
         return Step::Next;
     }
     empties_ = 0;
     Step outcome = Step::Next;
-    if (!WholeFrames(block, end, outcome))
+    if (!WholeFrames(block, outcome))
         return outcome;
     ReportProgress(block.msPosition);
     if (!PassThroughStages(block))
@@ -53,11 +55,11 @@ BlockPump::Step BlockPump::Pump() {
     return end ? Step::Stop : Step::Next;
 }
 
-bool BlockPump::WholeFrames(AudioBlockInfo& block, bool end, Step& outcome) {
-    const uint32_t align = block.format.blockAlign ? block.format.blockAlign : 1;
-    if (block.length % align == 0)
+bool BlockPump::WholeFrames(AudioBlockInfo& block, Step& outcome) {
+    const TornBlock torn = TornBlockOutcome(block);
+    if (torn == TornBlock::Whole)
         return true;
-    if (end) {
+    if (torn == TornBlock::DropBlock) {
         // The whole last block goes: a torn frame at the end is not worth a failed run.
         host_.Information(u"Information: Audio data contains incomplete samples at end.");
         outcome = Step::Stop;

@@ -30,7 +30,7 @@ class BlockPump {
   private:
     enum class Step { Next, Stop, Fail };
     Step Pump();
-    bool WholeFrames(AudioBlockInfo& block, bool end, Step& outcome);
+    bool WholeFrames(AudioBlockInfo& block, Step& outcome);
     void ReportProgress(uint64_t msPosition);
     bool PassThroughStages(AudioBlockInfo& block);
     void ReportChangedText(const WmChar* text, String& last, StringView keyword);

@@ -42,9 +42,10 @@ class EncoderTags {
 };
 
 // Writes the block into the finished file through the decoder plug-in serving tagSourceFile's
-// type ("IDTags"), retrying while the file is busy. False after the last retry. console is null
-// when the run is silent.
+// type ("IDTags"), retrying while the file is busy. False after the last retry, with the
+// decoder's "LastError" in reason when one is given. console is null when the run is silent.
 bool IDTagWriter(const String& outputFile, const String& tagSourceFile,
-                 const std::vector<uint8_t>& block, const String& programFolder, Console* console);
+                 const std::vector<uint8_t>& block, const String& programFolder, Console* console,
+                 String* reason = nullptr);
 
 } // namespace wm

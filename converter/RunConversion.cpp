@@ -1,4 +1,5 @@
 // The run's spine: the order of the steps from binding the plug-ins to the block loop.
+#include "contract/BlockRules.h"
 #include "converter/BlockPump.h"
 #include "converter/HelpText.h"
 #include "converter/TwWavemill.h"
@@ -37,8 +38,7 @@ class EncoderStage : public BlockStage {
           begin_(std::move(beginOnFirstBlock)) {}
     bool Pass(AudioBlockInfo& block) override {
         if (begin_) {
-            const bool empty = !block.data || block.length == 0;
-            if (empty && !block.endOfStream)
+            if (IsEmptyBlock(block) && !block.endOfStream)
                 return true; // nothing to describe the format by yet
             const bool begun = begin_(block.format);
             begin_ = nullptr;
@@ -181,6 +181,9 @@ bool TwWavemill::RawHandOver() {
     pv.pointer3 = opt_.outputFile.data();
     if (!encoder_.Get(WM_VALUE_SEND_RAW_UNCOMPRESSED, &pv))
         return false;
+    // An encoder that answers every name lands here too: say so for whoever reads the log.
+    LogLine(u"The encoder answered \"SendRawUnCompressed\": it converts the source itself, and "
+            u"no blocks, effects, messaging stages or tag writing follow.");
     openInfo_ = DecodeOpenInfo{};
     openInfo_.path = opt_.inputFile.c_str();
     openInfo_.openMode = WM_OPEN_RAW_HANDOVER;
@@ -197,6 +200,10 @@ bool TwWavemill::RawHandOver() {
     }
     FillConversion(opt_.outputFile);
     if (!encoder_.BeginConversion(&conversion_)) {
+        LogError(WithReason(u"Error: Encoder '" + opt_.codec + u"' could not convert '" +
+                                opt_.inputFile + u"' itself.",
+                            encoder_.LastError()),
+                 kRunContext);
         conversion_.runError = 1;
         status_.Fail("the encoder's raw hand-over failed");
     }
@@ -275,8 +282,11 @@ bool TwWavemill::BeginEncoding() {
         status_.Fail("rendering the DSP effects failed");
     renderedPath_ = render.RenderedPath();
     if (!renderedPath_.empty() && !status_.Failed() &&
-        !rendered_.Open(renderedPath_, openInfo_.format))
+        !rendered_.Open(renderedPath_, openInfo_.format)) {
+        LogError(WithReason(u"Error: Reading Temporary Rendered DSP file.", RenderedFileFault()),
+                 kRunContext);
         status_.Fail("the rendered DSP file cannot be read");
+    }
     if (parentMode_)
         ParentLine(u"Action: Encoding '" + FileNamePart(opt_.outputFile) + u"'");
     if (!dsps_->BeginLive(conversion_))
@@ -287,6 +297,19 @@ bool TwWavemill::BeginEncoding() {
     startTick_ = GetTickCount();
     LogLine(u"============= CONVERSION BEGIN =============");
     return true;
+}
+
+// Why the rendered file cannot be opened; a sharing violation means a non-live effect kept it.
+String TwWavemill::RenderedFileFault() const {
+    const DWORD error = GetLastError();
+    if (error != ERROR_SHARING_VIOLATION)
+        return Win32ErrorText(error);
+    String effects;
+    for (const DspEntry& e : dsps_->Entries())
+        if (!e.live)
+            effects += (effects.empty() ? u"'" : u", '") + e.name + u"'";
+    return u"the file is still open: DSP Effect " + effects +
+           u" must close it before \"DSP_PassNonLive\" returns";
 }
 
 bool TwWavemill::BeginEncoder() {

@@ -45,9 +45,10 @@ void TwWavemill::Finish() {
             OutputSink::SizeCheck(u"(before ID Tags Written)", opt_.outputFile);
         if (parentMode_)
             ParentLine(u"Action: Writing ID Tags '" + FileNamePart(opt_.outputFile) + u"'");
+        String why;
         if (!IDTagWriter(opt_.outputFile, opt_.tagSourceFile, tags_->Block(), programFolder_,
-                         opt_.silent ? nullptr : &console_)) {
-            LogError(u"Unable to tag file '" + opt_.outputFile + u"'");
+                         opt_.silent ? nullptr : &console_, &why)) {
+            LogError(WithReason(u"Unable to tag file '" + opt_.outputFile + u"'", why));
             status_.Fail("the tags could not be written");
         }
     }

@@ -1,4 +1,5 @@
 // Raw PCM on standard input: a pipe carries no header, so options describe the format.
+#include "contract/TagBlockRule.h"
 #include "converter/AudioSources.h"
 #include "process/Log.h"
 #include "tags/IDTagSet.h"

@@ -41,7 +41,8 @@ bool SendTags(clTwDecoder& writer, const String& file, const std::vector<uint8_t
 } // namespace
 
 bool IDTagWriter(const String& outputFile, const String& tagSourceFile,
-                 const std::vector<uint8_t>& block, const String& programFolder, Console* console) {
+                 const std::vector<uint8_t>& block, const String& programFolder, Console* console,
+                 String* reason) {
     if (block.empty() || EqualsNoCase(ExtensionOf(tagSourceFile), u".iGnore"))
         return true;
     constexpr const char* kContext = "TwWavemill::IDTagWriter";
@@ -54,6 +55,8 @@ bool IDTagWriter(const String& outputFile, const String& tagSourceFile,
                                        false)) {
         WaitUntilReadable(outputFile);
         ok = SendTags(writer, outputFile, block);
+        if (!ok && reason)
+            *reason = writer.LastError();
     }
     if (ok) {
         if (console)

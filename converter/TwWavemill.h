@@ -64,6 +64,7 @@ class TwWavemill : private FlowHost {
     void PrepareOutput();
     bool BeginEncoding();
     bool BeginEncoder();
+    String RenderedFileFault() const;
     void RunBlockLoop();
     void Finish();
     bool EndEncoding();

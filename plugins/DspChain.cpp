@@ -1,5 +1,7 @@
 #include "plugins/DspChain.h"
 
+#include "contract/FormatRules.h"
+
 #include "plugins/PluginFolder.h"
 #include "plugins/PluginReason.h"
 #include "process/Log.h"
@@ -125,8 +127,7 @@ bool DspChain::Pass(AudioBlockInfo& block) {
 }
 
 bool DspChain::WholeFrames(const DspEntry& entry, const AudioBlockInfo& block) {
-    const uint32_t align = block.format.blockAlign ? block.format.blockAlign : 1;
-    if (block.length % align == 0)
+    if (IsWholeFrames(block.length, block.format))
         return true;
     LogError(u"Error: DSP Effect '" + entry.name +
                  u"' returned audio that is not a whole number of sample frames.",

@@ -1,5 +1,7 @@
 #include "plugins/DspRender.h"
 
+#include "contract/FormatRules.h"
+
 #include "files/FileOps.h"
 #include "files/Folders.h"
 #include "process/Log.h"
@@ -16,10 +18,6 @@ namespace wm {
 namespace {
 constexpr const char* kContext = "TwWavemill::HandleNonLiveDSPs";
 constexpr uint64_t kChunkMs = 500;
-
-uint64_t BytesPerSecond(const WmWaveFormat& f) {
-    return std::max<uint64_t>(uint64_t(f.samplesPerSec) * f.blockAlign, 1);
-}
 } // namespace
 
 String DspTempName(const String& tempFolder) {
@@ -136,8 +134,8 @@ bool DspRender::ApplyLive(DspEntry& entry) {
 bool DspRender::FeedThrough(DspEntry& entry, FileAccess& in, FileAccess& out, const String& outName,
                             WmWaveFormat& last) {
     const WmWaveFormat format = job_.openInfo.format;
-    const uint64_t perSecond = BytesPerSecond(format);
-    const uint64_t align = std::max<uint16_t>(format.blockAlign, 1);
+    const uint64_t perSecond = FrameBytesPerSecond(format);
+    const uint64_t align = FrameBytes(format);
     const uint64_t capacity =
         std::max<uint64_t>(perSecond * kChunkMs / 1000 / align * align, align);
     std::vector<uint8_t> buffer(static_cast<size_t>(capacity));
@@ -186,7 +184,7 @@ void DspRender::UpdateOpenRecord(const WmWaveFormat& format) {
     job_.openInfo.format = format;
     const uint64_t bytes = FileSizeOfPath(path_, nullptr);
     job_.openInfo.byteLength = bytes;
-    job_.openInfo.msLength = bytes * 1000 / BytesPerSecond(format);
+    job_.openInfo.msLength = bytes * 1000 / FrameBytesPerSecond(format);
 }
 
 } // namespace wm

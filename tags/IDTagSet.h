@@ -28,10 +28,6 @@ enum : unsigned {
 
 // Entries keep their insertion order; duplicate names are allowed. Names compare case-blind
 // over ASCII letters only. Every operation that touches an entry makes it the current entry.
-// True when data is a whole wide tag block: the count of records, each record inside the block
-// with a non-empty name and a value that both end inside it, and nothing after the last one.
-bool TagBlockIsWellFormed(const void* data, size_t size);
-
 class IDTagSet {
   public:
     IDTagSet() = default;

@@ -133,47 +133,6 @@ template <bool kNarrow> void IDTagSet::DeserializeAs(const void* data, size_t si
     }
 }
 
-namespace {
-
-// Skips one zero-terminated UTF-16 text inside [p, end); false when it does not end there.
-bool SkipWideText(const uint8_t*& p, const uint8_t* end, size_t* units) {
-    *units = 0;
-    while (end - p >= 2) {
-        const bool terminator = p[0] == 0 && p[1] == 0;
-        p += 2;
-        if (terminator)
-            return true;
-        ++*units;
-    }
-    return false;
-}
-
-} // namespace
-
-bool TagBlockIsWellFormed(const void* data, size_t size) {
-    if (!data || size < 4)
-        return false;
-    const auto* pos = static_cast<const uint8_t*>(data);
-    const uint8_t* end = pos + size;
-    const uint32_t count = Le32(pos);
-    pos += 4;
-    for (uint32_t k = 0; k < count; ++k) {
-        if (end - pos < 4)
-            return false;
-        const uint32_t length = Le32(pos);
-        if (length < 8 || length > static_cast<size_t>(end - pos))
-            return false;
-        const uint8_t* recordEnd = pos + length;
-        const uint8_t* p = pos + 4;
-        size_t nameUnits = 0, valueUnits = 0;
-        if (!SkipWideText(p, recordEnd, &nameUnits) || nameUnits == 0 ||
-            !SkipWideText(p, recordEnd, &valueUnits))
-            return false;
-        pos = recordEnd;
-    }
-    return pos == end;
-}
-
 std::vector<uint8_t> IDTagSet::Serialize() const {
     return SerializeAs<false>();
 }

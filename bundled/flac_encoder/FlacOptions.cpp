@@ -1,5 +1,6 @@
 #include "bundled/flac_encoder/FlacOptions.h"
 
+#include "contract/EncoderOptions.h"
 #include "converter/OptionStore.h"
 
 #include <string>
@@ -29,6 +30,8 @@ bool ParseFlacOptions(StringView commandLine, FlacOptions& o, String& error) {
     for (size_t i = 0; i < store.Count(); ++i) {
         const String& name = store.NameAt(i);
         const String& value = store.ValueAt(i);
+        if (IsHostOptionForEveryEncoder(name))
+            continue;
         const String level = name.starts_with(u"compression-level-") ? name.substr(18) : name;
         bool ok = true;
         if (level.size() == 1 && level[0] >= u'0' && level[0] <= u'8')

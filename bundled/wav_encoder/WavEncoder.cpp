@@ -3,6 +3,7 @@
 #include "bundled/wav/TagSetBridge.h"
 #include "bundled/wav/WaveFormatRules.h"
 #include "bundled/wav/WaveTagFile.h"
+#include "contract/EncoderOptions.h"
 #include "tags/IDTagSet.h"
 
 #include <cstring>
@@ -21,11 +22,6 @@ bool Is(const WmChar* name, std::u16string_view wanted) {
     return name && name == wanted;
 }
 
-// Options the host passes to every encoder without their being the encoder's own.
-bool PassedByTheHost(std::u16string_view name) {
-    return name == u"sourceisfloat" || name == u"help" || name.starts_with(u"dspeffect");
-}
-
 // The first option of the encoder command line (" -name" or " -name=\"value\"") that is not
 // one the host passes anyway; empty when there is none. Wave output has no options of its own.
 std::u16string_view UnknownOption(const WmChar* commandLine) {
@@ -36,7 +32,7 @@ std::u16string_view UnknownOption(const WmChar* commandLine) {
         while (end < line.size() && line[end] != u'=' && line[end] != u' ')
             ++end;
         const std::u16string_view name = line.substr(start, end - start);
-        if (!PassedByTheHost(name))
+        if (!IsHostOptionForEveryEncoder(name))
             return name;
         if (end < line.size() && line[end] == u'=' && end + 1 < line.size() &&
             line[end + 1] == u'"')

@@ -1,14 +1,17 @@
 // Example encoder: writes Sun/NeXT ".au" files (16, 24 or 32-bit linear PCM), in C++17.
 //
 // What it shows: the nine exports checked against the header's types, "Extension" and
-// "LastError", a conversion that writes exactly the path it is given, buffered writes, an empty
-// last block, and a file that is closed in "ENC_EndConversion" whether the run failed or not.
+// "LastError", options it does not know refused by name, a conversion that writes exactly the path
+// it is given, buffered writes, an empty last block, and a file that is closed in
+// "ENC_EndConversion" whether the run failed or not.
 #include "wavemill_plugin.h"
 
 #include <windows.h>
 
+#include <algorithm>
 #include <cstring>
 #include <new>
+#include <string>
 #include <string_view>
 #include <type_traits>
 #include <vector>
@@ -29,9 +32,9 @@ struct AuEncoder {
     std::vector<uint8_t> pending;
     uint64_t dataBytes = 0;
     bool failed = false;
-    const WmChar* lastError = nullptr;
+    std::u16string lastError;
 
-    uint32_t Fail(const WmChar* why) {
+    uint32_t Fail(std::u16string_view why) {
         lastError = why;
         failed = true;
         return 0;
@@ -62,6 +65,37 @@ bool Supported(const WmWaveFormat& f) {
                                          f.subFormat[0] == WM_FORMAT_PCM && f.subFormat[1] == 0);
     return pcm && (f.bitsPerSample == 16 || f.bitsPerSample == 24 || f.bitsPerSample == 32) &&
            f.channels > 0 && f.blockAlign == f.channels * f.bitsPerSample / 8;
+}
+
+bool SameLetters(std::u16string_view a, std::u16string_view b) {
+    auto fold = [](char16_t c) { return c >= u'A' && c <= u'Z' ? char16_t(c + 32) : c; };
+    if (a.size() != b.size())
+        return false;
+    for (size_t i = 0; i < a.size(); ++i)
+        if (fold(a[i]) != fold(b[i]))
+            return false;
+    return true;
+}
+
+// Options the host passes to every encoder; they are not ours, so they are ignored.
+bool IsHostOption(std::u16string_view name) {
+    return SameLetters(name, u"sourceisfloat") || SameLetters(name, u"help") ||
+           SameLetters(name.substr(0, 9), u"dspeffect");
+}
+
+// The first option of the command line (" -name" or " -name=\"value\"") that is not the host's:
+// .au has no options of its own, and a misspelt one must not pass unnoticed. Empty when none.
+std::u16string_view UnknownOption(const WmChar* commandLine) {
+    const std::u16string_view line = commandLine ? commandLine : u"";
+    for (size_t at = line.find(u" -"); at != line.npos; at = line.find(u" -", at + 2)) {
+        const size_t end = std::min(line.find_first_of(u"= ", at + 2), line.size());
+        const std::u16string_view name = line.substr(at + 2, end - at - 2);
+        if (!IsHostOption(name))
+            return name;
+        if (line.substr(end, 2) == u"=\"" && (at = line.find(u'"', end + 2)) == line.npos)
+            break; // skip a quoted value, blanks and all
+    }
+    return {};
 }
 
 bool WriteHeader(AuEncoder& self, uint32_t dataSize) {
@@ -110,8 +144,8 @@ WM_PLUGIN_EXPORT uint32_t ENC_Get(void* instance, const WmChar* name, PluginValu
         value->pointer1 = const_cast<char16_t*>(u".au");
         return 1;
     }
-    if (asked == WM_VALUE_LAST_ERROR && Self(instance)->lastError) {
-        value->pointer1 = const_cast<WmChar*>(Self(instance)->lastError);
+    if (asked == WM_VALUE_LAST_ERROR && !Self(instance)->lastError.empty()) {
+        value->pointer1 = Self(instance)->lastError.data();
         return 1;
     }
     return 0;
@@ -136,6 +170,9 @@ WM_PLUGIN_EXPORT uint32_t ENC_BeginConversion(void* instance, ConversionInfo* co
     CloseOutput(self);
     self = AuEncoder{};
     self.format = *conversion->sourceFormat;
+    if (const std::u16string_view unknown = UnknownOption(conversion->commandLine);
+        !unknown.empty())
+        return self.Fail(u"unknown option -" + std::u16string(unknown) + u" (.au has no options)");
     if (!Supported(self.format))
         return self.Fail(u"only 16, 24 and 32-bit integer PCM can be written as .au");
     // Write exactly the path given: it may be a temporary name the host renames afterwards.

@@ -4,6 +4,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string_view>
 #include <vector>
@@ -12,7 +13,43 @@ namespace {
 
 struct Effect {
     std::vector<uint8_t> out;
+    HANDLE kept = INVALID_HANDLE_VALUE;
 };
+
+// What the effect hands back for `length` bytes of `in` (a copy, unless a break says otherwise).
+uint32_t Process(Effect& e, const uint8_t* in, uint32_t length, const WmWaveFormat& f) {
+#if defined(BREAK_FLOAT_UNSAID)
+    // Every sample widened to a 32-bit float; the format left as it was.
+    const uint32_t bytes = f.bitsPerSample / 8, samples = length / bytes;
+    e.out.resize(size_t{samples} * 4);
+    for (uint32_t i = 0; i < samples; ++i) {
+        int32_t v = 0;
+        std::memcpy(reinterpret_cast<uint8_t*>(&v) + 4 - bytes, in + i * bytes, bytes);
+        const float x = static_cast<float>(v) / 2147483648.0f;
+        std::memcpy(&e.out[size_t{i} * 4], &x, 4);
+    }
+    return samples * 4;
+#elif defined(BREAK_RATE_UNSAID)
+    // Resampled to 48000 Hz by repeating frames; the rate left as it was.
+    const uint32_t frame = f.blockAlign, frames = length / frame;
+    const uint32_t outFrames = static_cast<uint32_t>(uint64_t{frames} * 48000 / 44100);
+    e.out.resize(size_t{outFrames} * frame);
+    for (uint32_t i = 0; i < outFrames; ++i)
+        std::memcpy(&e.out[size_t{i} * frame], in + uint64_t{i} * 44100 / 48000 * frame, frame);
+    return outFrames * frame;
+#else
+    (void)f;
+    e.out.resize(length);
+    std::memcpy(e.out.data(), in, length);
+#if defined(BREAK_FIXED_BUFFER)
+    return std::min<uint32_t>(length, 64 * 1024); // the rest does not fit and is lost
+#elif defined(BREAK_ASSUMES_STEREO16)
+    return length / 4 * 4; // whole 4-byte frames, whatever the format
+#else
+    return length;
+#endif
+#endif
+}
 
 } // namespace
 
@@ -21,12 +58,15 @@ WM_PLUGIN_EXPORT void* DSP_Create(void*) {
 }
 
 WM_PLUGIN_EXPORT void DSP_Destroy(void* instance) {
-    delete static_cast<Effect*>(instance);
+    auto* e = static_cast<Effect*>(instance);
+    if (e->kept != INVALID_HANDLE_VALUE)
+        CloseHandle(e->kept);
+    delete e;
 }
 
 WM_PLUGIN_EXPORT uint32_t DSP_Get(void*, const WmChar* name, PluginValue*) {
     bool live = true;
-#ifdef BREAK_NONLIVE_TORN
+#if defined(BREAK_NONLIVE_TORN) || defined(BREAK_NONLIVE_LOCKED)
     live = false;
 #endif
     return live && std::u16string_view(name) == WM_VALUE_IS_LIVE;
@@ -50,23 +90,41 @@ WM_PLUGIN_EXPORT uint32_t DSP_BeginConversion(void*, ConversionInfo*, const WmCh
 
 WM_PLUGIN_EXPORT uint32_t DSP_PassAudioBlock(void* instance, AudioBlockInfo* block) {
     auto* e = static_cast<Effect*>(instance);
+#ifdef BREAK_NULL_END
+    volatile uint8_t first = *static_cast<const uint8_t*>(block->data); // a level meter's peek
+    (void)first;
+#endif
     if (!block->length)
         return 1;
-    uint8_t* out = nullptr;
-    (void)e;
-#ifdef BREAK_LEAK
-    out = new uint8_t[block->length]; // never freed
-#else
-    e->out.resize(block->length);
-    out = e->out.data();
+#if defined(BREAK_WRITES_INPUT)
+    auto* data = static_cast<uint8_t*>(block->data);
+    for (uint32_t i = 0; i < block->length; ++i)
+        data[i] ^= 0x01; // worked on in place
+    return 1;
 #endif
-    std::memcpy(out, block->data, block->length);
+    block->length =
+        Process(*e, static_cast<const uint8_t*>(block->data), block->length, block->format);
+    uint8_t* out = e->out.data();
+#ifdef BREAK_LEAK
+    out = new uint8_t[block->length]; // a new buffer per block, never freed
+    std::memcpy(out, e->out.data(), block->length);
+#endif
     block->data = out;
 #ifdef BREAK_TORN
     block->length -= 1;
 #endif
 #ifdef BREAK_LIVE_FORMAT
     block->format.avgBytesPerSec = 1;
+#endif
+#ifdef BREAK_HARDCODED_FORMAT
+    // Declared as the 16-bit stereo the effect was written for.
+    block->format.formatTag = WM_FORMAT_PCM;
+    block->format.channels = 2;
+    block->format.samplesPerSec = 44100;
+    block->format.bitsPerSample = 16;
+    block->format.blockAlign = 4;
+    block->format.avgBytesPerSec = 44100 * 4;
+    block->format.cbSize = 0;
 #endif
     return 1;
 }
@@ -75,8 +133,8 @@ WM_PLUGIN_EXPORT uint32_t DSP_EndConversion(void*, ConversionInfo*) {
     return 1;
 }
 
-// Rewrites the file unchanged (or, broken, one byte longer).
-WM_PLUGIN_EXPORT uint32_t DSP_PassNonLive(void*, const WmChar* path, const WmWaveFormat*,
+// Rewrites the file unchanged (or, broken, one byte longer, or left open).
+WM_PLUGIN_EXPORT uint32_t DSP_PassNonLive(void* instance, const WmChar* path, const WmWaveFormat*,
                                           const WmChar*, void*) {
     HANDLE file = CreateFileW(reinterpret_cast<const wchar_t*>(path), FILE_APPEND_DATA, 0, nullptr,
                               OPEN_EXISTING, 0, nullptr);
@@ -85,6 +143,12 @@ WM_PLUGIN_EXPORT uint32_t DSP_PassNonLive(void*, const WmChar* path, const WmWav
 #ifdef BREAK_NONLIVE_TORN
     DWORD written = 0;
     WriteFile(file, "x", 1, &written, nullptr);
+#endif
+#ifdef BREAK_NONLIVE_LOCKED
+    static_cast<Effect*>(instance)->kept = file; // closed only when the instance goes
+    return 1;
+#else
+    (void)instance;
 #endif
     CloseHandle(file);
     return 1;

@@ -1,18 +1,67 @@
 // An encoder that breaks one rule on purpose (a BREAK_... definition); without one it keeps
-// every rule and writes the raw PCM it receives.
+// every rule: it writes the PCM it receives as a WAV file whose sizes it fills in at the end,
+// and refuses every option but the ones the host passes to every encoder.
 #include "sdk/wavemill_plugin.h"
 
 #include <windows.h>
 
+#include <cstring>
 #include <string>
 #include <string_view>
 
 namespace {
 
+constexpr DWORD kHeaderSize = 44;
+
 struct Encoder {
     HANDLE file = INVALID_HANDLE_VALUE;
     bool begun = false;
+    WmWaveFormat format{};
+    uint32_t dataBytes = 0;
+    const char16_t* lastError = nullptr;
+    std::u16string reported; // tag block handed back as the second block
 };
+
+void Put32(uint8_t* p, uint32_t v) {
+    std::memcpy(p, &v, 4);
+}
+
+// A plain PCM header; data and RIFF sizes as given.
+void WaveHeader(uint8_t* h, const WmWaveFormat& f, uint32_t dataBytes) {
+    std::memcpy(h, "RIFF", 4);
+    Put32(h + 4, 36 + dataBytes);
+    std::memcpy(h + 8, "WAVEfmt ", 8);
+    Put32(h + 16, 16);
+    WmWaveFormat plain = f;
+    plain.formatTag = WM_FORMAT_PCM;
+    std::memcpy(h + 20, &plain, 16);
+    std::memcpy(h + 36, "data", 4);
+    Put32(h + 40, dataBytes);
+}
+
+bool WriteAll(HANDLE file, const void* data, DWORD size) {
+    DWORD written = 0;
+    return WriteFile(file, data, size, &written, nullptr) && written == size;
+}
+
+// The first option of " -name" or " -name=\"value\"" that is not the host's; empty when none.
+std::u16string_view UnknownOption(const WmChar* commandLine) {
+    const std::u16string_view line = commandLine ? commandLine : u"";
+    for (size_t at = line.find(u" -"); at != line.npos; at = line.find(u" -", at + 2)) {
+        const size_t end = line.find_first_of(u"= ", at + 2);
+        const std::u16string_view name = line.substr(at + 2, end == line.npos ? end : end - at - 2);
+#ifdef BREAK_HOST_OPTIONS
+        return name; // every option taken for the encoder's own
+#endif
+        if (name != u"sourceisfloat" && name != u"help" && !name.starts_with(u"dspeffect"))
+            return name;
+        if (end != line.npos && line.substr(end, 2) == u"=\"")
+            at = line.find(u'"', end + 2);
+        if (at == line.npos)
+            break;
+    }
+    return {};
+}
 
 } // namespace
 
@@ -24,13 +73,25 @@ WM_PLUGIN_EXPORT void ENC_Destroy(void* instance) {
     delete static_cast<Encoder*>(instance);
 }
 
-WM_PLUGIN_EXPORT uint32_t ENC_Get(void*, const WmChar* name, PluginValue* value) {
-    if (std::u16string_view(name) != WM_VALUE_EXTENSION)
+WM_PLUGIN_EXPORT uint32_t ENC_Get(void* instance, const WmChar* name, PluginValue* value) {
+    const std::u16string_view asked(name);
+#ifdef BREAK_ANSWERS_ALL
+    return 1; // "yes" to everything, the raw take-over included
+#endif
+#ifdef BREAK_COMMUNICATE_FOREVER
+    if (asked == WM_VALUE_COMMUNICATE)
+        return 1;
+#endif
+    if (asked == WM_VALUE_LAST_ERROR) {
+        value->pointer1 = const_cast<char16_t*>(static_cast<Encoder*>(instance)->lastError);
+        return value->pointer1 != nullptr;
+    }
+    if (asked != WM_VALUE_EXTENSION)
         return 0;
 #ifdef BREAK_EXTENSION
-    value->pointer1 = const_cast<char16_t*>(u"pcm");
+    value->pointer1 = const_cast<char16_t*>(u"wav");
 #else
-    value->pointer1 = const_cast<char16_t*>(u".pcm");
+    value->pointer1 = const_cast<char16_t*>(u".wav");
 #endif
     return 1;
 }
@@ -49,9 +110,21 @@ WM_PLUGIN_EXPORT uint32_t ENC_RemoveConfigBit(void*, void*) {
 
 WM_PLUGIN_EXPORT uint32_t ENC_BeginConversion(void* instance, ConversionInfo* conversion) {
     auto* e = static_cast<Encoder*>(instance);
+    bool refuseUnknown = true;
+#ifdef BREAK_IGNORES_OPTIONS
+    refuseUnknown = false;
+#endif
+    if (refuseUnknown && !UnknownOption(conversion->commandLine).empty()) {
+        e->lastError = u"unknown option";
+        return 0;
+    }
+    e->format = *conversion->sourceFormat;
+    e->dataBytes = 0;
     e->file = CreateFileW(reinterpret_cast<const wchar_t*>(conversion->outputPath), GENERIC_WRITE,
                           FILE_SHARE_READ, nullptr, CREATE_ALWAYS, 0, nullptr);
-    e->begun = e->file != INVALID_HANDLE_VALUE;
+    uint8_t header[kHeaderSize];
+    WaveHeader(header, e->format, 0);
+    e->begun = e->file != INVALID_HANDLE_VALUE && WriteAll(e->file, header, kHeaderSize);
 #ifdef BREAK_ELSEWHERE
     const std::u16string beside = std::u16string(conversion->outputPath) + u".log";
     CloseHandle(CreateFileW(reinterpret_cast<const wchar_t*>(beside.c_str()), GENERIC_WRITE, 0,
@@ -66,13 +139,32 @@ WM_PLUGIN_EXPORT uint32_t ENC_EncodeBlock(void* instance, AudioBlockInfo* block)
     if (block->length == 0)
         return 0;
 #endif
+#ifdef BREAK_NULL_LAST
+    volatile uint8_t first = *static_cast<const uint8_t*>(block->data); // a level meter's peek
+    (void)first;
+#endif
 #ifndef BREAK_AFTER_END
     if (!e->begun)
         return 0;
 #endif
-    DWORD written = 0;
-    return block->length == 0 || e->file == INVALID_HANDLE_VALUE ||
-           WriteFile(e->file, block->data, block->length, &written, nullptr);
+    if (block->length == 0 || e->file == INVALID_HANDLE_VALUE)
+        return 1;
+    e->dataBytes += block->length;
+    return WriteAll(e->file, block->data, block->length);
+}
+
+// The files written, as "FileName1" (the output) in a tag block of the encoder's own.
+void ReportFiles(Encoder* e, ConversionInfo* conversion) {
+    std::u16string record = u"FileName1" + (u'\0' + std::u16string(conversion->outputPath)) + u'\0';
+#ifdef BREAK_SECOND_BLOCK_BAD
+    record.pop_back(); // the value's 0 terminator left out
+#endif
+    const uint32_t length = static_cast<uint32_t>(4 + 2 * record.size());
+    e->reported = {1, 0};
+    e->reported.append(reinterpret_cast<const char16_t*>(&length), 2);
+    e->reported += record;
+    conversion->secondData = e->reported.data();
+    conversion->secondSize = static_cast<uint32_t>(e->reported.size() * 2);
 }
 
 WM_PLUGIN_EXPORT uint32_t ENC_EndConversion(void* instance, ConversionInfo* conversion, uint32_t*) {
@@ -84,9 +176,16 @@ WM_PLUGIN_EXPORT uint32_t ENC_EndConversion(void* instance, ConversionInfo* conv
 #ifdef BREAK_FAILED_OPEN
     close = !conversion->runError;
 #endif
-    (void)conversion;
+#ifndef BREAK_HEADER_UNPATCHED
+    uint8_t header[kHeaderSize];
+    WaveHeader(header, e->format, e->dataBytes);
+    if (e->file != INVALID_HANDLE_VALUE && SetFilePointer(e->file, 0, nullptr, FILE_BEGIN) == 0)
+        WriteAll(e->file, header, kHeaderSize);
+#endif
     if (close)
         CloseHandle(e->file);
+    if (!conversion->runError)
+        ReportFiles(e, conversion);
     e->file = INVALID_HANDLE_VALUE;
     e->begun = false;
     return 1;

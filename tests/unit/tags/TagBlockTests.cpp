@@ -31,22 +31,6 @@ TEST(TagBlockTest, DocumentedLayout) {
     EXPECT_EQ(one.SerializeNarrow(), Bytes({1, 0, 0, 0, 9, 0, 0, 0, 0xC3, 0xA9, 0, 0, 7}));
 }
 
-TEST(TagBlockTest, WellFormedOnlyWhenEveryRecordEndsExactly) {
-    const std::vector<uint8_t> block = Sample().Serialize();
-    EXPECT_TRUE(TagBlockIsWellFormed(block.data(), block.size()));
-    EXPECT_TRUE(TagBlockIsWellFormed("\0\0\0\0", 4)); // the empty list
-    for (size_t cut = 0; cut < block.size(); ++cut)
-        EXPECT_FALSE(TagBlockIsWellFormed(block.data(), cut)) << cut;
-    std::vector<uint8_t> longer = block;
-    longer.push_back(0);
-    EXPECT_FALSE(TagBlockIsWellFormed(longer.data(), longer.size()));
-    // Text that is not a tag block: a plausible count, then garbage lengths.
-    const char text[] = "title=Hello\nartist=Someone\n";
-    EXPECT_FALSE(TagBlockIsWellFormed(text, sizeof text - 1));
-    // A record whose name is empty.
-    EXPECT_FALSE(TagBlockIsWellFormed(Bytes({1, 0, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0}).data(), 12));
-}
-
 // Every cut of a block keeps a prefix of its entries; only the last may be incomplete.
 TEST(TagBlockTest, EveryTruncationKeepsTheEntriesBeforeTheCut) {
     const IDTagSet full = Sample();

@@ -3,8 +3,8 @@
 // tag writer ("IDTags") when the decoder offers it.
 #include "files/PathText.h"
 #include "plugins/clTwDecoder.h"
-#include "sdk/check/Checks.h"
 #include "tags/IDTagSet.h"
+#include "tools/plugin-check/Checks.h"
 
 #include <algorithm>
 
@@ -20,7 +20,12 @@ struct Decoded {
     uint64_t handedBack = 0;
     std::vector<uint8_t> audio; // kept only when asked for
     IDTagSet tags;
+    WmWaveFormat format{};
 };
+
+// How a decode is judged: a sample must decode whole; a repeat only measures memory; a damaged
+// copy may be refused, with a reason, at any block.
+enum class Mode { Sample, Repeat, Damaged };
 
 StringList Claims(clTwDecoder& decoder, Report& report) {
     StringList extensions;
@@ -92,25 +97,32 @@ void CheckOpenRecord(const DecodeOpenInfo& info, Report& report) {
             report.Violation("open-second", "the second data block is damaged: " + problem);
 }
 
-// One block against the rules; false ends the decode.
+// One block against the rules; false ends the decode, since what follows a broken block would
+// only repeat its fault.
 bool CheckBlock(const AudioBlockInfo& block, const DecodeOpenInfo& info, uint64_t before,
                 Report& report) {
     const std::string at = "the block at byte " + std::to_string(before);
-    if (block.length && !block.data)
+    if (block.length && !block.data) {
         report.Violation("block-null", at + " has " + std::to_string(block.length) +
                                            " bytes but no data pointer");
-    const uint32_t frame = std::max<uint16_t>(info.format.blockAlign, 1);
-    if (block.length % frame)
-        report.Violation("block-frames", at + " has " + std::to_string(block.length) +
-                                             " bytes, not whole " + std::to_string(frame) +
-                                             "-byte frames: the host fails the run on it");
+        return false;
+    }
+    if (const TornBlock torn = TornBlockOutcome(block); torn != TornBlock::Whole) {
+        report.Violation("block-frames",
+                         at + " has " + std::to_string(block.length) + " bytes, not whole " +
+                             std::to_string(FrameBytes(block.format)) + "-byte frames" +
+                             (block.endOfStream ? " (it carries the end flag)" : "") + ": " +
+                             TornBlockConsequence(torn) +
+                             "; deliver whole frames and drop a partial one at the end");
+        return false;
+    }
     if (!SameFormat(block.format, info.format))
         report.Violation("block-format", at + " carries another format than \"Open\" reported");
-    if (block.msPosition != BytesToMs(before, info.format))
+    if (block.msPosition != ExpectedPositionMs(before, info.format))
         report.Violation("block-position",
                          at + " is positioned at " + std::to_string(block.msPosition) +
                              " ms; the bytes before it make " +
-                             std::to_string(BytesToMs(before, info.format)) + " ms");
+                             std::to_string(ExpectedPositionMs(before, info.format)) + " ms");
     if (block.msDuration != BytesToMs(block.length, info.format))
         report.Violation("block-duration", at + " gives msDuration " +
                                                std::to_string(block.msDuration) +
@@ -120,11 +132,53 @@ bool CheckBlock(const AudioBlockInfo& block, const DecodeOpenInfo& info, uint64_
                          "the end flag came on a block that carries audio: the host takes the "
                          "progress from a block's start, so end with an empty block positioned at "
                          "the end or the progress stops short of 100 %");
-    return !block.length || block.data;
+    return true;
 }
 
-bool DecodeBlocks(clTwDecoder& decoder, const DecodeOpenInfo& info, Decoded& out, bool keepAudio,
+// A block call that wrote past a buffer's end without crashing leaves the heap damaged.
+bool HeapStillSound(uint64_t before, Report& report) {
+    if (HeapsAreSound())
+        return true;
+    report.Violation("heap", "the heap is damaged after \"DecodeBlock\" of the block at byte " +
+                                 std::to_string(before) +
+                                 ": it wrote past the end of a buffer (one sized for another "
+                                 "format, or a fixed size, than the sample's?); the host would "
+                                 "crash or corrupt memory");
+    return false;
+}
+
+// Audio beyond this many times the announced length means the stream never ends.
+constexpr uint64_t kOverrunFactor = 4;
+
+bool EndsInTime(const DecodeOpenInfo& info, const Decoded& out, uint32_t emptyInARow,
+                Report& report) {
+    if (emptyInARow > kMaxEmptyInARow) {
+        report.Violation("stalls", "more than " + std::to_string(kMaxEmptyInARow) +
+                                       " empty blocks in a row without the end flag: the host "
+                                       "waits for the end flag forever, so the run never ends");
+        return false;
+    }
+    if (info.byteLength && out.bytes > info.byteLength * kOverrunFactor) {
+        report.Violation("no-end", "delivered " + std::to_string(out.bytes) +
+                                       " bytes of a stream announced as " +
+                                       std::to_string(info.byteLength) +
+                                       " without the end flag: the host stops only at the end "
+                                       "flag, so the run never ends");
+        return false;
+    }
+    return true;
+}
+
+// A refusal of damaged input is right when it says why.
+void NoteRefusal(const std::string& what, const std::string& reason, Report& report) {
+    report.Note(what + (reason.empty() ? " (no reason in \"LastError\": the host's error line "
+                                         "would not say why)"
+                                       : reason));
+}
+
+bool DecodeBlocks(clTwDecoder& decoder, const DecodeOpenInfo& info, Decoded& out, Mode mode,
                   Report& report) {
+    const bool keepAudio = mode != Mode::Repeat;
     uint32_t emptyInARow = 0;
     for (;;) {
         AudioBlockInfo block{};
@@ -132,6 +186,13 @@ bool DecodeBlocks(clTwDecoder& decoder, const DecodeOpenInfo& info, Decoded& out
         {
             CallGuard guard("DecodeBlock");
             ok = decoder.DecodeBlock(&block);
+        }
+        if (keepAudio && !HeapStillSound(out.bytes, report))
+            return false;
+        if (!ok && mode == Mode::Damaged) {
+            NoteRefusal("\"DecodeBlock\" refused it at byte " + std::to_string(out.bytes),
+                        Reason(decoder, report), report);
+            return false;
         }
         if (!ok) {
             report.Violation("decode-failed", "\"DecodeBlock\" failed at byte " +
@@ -146,34 +207,20 @@ bool DecodeBlocks(clTwDecoder& decoder, const DecodeOpenInfo& info, Decoded& out
                              static_cast<const uint8_t*>(block.data) + block.length);
         out.bytes += block.length;
         out.handedBack += block.length;
-        emptyInARow = block.length ? 0 : emptyInARow + 1;
+        emptyInARow = IsEmptyBlock(block) ? emptyInARow + 1 : 0;
         if (block.endOfStream)
             break;
-        if (emptyInARow > kMaxEmptyInARow) {
-            report.Violation("stalls", "more than " + std::to_string(kMaxEmptyInARow) +
-                                           " empty blocks in a row without the end flag");
+        if (!EndsInTime(info, out, emptyInARow, report))
             return false;
-        }
     }
-    if (info.byteLength && out.bytes != info.byteLength)
+    if (mode != Mode::Damaged && info.byteLength && out.bytes != info.byteLength)
         report.Violation("byte-total", "the blocks hold " + std::to_string(out.bytes) +
                                            " bytes; \"Open\" announced byteLength " +
                                            std::to_string(info.byteLength));
     return true;
 }
 
-// Open, every block, close, then one more block, which a closed decoder must refuse.
-bool DecodeFile(clTwDecoder& decoder, const String& path, Decoded& out, bool keepAudio,
-                Report& report) {
-    DecodeOpenInfo info;
-    if (!OpenFile(decoder, path, info)) {
-        report.Violation("open-sample",
-                         "\"Open\" of " + Quoted(path) + " failed" + Reason(decoder, report));
-        return false;
-    }
-    CheckOpenRecord(info, report);
-    out.tags.Deserialize(info.tagData, info.tagSize);
-    const bool decoded = DecodeBlocks(decoder, info, out, keepAudio, report);
+void CloseDecoder(clTwDecoder& decoder, Report& report) {
     ConversionInfo conversion{};
     {
         CallGuard guard("Close");
@@ -185,17 +232,36 @@ bool DecodeFile(clTwDecoder& decoder, const String& path, Decoded& out, bool kee
     if (decoder.DecodeBlock(&after))
         report.Violation("after-close", "\"DecodeBlock\" after \"Close\" returned non-zero: a "
                                         "closed decoder must answer 0");
+}
+
+// Open, every block, close, then one more block, which a closed decoder must refuse.
+bool DecodeFile(clTwDecoder& decoder, const String& path, Decoded& out, Mode mode, Report& report) {
+    DecodeOpenInfo info;
+    if (!OpenFile(decoder, path, info)) {
+        if (mode == Mode::Damaged)
+            NoteRefusal("\"Open\" refused it", Reason(decoder, report), report);
+        else
+            report.Violation("open-sample",
+                             "\"Open\" of " + Quoted(path) + " failed" + Reason(decoder, report));
+        return false;
+    }
+    CheckOpenRecord(info, report);
+    out.tags.Deserialize(info.tagData, info.tagSize);
+    out.format = info.format;
+    const bool decoded = DecodeBlocks(decoder, info, out, mode, report);
+    CloseDecoder(decoder, report);
     return decoded;
 }
 
 // Users run converters side by side, and the tag writer's instance lives beside the run's: two
 // instances decoding the sample at once, block by block in turn, must each give the audio whole.
 void CheckTwoInstances(const CheckJob& job, const Decoded& original, Report& report) {
+    const String& sample = job.samples.front();
     clTwDecoder decoders[2];
     DecodeOpenInfo info[2];
     for (int i = 0; i < 2; ++i)
         if (!Bind(decoders[i], job.library, "Create", report) ||
-            !OpenFile(decoders[i], job.sample, info[i])) {
+            !OpenFile(decoders[i], sample, info[i])) {
             report.Violation("two-open", "a second instance cannot open the sample while the "
                                          "first has it open: open sources shared for reading");
             return;
@@ -226,9 +292,10 @@ void CheckTwoInstances(const CheckJob& job, const Decoded& original, Report& rep
 // The host's tag writer: a fresh instance, "Decodes", then "Set" with "IDTags" on a finished file.
 void CheckTagWriter(const CheckJob& job, const Decoded& original, Report& report) {
     const String folder = NewWorkFolder("idtags");
-    const String copy = folder + u"tagged" + ExtensionOf(job.sample);
+    const String& sample = job.samples.front();
+    const String copy = folder + u"tagged" + ExtensionOf(sample);
     std::vector<uint8_t> bytes;
-    if (!ReadFileBytes(job.sample, bytes) || !WriteFileBytes(copy, bytes.data(), bytes.size()))
+    if (!ReadFileBytes(sample, bytes) || !WriteFileBytes(copy, bytes.data(), bytes.size()))
         return;
     clTwDecoder writer;
     if (!Bind(writer, job.library, "Create", report))
@@ -249,7 +316,7 @@ void CheckTagWriter(const CheckJob& job, const Decoded& original, Report& report
         return;
     }
     Decoded reread;
-    if (!DecodeFile(writer, copy, reread, true, report))
+    if (!DecodeFile(writer, copy, reread, Mode::Sample, report))
         return;
     if (reread.audio != original.audio)
         report.Violation("idtags-audio", "writing tags through \"IDTags\" changed the audio");
@@ -263,6 +330,81 @@ void CheckTagWriter(const CheckJob& job, const Decoded& original, Report& report
                                            "non-zero");
     else
         report.Passed("tags written through \"IDTags\" read back, audio unchanged");
+}
+
+// The copies of a sample a real decoder meets sooner or later: an empty file, a file cut
+// mid-frame, a file whose last bytes are zeros. Each may be refused with a reason; what is
+// decoded must keep the rules, and zeros are silence, not the end of the stream.
+void CheckDamagedCopies(clTwDecoder& decoder, const String& sample, const Decoded& original,
+                        Report& report) {
+    std::vector<uint8_t> bytes;
+    if (!ReadFileBytes(sample, bytes) || bytes.empty())
+        return;
+    const String folder = NewWorkFolder("copies"), ext = ExtensionOf(sample);
+    const size_t cutBy =
+        std::min<size_t>(bytes.size(), std::max<size_t>(original.format.blockAlign / 2, 1));
+    const size_t zeros = std::min<size_t>(bytes.size() / 4, 4096);
+    std::vector<uint8_t> zeroed = bytes;
+    std::fill(zeroed.end() - static_cast<std::ptrdiff_t>(zeros), zeroed.end(), uint8_t{0});
+    const struct {
+        std::string label;
+        String name;
+        std::vector<uint8_t> bytes;
+    } copies[] = {
+        {"a 0-byte copy of the sample", u"empty", {}},
+        {"a copy of the sample cut mid-frame", u"cut",
+         std::vector<uint8_t>(bytes.begin(), bytes.end() - static_cast<std::ptrdiff_t>(cutBy))},
+        {"a copy of the sample with its last " + std::to_string(zeros) + " bytes zeroed", u"zeroed",
+         zeroed}};
+    for (const auto& copy : copies) {
+        const String path = folder + copy.name + ext;
+        WriteFileBytes(path, copy.bytes.data(), copy.bytes.size());
+        ReportContext context(report, copy.label);
+        Decoded out;
+        // Zeros hit audio only in a file at least as large as its audio (plain PCM).
+        const bool plainPcm = bytes.size() >= original.bytes;
+        if (DecodeFile(decoder, path, out, Mode::Damaged, report) && copy.name == u"zeroed" &&
+            plainPcm && out.bytes != original.bytes)
+            report.Violation("zeroed-length", "it decodes to " + std::to_string(out.bytes) +
+                                                  " bytes, the sample to " +
+                                                  std::to_string(original.bytes) +
+                                                  ": zeros are silence, not the end of the stream");
+    }
+    report.Passed("damaged copies of the sample (empty, cut mid-frame, zeroed end)");
+}
+
+// One sample, decoded whole: its extension must be one the decoder claims.
+bool DecodeSample(clTwDecoder& decoder, const String& sample, const StringList& extensions,
+                  Decoded& out, Report& report) {
+    const String ext = ExtensionOf(sample);
+    if (std::none_of(extensions.begin(), extensions.end(),
+                     [&](const String& e) { return EqualsNoCase(e, ext); }))
+        report.Violation("sample-extension", "does not claim " + Quoted(ext) +
+                                                 ", the sample's extension: the host would not "
+                                                 "choose it for that file");
+    if (!DecodeFile(decoder, sample, out, Mode::Sample, report))
+        return false;
+    report.Passed("decoded " + std::to_string(out.bytes) + " bytes of " + Describe(out.format) +
+                  " from " + Quoted(sample));
+    return true;
+}
+
+// Leaks, two instances at once and the tag writer, all on the first sample.
+void CheckAcrossRuns(clTwDecoder& decoder, const CheckJob& job, const Decoded& first,
+                     Report& report) {
+    uint64_t grown = 0;
+    if (GrowsWithAudio(
+            [&] {
+                Decoded again;
+                DecodeFile(decoder, job.samples.front(), again, Mode::Repeat, report);
+                return again.handedBack;
+            },
+            &grown))
+        report.Violation("leak", "memory grew by " + std::to_string(grown >> 10) +
+                                     " KB over repeated decodes: the blocks handed back are not "
+                                     "freed (reuse one buffer; free it in \"Close\")");
+    CheckTwoInstances(job, first, report);
+    CheckTagWriter(job, first, report);
 }
 
 } // namespace
@@ -279,33 +421,24 @@ void CheckDecoder(const CheckJob& job, Report& report) {
         return;
     }
     CheckRefusals(decoder, extensions.front(), report);
-    if (job.sample.empty()) {
+    if (job.samples.empty()) {
         report.Note("no sample file given: open, blocks, close and \"IDTags\" were not driven");
         return;
     }
-    const String ext = ExtensionOf(job.sample);
-    if (std::none_of(extensions.begin(), extensions.end(),
-                     [&](const String& e) { return EqualsNoCase(e, ext); }))
-        report.Violation("sample-extension", "does not claim " + Quoted(ext) +
-                                                 ", the sample's extension: the host would not "
-                                                 "choose it for that file");
-    Decoded first;
-    if (!DecodeFile(decoder, job.sample, first, true, report))
+    CheckCommunicate(decoder, u"BeforeOpen", report);
+    std::vector<Decoded> decoded(job.samples.size());
+    bool sound = true;
+    for (size_t i = 0; i < job.samples.size(); ++i)
+        sound = DecodeSample(decoder, job.samples[i], extensions, decoded[i], report) && sound;
+    for (const char16_t* stage : {u"BeforeEncoding", u"EndEncoding", u"AfterConversion"})
+        CheckCommunicate(decoder, stage, report);
+    if (!sound) {
+        report.Note("damaged copies, leaks, two instances at once and \"IDTags\" were not "
+                    "checked: the decode of a sample already broke a rule");
         return;
-    report.Passed("decoded " + std::to_string(first.bytes) + " bytes of " + Quoted(job.sample));
-    uint64_t grown = 0;
-    if (GrowsWithAudio(
-            [&] {
-                Decoded again;
-                DecodeFile(decoder, job.sample, again, false, report);
-                return again.handedBack;
-            },
-            &grown))
-        report.Violation("leak", "memory grew by " + std::to_string(grown >> 10) +
-                                     " KB over repeated decodes: the blocks handed back are not "
-                                     "freed (reuse one buffer; free it in \"Close\")");
-    CheckTwoInstances(job, first, report);
-    CheckTagWriter(job, first, report);
+    }
+    CheckDamagedCopies(decoder, job.samples.front(), decoded.front(), report);
+    CheckAcrossRuns(decoder, job, decoded.front(), report);
 }
 
 } // namespace wm::check

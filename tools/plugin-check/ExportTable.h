@@ -2,7 +2,7 @@
 // of plug-in its exports make it.
 #pragma once
 
-#include "sdk/check/CheckSupport.h"
+#include "tools/plugin-check/CheckSupport.h"
 
 #include <windows.h>
 

@@ -1,10 +1,10 @@
-// plugin-check.exe <plug-in DLL> [sample file] [-settings=<effect settings>]
+// plugin-check.exe <plug-in DLL> [sample file ...] [-settings=<effect settings>]
 //                  [-options=<encoder command line>]
 // Loads one decoder, encoder or DSP effect the way Wavemill does, without converting anything,
 // drives its entry points in the documented order and prints every violation in plain words.
 // Exit status: 0 no violation, 1 violations, 2 wrong arguments.
-#include "sdk/check/Checks.h"
-#include "sdk/check/ExportTable.h"
+#include "tools/plugin-check/Checks.h"
+#include "tools/plugin-check/ExportTable.h"
 
 #include <windows.h>
 
@@ -16,11 +16,14 @@ using namespace wm::check;
 namespace {
 
 constexpr const char* kUsage =
-    "usage: plugin-check.exe <plug-in DLL> [sample file] [-settings=<effect settings>] "
+    "usage: plugin-check.exe <plug-in DLL> [sample file ...] [-settings=<effect settings>] "
     "[-options=<encoder command line>]\n"
-    "  A decoder is driven on the sample file (a file of its own format); an encoder and an\n"
-    "  effect on generated 44100 Hz 16-bit stereo audio.\n";
+    "  A decoder is driven on each sample file (files of its own format; give one beyond 16-bit\n"
+    "  stereo too) and on copies it derives from the first; an encoder on generated 44100 Hz\n"
+    "  16-bit stereo audio; an effect on generated audio of 8 to 32 bits, 1 to 8 channels and\n"
+    "  8 to 192 kHz.\n";
 
+// False, with the reason printed, for arguments the validator does not take.
 bool ParseArguments(int argc, wchar_t** argv, CheckJob& job) {
     for (int i = 1; i < argc; ++i) {
         const String arg = reinterpret_cast<const char16_t*>(argv[i]);
@@ -28,12 +31,13 @@ bool ParseArguments(int argc, wchar_t** argv, CheckJob& job) {
             job.settings = arg.substr(10);
         else if (StartsWithNoCase(arg, u"-options="))
             job.options = arg.substr(9);
-        else if (job.library.empty())
-            job.library = arg;
-        else if (job.sample.empty())
-            job.sample = arg;
-        else
+        else if (!arg.empty() && (arg[0] == u'-' || arg[0] == u'/')) {
+            std::fprintf(stderr, "plugin-check: unknown argument %s\n", Narrow(arg).c_str());
             return false;
+        } else if (job.library.empty())
+            job.library = arg;
+        else
+            job.samples.push_back(arg);
     }
     return !job.library.empty();
 }

@@ -1,4 +1,4 @@
-#include "sdk/check/ExportTable.h"
+#include "tools/plugin-check/ExportTable.h"
 
 #include "plugins/clTwDSP.h"
 #include "plugins/clTwDecoder.h"

@@ -1,6 +1,7 @@
-#include "sdk/check/CheckSupport.h"
+#include "tools/plugin-check/CheckSupport.h"
 
 #include "tags/IDTagSet.h"
+#include "text/WaveFormat.h"
 
 #include <windows.h>
 
@@ -9,6 +10,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 namespace wm::check {
@@ -16,8 +18,20 @@ namespace wm::check {
 namespace {
 
 const char* g_call = nullptr;
+const char* g_lastCall = nullptr; // the plug-in call that returned last
 Report* g_report = nullptr;
 std::vector<String> g_folders;
+
+[[noreturn]] void ReportAndEnd(const char* text) {
+    if (g_report)
+        g_report->Violation("crash", text);
+    std::printf("%d violation%s\n", g_report ? g_report->Violations() : 1,
+                g_report && g_report->Violations() == 1 ? "" : "s");
+    std::fflush(stdout);
+    // Nothing more can be trusted after a crash caused by the plug-in.
+    ::TerminateProcess(::GetCurrentProcess(), 1);
+    std::abort();
+}
 
 LONG CALLBACK OnException(EXCEPTION_POINTERS* info) {
     const DWORD code = info->ExceptionRecord->ExceptionCode;
@@ -30,12 +44,25 @@ LONG CALLBACK OnException(EXCEPTION_POINTERS* info) {
     char text[160];
     std::snprintf(text, sizeof text, "the plug-in crashed in %s (exception 0x%08lX)", g_call,
                   static_cast<unsigned long>(code));
-    if (g_report)
-        g_report->Violation("crash", text);
-    std::printf("%d violation%s\n", g_report ? g_report->Violations() : 1,
-                g_report && g_report->Violations() == 1 ? "" : "s");
-    std::fflush(stdout);
-    // Nothing more can be trusted after a crash inside the plug-in.
+    ReportAndEnd(text);
+    return EXCEPTION_CONTINUE_SEARCH;
+}
+
+// A crash outside any plug-in call follows damage a call left behind, such as a heap block
+// written past its end, which the heap notices only at its next use.
+// The heap may be what is damaged, so nothing here allocates: the lines go straight out.
+LONG CALLBACK OnUnhandled(EXCEPTION_POINTERS* info) {
+    char text[400];
+    const int n = std::snprintf(
+        text, sizeof text,
+        "FAIL  plugin-check crashed (exception 0x%08lX) after %s returned: the plug-in damaged "
+        "memory that is used later (a write past the end of a buffer?); the host would crash "
+        "or corrupt audio the same way\n%d violation%s\n",
+        static_cast<unsigned long>(info->ExceptionRecord->ExceptionCode),
+        g_lastCall ? g_lastCall : "the plug-in's last call",
+        g_report ? g_report->Violations() + 1 : 1, g_report && g_report->Violations() ? "s" : "");
+    DWORD written = 0;
+    ::WriteFile(::GetStdHandle(STD_OUTPUT_HANDLE), text, static_cast<DWORD>(n), &written, nullptr);
     ::TerminateProcess(::GetCurrentProcess(), 1);
     return EXCEPTION_CONTINUE_SEARCH;
 }
@@ -47,15 +74,22 @@ void Print(const char* tag, const std::string& text) {
 
 } // namespace
 
+std::string Report::InContext(const std::string& text) const {
+    return context_.empty() ? text : "with " + context_ + ": " + text;
+}
+
 void Report::Violation(const std::string& rule, const std::string& text) {
-    if (!rules_.insert(rule).second)
+    // Broken already outside any context: found again in one, it only repeats itself.
+    if (!context_.empty() && rules_.count("/" + rule))
+        return;
+    if (!rules_.insert(context_ + "/" + rule).second)
         return;
     ++violations_;
-    Print("FAIL", text);
+    Print("FAIL", InContext(text));
 }
 
 void Report::Note(const std::string& text) {
-    Print("note", text);
+    Print("note", InContext(text));
 }
 
 void Report::Passed(const std::string& text) {
@@ -67,17 +101,28 @@ CallGuard::CallGuard(const char* call) : previous_(g_call) {
 }
 
 CallGuard::~CallGuard() {
+    g_lastCall = g_call;
     g_call = previous_;
 }
 
 void InstallCrashReport(Report& report) {
     g_report = &report;
     ::AddVectoredExceptionHandler(1, OnException);
+    ::SetUnhandledExceptionFilter(OnUnhandled);
 }
 
 void* HostContext() {
     static void* page = ::VirtualAlloc(nullptr, 4096, MEM_RESERVE | MEM_COMMIT, PAGE_NOACCESS);
     return page;
+}
+
+bool HeapsAreSound() {
+    HANDLE heaps[256];
+    const DWORD count = std::min<DWORD>(::GetProcessHeaps(256, heaps), 256);
+    for (DWORD i = 0; i < count; ++i)
+        if (!::HeapValidate(heaps[i], 0, nullptr))
+            return false;
+    return true;
 }
 
 uint64_t CommittedBytes() {
@@ -162,6 +207,18 @@ bool FileIsClosed(const String& path) {
     return true;
 }
 
+bool FileExists(const String& path) {
+    return ::GetFileAttributesW(reinterpret_cast<const wchar_t*>(path.c_str())) !=
+           INVALID_FILE_ATTRIBUTES;
+}
+
+String ProgramFolder() {
+    wchar_t path[MAX_PATH * 4];
+    const DWORD n = ::GetModuleFileNameW(nullptr, path, MAX_PATH * 4);
+    String folder(reinterpret_cast<const char16_t*>(path), n);
+    return folder.substr(0, folder.find_last_of(u'\\') + 1);
+}
+
 std::vector<String> FilesIn(const String& folder) {
     std::vector<String> names;
     WIN32_FIND_DATAW found;
@@ -177,55 +234,6 @@ std::vector<String> FilesIn(const String& folder) {
     return names;
 }
 
-std::string FormatProblem(const WmWaveFormat& f) {
-    const bool extensible = f.formatTag == WM_FORMAT_EXTENSIBLE;
-    if (f.formatTag != WM_FORMAT_PCM && f.formatTag != WM_FORMAT_IEEE_FLOAT && !extensible)
-        return "formatTag " + std::to_string(f.formatTag) +
-               " is not PCM (1), float (3) or "
-               "extensible (0xFFFE)";
-    if (f.channels == 0 || f.samplesPerSec == 0 || f.bitsPerSample == 0)
-        return "channels, samplesPerSec and bitsPerSample must not be 0";
-    if (f.blockAlign != f.channels * ((f.bitsPerSample + 7) / 8))
-        return "blockAlign " + std::to_string(f.blockAlign) + " is not channels x bytes per sample";
-    if (f.avgBytesPerSec != f.samplesPerSec * f.blockAlign)
-        return "avgBytesPerSec " + std::to_string(f.avgBytesPerSec) +
-               " is not samplesPerSec x blockAlign (the host turns bytes into time with it)";
-    if (extensible && (f.cbSize != 22 || f.validBitsPerSample > f.bitsPerSample))
-        return "an extensible format needs cbSize 22 and validBitsPerSample <= bitsPerSample";
-    return {};
-}
-
-std::string TagBlockProblem(const void* data, uint32_t size) {
-    const auto* p = static_cast<const uint8_t*>(data);
-    if (!p || size < 4)
-        return "a tag block needs at least its 4-byte entry count";
-    uint32_t count = 0, at = 4;
-    std::memcpy(&count, p, 4);
-    for (uint32_t i = 0; i < count; ++i) {
-        uint32_t length = 0;
-        if (size - at < 4)
-            return "the tag block ends before entry " + std::to_string(i + 1) + " of " +
-                   std::to_string(count);
-        std::memcpy(&length, p + at, 4);
-        if (length < 8 || length > size - at)
-            return "entry " + std::to_string(i + 1) + "'s length runs past the tag block";
-        at += length;
-    }
-    if (at != size)
-        return "the tag block's size is " + std::to_string(size) + " bytes, its entries fill " +
-               std::to_string(at);
-    return {};
-}
-
-bool SameFormat(const WmWaveFormat& a, const WmWaveFormat& b) {
-    const size_t meaningful = a.formatTag == WM_FORMAT_EXTENSIBLE ? sizeof a : 16;
-    return std::memcmp(&a, &b, meaningful) == 0;
-}
-
-uint64_t BytesToMs(uint64_t bytes, const WmWaveFormat& f) {
-    return bytes * 1000 / (f.avgBytesPerSec ? f.avgBytesPerSec : 1);
-}
-
 WmWaveFormat CheckFormat() {
     WmWaveFormat f{};
     f.formatTag = WM_FORMAT_PCM;
@@ -238,14 +246,83 @@ WmWaveFormat CheckFormat() {
 }
 
 std::vector<uint8_t> SineAudio(uint32_t ms) {
-    const uint32_t frames = 44100 * ms / 1000;
-    std::vector<uint8_t> pcm(size_t{frames} * 4);
-    for (uint32_t i = 0; i < frames; ++i) {
-        const auto v = static_cast<int16_t>(12000 * std::sin(i * 2 * 3.14159265 * 441 / 44100));
-        for (int c = 0; c < 2; ++c)
-            std::memcpy(&pcm[size_t{i} * 4 + c * 2], &v, 2);
+    return SineAudio(CheckFormat(), ms);
+}
+
+WmWaveFormat MakeFormat(uint16_t channels, uint32_t rate, uint16_t bits, bool isFloat) {
+    WaveFormat format = WaveFormat::Pcm(channels, rate, bits, isFloat);
+    if (channels > 2 || bits > 16)
+        format.ToExtensible();
+    return format.AsRecord();
+}
+
+std::string Describe(const WmWaveFormat& f) {
+    const bool isFloat = WaveFormat(f).EffectiveTag() == WaveFormat::kTagFloat;
+    return std::to_string(f.bitsPerSample) + "-bit" + (isFloat ? " float " : " ") +
+           std::to_string(f.channels) + "-channel " + std::to_string(f.samplesPerSec) + " Hz";
+}
+
+namespace {
+
+// One sample of `bytes` bytes from v in -1..1: unsigned 8-bit, signed little-endian, or float.
+void PutSample(uint8_t* at, uint32_t bytes, bool isFloat, double v) {
+    if (isFloat) {
+        const auto f = static_cast<float>(v);
+        std::memcpy(at, &f, 4);
+        return;
+    }
+    const double scale = std::ldexp(1.0, static_cast<int>(bytes * 8 - 1)) - 1;
+    auto n = static_cast<int64_t>(std::lround(v * scale));
+    if (bytes == 1)
+        n += 128;
+    for (uint32_t b = 0; b < bytes; ++b)
+        at[b] = static_cast<uint8_t>(static_cast<uint64_t>(n) >> (8 * b));
+}
+
+double GetSample(const uint8_t* at, uint32_t bytes, bool isFloat) {
+    if (isFloat) {
+        float f = 0;
+        std::memcpy(&f, at, 4);
+        return f;
+    }
+    uint64_t n = 0;
+    for (uint32_t b = 0; b < bytes; ++b)
+        n |= uint64_t{at[b]} << (8 * b);
+    const int shift = static_cast<int>(64 - bytes * 8);
+    int64_t value =
+        bytes == 1 ? static_cast<int64_t>(n) - 128 : static_cast<int64_t>(n << shift) >> shift;
+    return static_cast<double>(value) / std::ldexp(1.0, static_cast<int>(bytes * 8 - 1));
+}
+
+bool IsFloat(const WmWaveFormat& f) {
+    return WaveFormat(f).EffectiveTag() == WaveFormat::kTagFloat;
+}
+
+} // namespace
+
+std::vector<uint8_t> SineAudio(const WmWaveFormat& f, uint32_t ms) {
+    const uint32_t bytes = f.bitsPerSample / 8;
+    const uint64_t frames = uint64_t{f.samplesPerSec} * ms / 1000;
+    std::vector<uint8_t> pcm(static_cast<size_t>(frames * f.blockAlign));
+    for (uint64_t i = 0; i < frames; ++i) {
+        const double v =
+            0.36 * std::sin(static_cast<double>(i) * 2 * 3.14159265 * 441 / f.samplesPerSec);
+        for (uint32_t c = 0; c < f.channels; ++c)
+            PutSample(&pcm[static_cast<size_t>(i * f.blockAlign + c * bytes)], bytes, IsFloat(f),
+                      v);
     }
     return pcm;
+}
+
+std::vector<double> SampleValues(const std::vector<uint8_t>& audio, const WmWaveFormat& f) {
+    const uint32_t bytes = f.bitsPerSample / 8;
+    const bool isFloat = IsFloat(f);
+    if (f.bitsPerSample % 8 || bytes < 1 || bytes > 4 || (isFloat && bytes != 4))
+        return {};
+    std::vector<double> values(audio.size() / bytes);
+    for (size_t i = 0; i < values.size(); ++i)
+        values[i] = GetSample(&audio[i * bytes], bytes, isFloat);
+    return values;
 }
 
 std::vector<uint32_t> BlockSizes(uint32_t total, uint32_t frame) {

@@ -2,8 +2,8 @@
 // in blocks of varied whole-frame sizes ending with an empty block, the written file, a call
 // after the end, and the clean-up of a failed run.
 #include "plugins/clTwEncoder.h"
-#include "sdk/check/Checks.h"
 #include "tags/IDTagSet.h"
+#include "tools/plugin-check/Checks.h"
 
 #include <algorithm>
 
@@ -92,13 +92,17 @@ bool Encode(clTwEncoder& encoder, Conversion& c, const std::vector<uint8_t>& aud
             return false;
         }
     }
+    CheckCommunicate(encoder, u"BeforeEncoding", report);
     uint64_t at = 0;
     std::vector<uint32_t> sizes = BlockSizes(static_cast<uint32_t>(audio.size()), 4);
-    sizes.push_back(0); // the host ends with an empty block carrying the end flag
+    // The host ends with an empty block carrying the end flag; its data pointer is null when an
+    // effect is in the chain, so it is sent null here.
+    sizes.push_back(0);
     for (size_t i = 0; i < sizes.size(); ++i) {
         AudioBlockInfo block = BlockAt(audio, at, sizes[i], c.format);
         block.endOfStream = i + 1 == sizes.size();
-        CallGuard guard("ENC_EncodeBlock");
+        CallGuard guard(sizes[i] ? "ENC_EncodeBlock"
+                                 : "ENC_EncodeBlock of the empty last block (null data)");
         if (!encoder.EncodeBlock(&block)) {
             report.Violation("encode",
                              "\"ENC_EncodeBlock\" refused " +
@@ -110,6 +114,7 @@ bool Encode(clTwEncoder& encoder, Conversion& c, const std::vector<uint8_t>& aud
         }
         at += sizes[i];
     }
+    CheckCommunicate(encoder, u"EndEncoding", report);
     return true;
 }
 
@@ -135,6 +140,14 @@ std::vector<String> Reported(const Conversion& c) {
 }
 
 void CheckWrittenFiles(const Conversion& c, Report& report) {
+    if (c.info.secondData || c.info.secondSize)
+        if (std::string problem = TagBlockProblem(c.info.secondData, c.info.secondSize);
+            !problem.empty())
+            report.Violation("second-block", "the second block handed back by "
+                                             "\"ENC_EndConversion\" (the files written) is "
+                                             "damaged: " +
+                                                 problem +
+                                                 "; the host reads the output names from it");
     std::vector<uint8_t> bytes;
     if (!ReadFileBytes(c.output, bytes) || bytes.empty())
         report.Violation("output-empty", "nothing was written to the output path the host gave");
@@ -152,6 +165,52 @@ void CheckWrittenFiles(const Conversion& c, Report& report) {
                                                      "outputPath (it may be a temporary name), "
                                                      "or report extra files as \"FileName1\"...");
     }
+}
+
+// Begins a conversion with `commandLine` and ends it as a failed run; false, with the reason,
+// when the encoder refused to begin.
+bool Begins(clTwEncoder& encoder, const CheckJob& job, const String& extension,
+            const String& commandLine, std::string& reason, Report& report) {
+    Conversion c;
+    Prepare(c, NewWorkFolder("encoder-options"), extension, job);
+    c.info.commandLine = commandLine.c_str();
+    {
+        CallGuard guard("ENC_BeginConversion");
+        if (!encoder.BeginConversion(&c.info)) {
+            reason = Reason(encoder, report);
+            return false;
+        }
+    }
+    c.info.runError = 1;
+    uint32_t tagAfterwards = 0;
+    CallGuard guard("ENC_EndConversion");
+    encoder.EndConversion(&c.info, &tagAfterwards);
+    return true;
+}
+
+// A made-up option must be refused with a reason; the host's own that reach every encoder must
+// not be.
+void CheckOptions(clTwEncoder& encoder, const CheckJob& job, const String& extension,
+                  Report& report) {
+    std::string reason;
+    if (Begins(encoder, job, extension, job.options + u" -plugin-check-made-up=\"1\"", reason,
+               report))
+        report.Violation("options-ignored",
+                         "began a conversion with the made-up option -plugin-check-made-up=\"1\": "
+                         "refuse an option you do not know in \"ENC_BeginConversion\", with a "
+                         "reason in \"LastError\", or a user's misspelt option is ignored "
+                         "without a word");
+    else if (reason.empty())
+        report.Violation("options-reason", "refused the made-up option -plugin-check-made-up "
+                                           "without a reason in \"LastError\": the host's error "
+                                           "line would not name it");
+    reason.clear();
+    if (!Begins(encoder, job, extension,
+                job.options + u" -sourceisfloat -help -dspeffect9=\"Echo=1\"", reason, report))
+        report.Violation("options-host",
+                         "refused the options the host passes to every encoder (-sourceisfloat, "
+                         "-help, -dspeffect9=\"Echo=1\")" +
+                             reason + ": they are not yours; ignore them");
 }
 
 // A run that failed midway: the encoder ends with runError 1 and must still close the file.
@@ -184,17 +243,24 @@ void CheckEncoder(const CheckJob& job, Report& report) {
     clTwEncoder encoder;
     if (!Bind(encoder, job.library, "ENC_Create", report))
         return;
-    CheckUnknownValue(encoder, report);
+    CheckUnknownValue(encoder, report,
+                      ": the host asks \"SendRawUnCompressed\" first and takes a yes as a raw "
+                      "take-over, calling only \"ENC_BeginConversion\", so every run would end "
+                      "with status 0 and whatever that call wrote");
     const String extension = AskExtension(encoder, report);
     if (AskRunValues(encoder, job, report))
         return;
+    CheckOptions(encoder, job, extension, report);
     const std::vector<uint8_t> audio = SineAudio(kAudioMs);
     Conversion c;
     Prepare(c, NewWorkFolder("encoder"), extension, job);
     uint32_t tagAfterwards = 0;
+    CheckCommunicate(encoder, u"BeforeOpen", report);
     if (!Encode(encoder, c, audio, report) || !End(encoder, c, &tagAfterwards, report))
         return;
+    CheckCommunicate(encoder, u"AfterConversion", report);
     CheckWrittenFiles(c, report);
+    CheckReadBack(c.output, audio, c.format, report);
     if (tagAfterwards)
         report.Note("asks for tags afterwards: the decoder that reads " + Narrow(extension) +
                     " files must write them through \"IDTags\"");

@@ -1,0 +1,76 @@
+// The three drives: each loads the plug-in the way the host does and calls its entry points in
+// the documented order, reporting every violation.
+#pragma once
+
+#include "text/String.h"
+#include "tools/plugin-check/CheckSupport.h"
+
+#include <vector>
+
+namespace wm::check {
+
+struct CheckJob {
+    String library;              // the plug-in DLL, as typed
+    std::vector<String> samples; // a decoder's sample files, as typed; may be none
+    String settings;             // an effect's settings text
+    String options;              // an encoder's command line
+};
+
+void CheckDecoder(const CheckJob& job, Report& report);
+void CheckEncoder(const CheckJob& job, Report& report);
+void CheckEffect(const CheckJob& job, Report& report);
+// Reads an encoder's output back through the installed decoder of its extension and compares
+// the audio with what was encoded.
+void CheckReadBack(const String& output, const std::vector<uint8_t>& audio,
+                   const WmWaveFormat& format, Report& report);
+
+// Loads the library and creates an instance as the host does; `create` names the entry point.
+template <class Binding>
+bool Bind(Binding& plugin, const String& library, const char* create, Report& report) {
+    CallGuard guard(create);
+    if (plugin.Reload(library) && plugin.CreateInstance(HostContext()))
+        return true;
+    report.Violation("create", std::string("\"") + create + "\" returned no instance");
+    return false;
+}
+
+// Every kind answers 0 for a value name it does not know; `consequence` says what the host
+// makes of a yes.
+template <class Binding>
+void CheckUnknownValue(Binding& plugin, Report& report, const std::string& consequence = {}) {
+    PluginValue value{};
+    CallGuard guard("Get of an unknown value name");
+    if (plugin.Get(u"plugin-check: no such value", &value))
+        report.Violation("unknown-value", "answers a value name it cannot know with non-zero: "
+                                          "answer 0 for every name you do not know" +
+                                              consequence);
+}
+
+// The host asks "Communicate" at a stage until the answer is 0, with no limit of its own.
+constexpr uint32_t kMaxExchanges = 1000;
+template <class Binding>
+void CheckCommunicate(Binding& plugin, const char16_t* stage, Report& report) {
+    for (uint32_t exchange = 0; exchange < kMaxExchanges; ++exchange) {
+        PluginValue value{};
+        value.value1 = exchange;
+        value.value2 = 1;
+        value.pointer1 = const_cast<char16_t*>(stage);
+        CallGuard guard("Get \"Communicate\"");
+        if (!plugin.Get(WM_VALUE_COMMUNICATE, &value))
+            return;
+        value.value2 = 0; // plugin-check carries no requests: every one is answered 0
+        CallGuard result("Set \"CommunicateResult\"");
+        plugin.Set(WM_VALUE_COMMUNICATE_RESULT, &value);
+    }
+    report.Violation("communicate", "answered \"Communicate\" at \"" + Narrow(stage) +
+                                        "\" non-zero " + std::to_string(kMaxExchanges) +
+                                        " times in a row: the host asks until the answer is 0, "
+                                        "with no limit, so the run would never end");
+}
+
+// ": <reason>" from the plug-in's "LastError", or nothing.
+template <class Binding> std::string Reason(Binding& plugin, Report& report) {
+    return ReasonSuffix([&](PluginValue* v) { return plugin.Get(WM_VALUE_LAST_ERROR, v); }, report);
+}
+
+} // namespace wm::check
