@@ -68,6 +68,7 @@ class TwWavemill : private FlowHost {
     void Finish();
     bool EndEncoding();
     void AfterConversion();
+    void ReportPluginInformation();
     void ReleaseRendered();
     void Report();
     String Summary() const;

@@ -1,5 +1,6 @@
 #include "bundled/mp3_encoder/Mp3Options.h"
 
+#include "bundled/codec/HostOptions.h"
 #include "converter/OptionStore.h"
 
 #include <cstdlib>
@@ -48,6 +49,12 @@ bool ApplyMp3Options(StringView commandLine, lame_global_flags* lame, String& er
     for (size_t i = 0; i < store.Count(); ++i) {
         const String& name = store.NameAt(i);
         const String& value = store.ValueAt(i);
+        if (const codec::HostOption host = codec::ClassifyHostOption(name);
+            host != codec::HostOption::NotOurs) {
+            if (host == codec::HostOption::Effect)
+                return error = u"-" + name + u": " + codec::kEffectOptionReason, false;
+            continue;
+        }
         double v = 0;
         bool ok = true;
         if (name == u"b") {

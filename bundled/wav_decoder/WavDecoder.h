@@ -1,6 +1,7 @@
 // One decoder instance: an open wave file delivered as PCM blocks straight from the file.
 #pragma once
 
+#include "bundled/codec/PluginSupport.h"
 #include "bundled/wav/WaveHeaderParser.h"
 #include "bundled/win/Win32File.h"
 
@@ -28,6 +29,7 @@ class WavDecoder {
 
     Win32File file_;
     wav::LastWaveError lastError_;
+    codec::InformationLines information_; // kept past Close for the host's question at the end
     wav::WaveLayout layout_;
     uint64_t delivered_ = 0; // data bytes handed out so far
     std::unique_ptr<uint8_t[]> buffer_;

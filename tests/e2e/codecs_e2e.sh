@@ -51,6 +51,19 @@ for field in 'TITLE=Tëst Title' 'ARTIST=An Artist' 'ALBUMARTIST=Various' 'TRACK
 done
 check "metaflac lists a seek table with points at 0 and 10 s" \
     grep -qzP 'sample_number=0,.*\n.*sample_number=43[0-9]{4},' <<<"$list"
+# The padding is what the options say, whatever room the seek table took.
+while IFS='|' read -r options want; do
+    # shellcheck disable=SC2086
+    wm -infile=src.wav -outfile=pad.flac -convert_to=FLAC $options
+    got=$(metaflac --list --block-type=PADDING pad.flac | awk '/^  length:/ {print $2}')
+    check "padding with '${options:-no options}': ${want/none/no padding block}" \
+        test "$(flac -s -t pad.flac && echo valid):${got:-none}" = "valid:$want"
+done <<'EOF'
+|8192
+-no-padding|none
+-padding 0|none
+-padding 300|300
+EOF
 metaflac --export-picture-to=cover-out.jpg a.flac
 check "the cover is a front cover, byte for byte" \
     test "$(grep -c 'type: 3 (Cover (front))' <<<"$list"):$(cmp -s cover.jpg cover-out.jpg && echo same)" = 1:same
