@@ -14,7 +14,15 @@ uint32_t DspEffect::Get(const char16_t* name, PluginValue* value) const {
         value->pointer1 = const_cast<char16_t*>(lastError_.c_str());
         return 1;
     }
+    if (asked == WM_VALUE_INFORMATION && value->value1 < information_.size()) {
+        value->pointer1 = const_cast<char16_t*>(information_[value->value1].c_str());
+        return 1;
+    }
     return 0;
+}
+
+void DspEffect::Inform(std::u16string line) {
+    information_.push_back(std::move(line));
 }
 
 bool DspEffect::Begin(const char16_t*) {

@@ -1,5 +1,6 @@
 // Volume: one gain in dB for the whole stream ("gain=-3.5"). Integer samples saturate at full
-// scale instead of wrapping; float samples keep what lies beyond it.
+// scale instead of wrapping, and how many did is told at the end; float samples keep what lies
+// beyond it.
 #include "bundled/dsp/DspSettings.h"
 #include "bundled/dsp/LiveEffect.h"
 
@@ -31,16 +32,26 @@ class VolumeEffect final : public LiveEffect {
         const PcmLayout& layout = InLayout();
         out.resize(frames * layout.FrameBytes());
         const double factor = factor_;
+        uint64_t& clipped = clipped_;
         TransformSamples(data, layout.kind, frames * layout.channels, out.data(), layout.kind,
-                         [factor](double* piece, size_t n) {
+                         [factor, &clipped, &layout](double* piece, size_t n) {
                              for (size_t i = 0; i < n; ++i)
                                  piece[i] *= factor;
+                             clipped += CountClipped(piece, n, layout.kind);
                          });
         return true;
     }
 
+    void Stop() override {
+        if (clipped_ != 0)
+            Inform(Widen(std::to_string(clipped_)) +
+                   u" samples were beyond full scale after the gain and were clipped");
+        clipped_ = 0;
+    }
+
   private:
     double factor_ = 1;
+    uint64_t clipped_ = 0;
 };
 
 } // namespace

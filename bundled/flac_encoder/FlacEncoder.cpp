@@ -1,6 +1,7 @@
 #include "bundled/flac_encoder/FlacEncoder.h"
 
 #include "bundled/codec/VorbisComments.h"
+#include "bundled/flac_encoder/FlacStatusText.h"
 #include "bundled/wav/Id3Frames.h"
 #include "bundled/wav/TagSetBridge.h"
 #include "tags/IDTagSet.h"
@@ -74,9 +75,8 @@ bool FlacEncoder::Start(const ConversionInfo& conversion) {
     const auto status =
         FLAC__stream_encoder_init_stream(encoder_, OnWrite, OnSeek, OnTell, nullptr, this);
     if (status != FLAC__STREAM_ENCODER_INIT_STATUS_OK)
-        return error_.Fail(u"libFLAC refused the settings: " +
-                           Widen(FLAC__StreamEncoderInitStatusString[status]) + u" (" +
-                           EncoderState() + u")"),
+        return error_.Fail(InitStatusInWords(
+                   status, {layout_.channels, layout_.validBits, format_.samplesPerSec})),
                false;
     return true;
 }
@@ -84,8 +84,8 @@ bool FlacEncoder::Start(const ConversionInfo& conversion) {
 bool FlacEncoder::Configure(const WmWaveFormat& format) {
     format_ = format;
     if (!codec::PcmLayoutOf(format_, layout_))
-        return error_.Fail(u"FLAC stores integer PCM only; convert float sources to 16 or "
-                           u"24 bits first"),
+        return error_.Fail(u"FLAC stores integer PCM only; store a float source as 24-bit "
+                           u"with -dspeffect1=\"BitDepth=bits=24\""),
                false;
     encoder_ = FLAC__stream_encoder_new();
     if (!encoder_)
@@ -214,7 +214,7 @@ String FlacEncoder::EncoderState() const {
     if (!encoder_)
         return u"no encoder";
     const FLAC__StreamEncoderState state = FLAC__stream_encoder_get_state(encoder_);
-    String text = Widen(FLAC__StreamEncoderStateString[state]);
+    String text = StateInWords(state);
     if (state == FLAC__STREAM_ENCODER_VERIFY_MISMATCH_IN_AUDIO_DATA) {
         FLAC__uint64 sample;
         uint32_t channel, wide, frame;

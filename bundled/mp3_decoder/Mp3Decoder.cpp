@@ -28,6 +28,10 @@ Mp3Decoder* Self(void* handle) {
     return static_cast<Mp3Decoder*>(handle);
 }
 
+String Decimal(uint64_t v) {
+    return Widen(std::to_string(v));
+}
+
 } // namespace
 
 uint32_t Mp3Decoder::Get(const WmChar* name, PluginValue* value) noexcept {
@@ -70,6 +74,10 @@ bool Mp3Decoder::OpenStream(DecodeOpenInfo& info) {
     double unused = 0;
     mpg123_getstate(handle_, MPG123_ENC_DELAY, &delay, &unused);
     expectedBytes_ = delay >= 0 && samples > 0 ? uint64_t(samples) * format_.blockAlign : 0;
+    // Known length: damage stops the decoder where it lies, to be named, instead of being
+    // skipped unseen; the end of the file then tells an early end apart.
+    if (expectedBytes_)
+        mpg123_param(handle_, MPG123_ADD_FLAGS, MPG123_NO_RESYNC, 0);
     if (samples > 0) {
         info.byteLength = uint64_t(samples) * format_.blockAlign;
         info.msLength = uint64_t(samples) * 1000 / format_.samplesPerSec;
@@ -148,8 +156,13 @@ bool Mp3Decoder::StartDecoder() {
     return true;
 }
 
-String Mp3Decoder::Ms(uint64_t bytes) const {
-    return Widen(std::to_string(wav::BytesToMs(bytes, format_.avgBytesPerSec)));
+uint64_t Mp3Decoder::LastFrameAt() const {
+    const off_t at = mpg123_framepos(handle_);
+    return at > 0 ? uint64_t(at) : 0;
+}
+
+String Mp3Decoder::Samples(uint64_t bytes) const {
+    return Decimal(bytes / format_.blockAlign);
 }
 
 String Mp3Decoder::DecoderError() const {
@@ -177,13 +190,20 @@ uint32_t Mp3Decoder::DecodeBlock(AudioBlockInfo* block) noexcept {
         size_t done = 0;
         const int status = mpg123_read(handle_, pcm_.data() + got, pcm_.size() - got, &done);
         got += done;
-        if (status == MPG123_DONE) {
+        const bool damaged = status == MPG123_ERR && mpg123_errcode(handle_) == MPG123_OUT_OF_SYNC;
+        // Data that is no MPEG frame after every sample the info frame promised is a tail, not
+        // damage.
+        if (status == MPG123_DONE || (damaged && deliveredBytes_ + got >= expectedBytes_)) {
             finished_ = got == 0;
             if (finished_ && deliveredBytes_ < expectedBytes_)
-                return error_.Fail(u"damaged frames were skipped: " + Ms(deliveredBytes_) +
-                                   u" of " + Ms(expectedBytes_) + u" ms decoded");
+                return error_.Fail(u"the file ends early: " + Samples(deliveredBytes_) + u" of " +
+                                   Samples(expectedBytes_) + u" samples decoded");
             break;
         }
+        if (damaged)
+            return error_.Fail(u"damaged data after sample " + Samples(deliveredBytes_ + got) +
+                               u" (near byte " + Decimal(audioStart_ + LastFrameAt()) +
+                               u" of the file): the decoder lost sync");
         if (status == MPG123_NEW_FORMAT) {
             long rate = 0;
             int channels = 0, encoding = 0;

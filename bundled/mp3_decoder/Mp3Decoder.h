@@ -34,7 +34,10 @@ class Mp3Decoder {
     void ReadTags(wav::WaveTags& tags);
     bool StartDecoder();
     String DecoderError() const;
-    String Ms(uint64_t bytes) const;
+    // Bytes of PCM as a count of sample frames.
+    String Samples(uint64_t bytes) const;
+    // Where in the audio the last frame the decoder read begins.
+    uint64_t LastFrameAt() const;
 
     static mpg123_ssize_t OnRead(void* self, void* buffer, size_t bytes);
     static off_t OnSeek(void* self, off_t offset, int whence);
