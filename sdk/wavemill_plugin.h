@@ -142,6 +142,10 @@ enum { WM_FORMAT_PCM = 1, WM_FORMAT_IEEE_FLOAT = 3, WM_FORMAT_EXTENSIBLE = 0xFFF
  * header was never completed, samples clipped, a rate changed), owned by the plug-in. The host
  * prints each as an information line. Answer 0 when there is no line of that index. */
 #define WM_VALUE_INFORMATION u"Information"
+/* "DSP_Get", asked while loading as "IsLive" is (pointer1 = the settings text): non-zero when the
+ * effect with these settings changes the level, which makes the source's replay-gain values
+ * wrong; the run then drops them whoever asked for them. */
+#define WM_VALUE_CHANGES_LEVEL u"ChangesLevel"
 
 /* Decoder entry points: "Create", "Destroy", "Get", "Set", "Open", "Close", "DecodeBlock",
  * "SetPosition", "DeleteATag". hostContext is opaque to the plug-in. */

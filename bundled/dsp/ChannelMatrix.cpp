@@ -37,8 +37,9 @@ std::vector<std::pair<uint32_t, double>> Destinations(uint32_t speaker, uint32_t
     if (speaker & out)
         return {{speaker, 1.0}};
     const auto pair = [&](uint32_t a, uint32_t b, double gain) {
-        return (out & a) && (out & b) ? std::vector<std::pair<uint32_t, double>>{{a, gain}, {b, gain}}
-                                      : std::vector<std::pair<uint32_t, double>>{};
+        return (out & a) && (out & b)
+                   ? std::vector<std::pair<uint32_t, double>>{{a, gain}, {b, gain}}
+                   : std::vector<std::pair<uint32_t, double>>{};
     };
     switch (speaker) {
     case kFrontCenter:
@@ -50,11 +51,13 @@ std::vector<std::pair<uint32_t, double>> Destinations(uint32_t speaker, uint32_t
         return out & kBackLeft ? std::vector<std::pair<uint32_t, double>>{{kBackLeft, 1.0}}
                                : std::vector<std::pair<uint32_t, double>>{{kFrontLeft, kMinus3dB}};
     case kBackRight:
-        return out & kSideRight ? std::vector<std::pair<uint32_t, double>>{{kSideRight, 1.0}}
-                                : std::vector<std::pair<uint32_t, double>>{{kFrontRight, kMinus3dB}};
+        return out & kSideRight
+                   ? std::vector<std::pair<uint32_t, double>>{{kSideRight, 1.0}}
+                   : std::vector<std::pair<uint32_t, double>>{{kFrontRight, kMinus3dB}};
     case kSideRight:
-        return out & kBackRight ? std::vector<std::pair<uint32_t, double>>{{kBackRight, 1.0}}
-                                : std::vector<std::pair<uint32_t, double>>{{kFrontRight, kMinus3dB}};
+        return out & kBackRight
+                   ? std::vector<std::pair<uint32_t, double>>{{kBackRight, 1.0}}
+                   : std::vector<std::pair<uint32_t, double>>{{kFrontRight, kMinus3dB}};
     case kBackCenter: {
         auto back = pair(kBackLeft, kBackRight, kMinus3dB);
         if (back.empty())
@@ -69,8 +72,7 @@ std::vector<std::pair<uint32_t, double>> Destinations(uint32_t speaker, uint32_t
 } // namespace
 
 uint32_t DefaultChannelMask(unsigned channels) {
-    static constexpr uint32_t kMasks[] = {0,     0x4,   0x3,   0x7,  0x33,
-                                          0x37, 0x3F, 0x70F, 0x63F};
+    static constexpr uint32_t kMasks[] = {0, 0x4, 0x3, 0x7, 0x33, 0x37, 0x3F, 0x70F, 0x63F};
     return channels < std::size(kMasks) ? kMasks[channels] : 0;
 }
 

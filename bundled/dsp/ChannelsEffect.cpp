@@ -15,6 +15,10 @@ namespace wm::dsp {
 namespace {
 
 class ChannelsEffect final : public LiveEffect {
+  public:
+    // A mix sums or drops channels: the loudness the old values describe is gone.
+    bool ChangesLevel(const char16_t*) const override { return true; }
+
   protected:
     bool Configure(const char16_t* settings) override {
         DspSettings parsed;
@@ -47,7 +51,8 @@ class ChannelsEffect final : public LiveEffect {
         mixed_.resize(frames * to.channels);
         ForEachPiece(data, in.kind, frames * in.channels, in.channels,
                      [&](const double* piece, size_t n, size_t done) {
-                         matrix_.Mix(piece, n / in.channels, &mixed_[done / in.channels * to.channels]);
+                         matrix_.Mix(piece, n / in.channels,
+                                     &mixed_[done / in.channels * to.channels]);
                      });
         clipped_ += CountClipped(mixed_.data(), mixed_.size(), to.kind);
         FromDouble(mixed_.data(), mixed_.size(), to.kind, out.data());

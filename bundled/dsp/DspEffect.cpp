@@ -10,6 +10,8 @@ uint32_t DspEffect::Get(const char16_t* name, PluginValue* value) const {
     const std::u16string_view asked(name);
     if (asked == WM_VALUE_IS_LIVE)
         return IsLive() ? 1 : 0;
+    if (asked == WM_VALUE_CHANGES_LEVEL)
+        return ChangesLevel(static_cast<const char16_t*>(value->pointer1)) ? 1 : 0;
     if (asked == WM_VALUE_LAST_ERROR && !lastError_.empty()) {
         value->pointer1 = const_cast<char16_t*>(lastError_.c_str());
         return 1;

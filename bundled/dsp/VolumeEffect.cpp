@@ -11,6 +11,16 @@ namespace wm::dsp {
 namespace {
 
 class VolumeEffect final : public LiveEffect {
+  public:
+    // Any gain but 0 dB (settings it cannot read fail later, with the reason).
+    bool ChangesLevel(const char16_t* settings) const override {
+        DspSettings parsed;
+        std::u16string error;
+        double gain = 0;
+        return !parsed.Parse(settings, {u"gain"}, error) ||
+               !parsed.Number(u"gain", -120, 60, gain, error) || gain != 0;
+    }
+
   protected:
     bool Configure(const char16_t* settings) override {
         DspSettings parsed;

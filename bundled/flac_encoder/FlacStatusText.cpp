@@ -20,8 +20,8 @@ String InitStatusInWords(FLAC__StreamEncoderInitStatus status, const FlacStreamS
     case FLAC__STREAM_ENCODER_INIT_STATUS_INVALID_BITS_PER_SAMPLE:
         return u"FLAC holds 4 to 32 bits per sample; the source has " + Decimal(shape.bits);
     case FLAC__STREAM_ENCODER_INIT_STATUS_INVALID_SAMPLE_RATE:
-        return u"FLAC holds sample rates up to 1048575 Hz; the source has " +
-               Decimal(shape.rate) + u" Hz";
+        return u"FLAC holds sample rates up to 1048575 Hz; the source has " + Decimal(shape.rate) +
+               u" Hz";
     case FLAC__STREAM_ENCODER_INIT_STATUS_INVALID_BLOCK_SIZE:
     case FLAC__STREAM_ENCODER_INIT_STATUS_BLOCK_SIZE_TOO_SMALL_FOR_LPC_ORDER:
         return u"the block size does not suit this compression level; choose another -b";

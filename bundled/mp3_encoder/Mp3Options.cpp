@@ -26,7 +26,8 @@ bool Number(const String& text, double low, double high, bool fraction, double& 
 
 // Every bit rate some MPEG layer III version holds; which of them a stream may use depends on
 // its sample rate, checked once LAME has chosen that.
-constexpr int kBitRates[] = {8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160, 192, 224, 256, 320};
+constexpr int kBitRates[] = {8,  16,  24,  32,  40,  48,  56,  64,  80,
+                             96, 112, 128, 144, 160, 192, 224, 256, 320};
 
 bool BitRate(const String& value, lame_global_flags* lame) {
     double v = 0;
@@ -73,7 +74,8 @@ bool ApplyMp3Options(StringView commandLine, lame_global_flags* lame, String& er
         bool ok = true;
         if (name == u"b") {
             if (!BitRate(value, lame))
-                return error = u"bad value '" + value + u"' for the MP3 option -b: MP3 bit rates "
+                return error = u"bad value '" + value +
+                               u"' for the MP3 option -b: MP3 bit rates "
                                u"are 8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160, "
                                u"192, 224, 256 and 320 kbps",
                        false;

@@ -49,7 +49,8 @@ String DataSizeNote(const wav::WaveLayout& layout) {
     const String held = Seconds(layout.dataLength, layout.format);
     if (layout.dataSize == DataSize::NeverWritten)
         return u"the WAV header's data size was never filled in (a writer stopped or streaming): "
-               u"read the audio to the end of the file, " + held;
+               u"read the audio to the end of the file, " +
+               held;
     return u"the WAV header promises " + Seconds(layout.statedDataLength, layout.format) +
            u" of audio where the file holds " + held + u": read to the end of the file";
 }

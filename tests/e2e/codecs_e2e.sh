@@ -190,6 +190,13 @@ flac -s -f -o rg.flac -T 'TITLE=Gain' -T 'REPLAYGAIN_TRACK_GAIN=-3.20 dB' src.wa
 wm -infile=rg.flac -outfile=rg.mp3 -convert_to=MP3 -b 128
 wm -infile=rg.mp3 -outfile=rg2.flac -convert_to=FLAC
 check "ReplayGain reaches the MP3 (TXXX) and the FLAC after it" test "$(probe rg.mp3 | grep -ci '^replaygain_track_gain="-3.20 dB"$'):$(metaflac --show-tag=REPLAYGAIN_TRACK_GAIN rg2.flac)" = "1:REPLAYGAIN_TRACK_GAIN=-3.20 dB"
+# An effect that changes the level leaves no stale values behind; one that does not keeps them.
+wm -infile=rg.flac -outfile=rg-vol.mp3 -convert_to=MP3 -b 128 -dspeffect1="Volume=gain=-10"
+wm -infile=rg.flac -outfile=rg-norm.flac -convert_to=FLAC -dspeffect1="Normalize=lufs=-23"
+wm -infile=rg.flac -outfile=rg-bits.flac -convert_to=FLAC -dspeffect1="BitDepth=bits=24"
+check "Volume and Normalize drop the old ReplayGain, BitDepth keeps it, the title stays" test \
+    "$(probe rg-vol.mp3 | grep -ci '^replaygain'):$(metaflac --show-tag=REPLAYGAIN_TRACK_GAIN rg-norm.flac):$(metaflac --show-tag=REPLAYGAIN_TRACK_GAIN rg-bits.flac):$(metaflac --show-tag=TITLE rg-norm.flac)" \
+    = "0::REPLAYGAIN_TRACK_GAIN=-3.20 dB:TITLE=Gain"
 check "the chain ends with the source's length" test "$(soxi -s c.wav)" = "$(soxi -s src.wav)"
 check "MP3 in the chain keeps every tag (ffprobe)" test "$(probe c.mp3 | grep -cxF -f <(printf '%s\n' 'title="Tëst Title"' 'album_artist="Various"' 'track="3/12"' 'disc="1/2"' 'date="2024"' 'comment="Said so"'))" -eq 6
 clist=$(metaflac --list c.flac)

@@ -77,8 +77,8 @@ TEST(WaveHeaderParser, ReadsToTheEndWhenTheDataSizeWasNeverWrittenOrPastTheEnd) 
         {"sizes as written", file(52, 16), DataSize::AsStated, 16, 0},
         {"RIFF and data sizes 0", file(0, 0), DataSize::NeverWritten, 16, 0},
         {"RIFF size ending at the data chunk", file(36, 0), DataSize::NeverWritten, 16, 0},
-        {"streaming writer's 0xFFFFFFFF", file(0xFFFFFFFF, 0xFFFFFFFF), DataSize::NeverWritten,
-         16, 0},
+        {"streaming writer's 0xFFFFFFFF", file(0xFFFFFFFF, 0xFFFFFFFF), DataSize::NeverWritten, 16,
+         0},
         {"data size past the end", file(52, 40), DataSize::PastEnd, 16, 40},
         {"a real empty data chunk before a LIST", file(52, 0, list, 0), DataSize::AsStated, 0, 0},
     };
