@@ -246,7 +246,7 @@ FLAC__StreamEncoderWriteStatus FlacEncoder::OnWrite(const FLAC__StreamEncoder*,
     FlacEncoder& e = *Self(client);
     // The reserved block is the last of the metadata; where the metadata ends is known only
     // once the stream is written (the final STREAMINFO comes back to the start).
-    if (e.firstFrameAt_ == 0)
+    if (samples == 0 && e.firstFrameAt_ == 0)
         e.metadataEnd_ = std::max(e.metadataEnd_, e.out_.Tell() + bytes);
     if (samples != 0) {
         if (e.firstFrameAt_ == 0)

@@ -153,6 +153,17 @@ ffmpeg -v error -y -i V2.mp3 -an -c:v copy -f image2 cover-mp3.jpg
 check "ffprobe finds the front cover, byte for byte" cmp -s cover.jpg cover-mp3.jpg
 wm -infile=src.wav -outfile=bad.mp3 -convert_to=MP3 -b 999
 check "a bit rate out of range fails the run" test $? -eq 1
+# What LAME changes is said: the rate above 48 kHz, and an info frame too big for 32 kbps frames.
+sox -V1 -n -r 96000 -c 2 -b 16 hi.wav synth 1 sine 440
+told() { # told <line pattern> <options...>: how many information lines match
+    local pattern=$1
+    shift
+    wine "$stage/Wavemill.exe" "$@" </dev/null 2>/dev/null | iconv -f UTF-16LE -t UTF-8 | grep -c "$pattern"
+}
+check "96 kHz into MP3: the information line says 48 kHz" test "$(told \
+    "Information: Encoder 'MP3': the source's 96000 Hz became 48000 Hz" -infile=hi.wav -outfile=hi.mp3 -convert_to=MP3)" = 1
+check "32 kbps MP3: the information line says there is no info frame" test "$(told \
+    "Information: Encoder 'MP3': no info frame: at 32 kbps" -infile=src.wav -outfile=b32.mp3 -convert_to=MP3 -b 32)" = 1
 
 # --- MP3 decoder ---
 wm -infile=V2.mp3 -outfile=V2.wav -convert_to=Wave

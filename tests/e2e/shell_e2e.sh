@@ -76,6 +76,7 @@ done
 # is explained, a value the codec would quietly change is refused with what is allowed, and
 # libFLAC's refusals are said in words.
 sox -V1 -n -r 8000 -c 10 -b 16 ten.wav synth 0.5 sine 300
+sox -V1 -n -r 8000 -c 1 -b 16 low.wav synth 0.5 sine 300
 while IFS='|' read -r codec input options words; do
     echo keep >kept.out
     # shellcheck disable=SC2086
@@ -88,7 +89,7 @@ Wave|fmt.wav|-dspeffect1=Normalize|-dspeffect1: not an encoder option: an effect
 FLAC|fmt.wav|-dspeffect2=Volume=gain=1|-dspeffect2: not an encoder option: an effect is written
 MP3|fmt.wav|-dspeffect1=Volume|-dspeffect1: not an encoder option
 MP3|fmt.wav|-b 100|MP3 bit rates are 8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160, 192, 224, 256 and 320 kbps
-MP3|fmt.wav|-b 8|-b 8 does not exist for MP3 at 48000 Hz; the bit rates there are 32, 40, .* and 320 kbps
+MP3|low.wav|-b 320|-b 320 does not exist for MP3 at 8000 Hz; the bit rates there are 8, 16, .* and 160 kbps
 MP3|ten.wav|-b 128|MP3 holds one or two channels; the source has 10 (the Channels effect
 FLAC|ten.wav||FLAC holds 1 to 8 channels; the source has 10 (the Channels effect
 EOF
