@@ -133,8 +133,9 @@ enum { WM_FORMAT_PCM = 1, WM_FORMAT_IEEE_FLOAT = 3, WM_FORMAT_EXTENSIBLE = 0xFFF
  * the plug-in (for example u"WAV format 0x0002 (MS ADPCM) is not supported"). The host appends it
  * to its own error line. Answer 0 when there is nothing to say. */
 #define WM_VALUE_LAST_ERROR u"LastError"
-/* Encoder "ENC_Get", asked for the program's help text: pointer1 out = the encoder's own
- * options, one per line ("-b <kbps>   constant bit rate"), owned by the plug-in. */
+/* Encoder "ENC_Get" and "DSP_Get", asked for the program's help text: pointer1 out = the
+ * encoder's own options or the effect's settings, one per line ("-b <kbps>   constant bit
+ * rate"), owned by the plug-in. */
 #define WM_VALUE_HELP u"Help"
 /* Asked of the decoder, every effect and the encoder once the run has ended (after "Close",
  * the effects' last calls and "ENC_EndConversion"; before destroy): value1 in = 0, 1, 2, ...;

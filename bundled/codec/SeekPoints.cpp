@@ -42,6 +42,8 @@ void SeekPoints::AddFrame(uint64_t offset, uint32_t samples) {
 }
 
 uint32_t SeekPoints::ReservedLength(uint32_t padding) const {
+    if (capacity_ == 0)
+        return padding;
     const uint32_t table = static_cast<uint32_t>(capacity_ * kPointBytes);
     return padding == 0 ? table : table + 4 + padding;
 }

@@ -16,7 +16,8 @@ class SeekPoints {
     // A frame of `samples` samples starting `offset` bytes after the first frame.
     void AddFrame(uint64_t offset, uint32_t samples);
     // Length of the padding block to reserve up front so that the table and `padding` bytes of
-    // padding after it fill it exactly (no padding block at all when `padding` is 0).
+    // padding after it fill it exactly (no padding block at all when `padding` is 0); without a
+    // table, `padding` itself.
     uint32_t ReservedLength(uint32_t padding) const;
     // The reserved block, header included, rewritten as a SEEKTABLE block of `capacity` points
     // (placeholders after the real ones) followed by `padding` bytes of padding, the last

@@ -18,6 +18,9 @@ class ChannelsEffect final : public LiveEffect {
   public:
     // A mix sums or drops channels: the loudness the old values describe is gone.
     bool ChangesLevel(const char16_t*) const override { return true; }
+    const char16_t* Help() const override {
+        return u"channels=<1..8>    mix to this many channels (ITU-R BS.775 down-mix)";
+    }
 
   protected:
     bool Configure(const char16_t* settings) override {

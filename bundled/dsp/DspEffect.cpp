@@ -10,6 +10,10 @@ uint32_t DspEffect::Get(const char16_t* name, PluginValue* value) const {
     const std::u16string_view asked(name);
     if (asked == WM_VALUE_IS_LIVE)
         return IsLive() ? 1 : 0;
+    if (asked == WM_VALUE_HELP) {
+        value->pointer1 = const_cast<char16_t*>(Help());
+        return 1;
+    }
     if (asked == WM_VALUE_CHANGES_LEVEL)
         return ChangesLevel(static_cast<const char16_t*>(value->pointer1)) ? 1 : 0;
     if (asked == WM_VALUE_LAST_ERROR && !lastError_.empty()) {

@@ -19,6 +19,8 @@ class DspEffect {
     uint32_t Get(const char16_t* name, PluginValue* value) const;
 
     virtual bool IsLive() const = 0;
+    // The settings, one per line, for "Help" ("gain=<dB>   gain in decibels").
+    virtual const char16_t* Help() const = 0;
     // Whether the effect with these settings changes the level ("ChangesLevel").
     virtual bool ChangesLevel(const char16_t* /*settings*/) const { return false; }
     virtual bool Begin(const char16_t* settings);

@@ -64,6 +64,11 @@ class NormalizeEffect final : public DspEffect {
   public:
     bool IsLive() const override { return false; }
     bool ChangesLevel(const char16_t*) const override { return true; }
+    const char16_t* Help() const override {
+        return u"peak=<dBFS>        bring the sample peak to this level, or\r\n"
+               u"lufs=<LUFS>        bring the integrated loudness (EBU R128) to this level\r\n"
+               u"tp=<dBTP>          with lufs: true-peak ceiling (default -1)";
+    }
 
     bool PassNonLive(const char16_t* path, const WmWaveFormat& format,
                      const char16_t* settings) override {

@@ -21,6 +21,10 @@ class VolumeEffect final : public LiveEffect {
                !parsed.Number(u"gain", -120, 60, gain, error) || gain != 0;
     }
 
+    const char16_t* Help() const override {
+        return u"gain=<dB>          gain in decibels, -120 to 60 (integer samples saturate)";
+    }
+
   protected:
     bool Configure(const char16_t* settings) override {
         DspSettings parsed;

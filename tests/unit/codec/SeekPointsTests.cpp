@@ -39,7 +39,7 @@ TEST(SeekPoints, FrameHoldingEachTargetThenPlaceholdersThenThePaddingAsked) {
     EXPECT_EQ(Be(patch, 149, 3), 200u);
 }
 
-TEST(SeekPoints, NoPaddingLeavesTheTableAsTheLastBlock) {
+TEST(SeekPoints, NoPaddingLeavesTheTableAsTheLastBlockAndNoTableOnlyThePadding) {
     SeekPoints points;
     points.Start(10000, 8);
     points.AddFrame(0, 4096);
@@ -47,6 +47,9 @@ TEST(SeekPoints, NoPaddingLeavesTheTableAsTheLastBlock) {
     const std::vector<uint8_t> patch = points.Patch(0);
     ASSERT_EQ(patch.size(), 4u + 8 * 18);
     EXPECT_EQ(patch[0], 0x83);
+    SeekPoints none; // -no-seektable: the padding is all there is
+    none.Start(10000, 0);
+    EXPECT_EQ(none.ReservedLength(100), 100u);
 }
 
 TEST(SeekPoints, LongStreamsSpaceTheirPointsWider) {
