@@ -87,19 +87,19 @@ check "5.1 into MP3 through Channels" test $? -eq 0
 sox -V1 -n -r 44100 -c 2 -b 16 noise.wav synth 20 pinknoise gain -17
 sox -V1 -n -r 44100 -c 2 -b 16 click.wav synth 0.001 square 1000 gain -1
 sox -V1 -m noise.wav "|sox click.wav -p pad 10" -b 16 loud.wav
-truepeak() { ffmpeg -nostats -i "$1" -af ebur128=peak=true -f null - 2>&1 | awk '/Peak:/ {v = $2} END {print v}'; }
+truepeak() { ffmpeg -nostdin -nostats -i "$1" -af ebur128=peak=true -f null - 2>&1 | awk '/Peak:/ {v = $2} END {print v}'; }
 normalized() { # normalized <input> <output> <settings>: the run's information lines
     wine "$stage/Wavemill.exe" -infile="$1" -outfile="$2" -convert_to=FLAC \
         -dspeffect1="Normalize=$3" </dev/null 2>/dev/null | iconv -f UTF-16LE -t UTF-8
 }
-while read -r settings ceiling; do
+while IFS='|' read -r settings ceiling; do
     note=$(normalized loud.wav loud.flac "$settings")
     check "Normalize=$settings: true peak at $ceiling dBTP (ffmpeg ebur128)" near "$(truepeak loud.flac)" "$ceiling" 0.2
     check "Normalize=$settings: the information line says the ceiling held the loudness" grep -q \
         "Information: DSP Effect 'Normalize': the true-peak ceiling of $ceiling dBTP held the loudness at -[0-9.]* LUFS instead of -14.0 LUFS" <<<"$note"
 done <<'EOF'
-lufs=-14 -1.0
-lufs=-14 tp=-3 -3.0
+lufs=-14|-1.0
+lufs=-14 tp=-3|-3.0
 EOF
 note=$(normalized noise.wav noise.flac "lufs=-23 tp=-3")
 check "Normalize=lufs=-23 tp=-3 where the ceiling is not reached: -23 LUFS, no information line" \
