@@ -36,6 +36,8 @@ class Mp3Decoder {
     String DecoderError() const;
     // Bytes of PCM as a count of sample frames.
     String Samples(uint64_t bytes) const;
+    // Damage where the decoder lost sync: false (failing) when the length is known.
+    bool LostSync(uint64_t atByte);
     // Where in the audio the last frame the decoder read begins.
     uint64_t LastFrameAt() const;
 
@@ -43,6 +45,9 @@ class Mp3Decoder {
     static off_t OnSeek(void* self, off_t offset, int whence);
 
     codec::LastError error_;
+    codec::InformationLines information_; // kept past Close for the host's question
+    uint64_t skipped_ = 0;                // places of damage skipped, length unknown
+    String firstSkipped_;
     BufferedReader file_;
     uint64_t audioStart_ = 0; // the audio lies in [audioStart_, audioEnd_)
     uint64_t audioEnd_ = 0;

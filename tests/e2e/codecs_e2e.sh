@@ -193,6 +193,19 @@ holed|damaged data after sample [0-9]* (near byte [0-9]* of the file)
 short|the file ends early: [0-9]* of 529200 samples decoded
 EOF
 
+# Without LAME's info frame the length is unknown: damage is skipped as mpg123 skips it, and
+# where it lay is said in an information line.
+lame --silent -t -b 128 src.wav untagged.mp3
+read -r at next < <(ffprobe -v error -select_streams a -show_entries packet=pos -of csv=p=0 untagged.mp3 |
+    sed -n '100p;101p' | tr '\n' ' ')
+cp untagged.mp3 skipped.mp3 # the 100th frame zeroed
+head -c $((next - at)) /dev/zero | dd of=skipped.mp3 bs=1 seek="$at" conv=notrunc status=none
+note=$(wine "$stage/Wavemill.exe" -infile=skipped.mp3 -outfile=skipped.wav -convert_to=Wave </dev/null 2>/dev/null |
+    iconv -f UTF-16LE -t UTF-8)
+mpg123 -q -w skipped-native.wav skipped.mp3
+check "damage without an info frame: mpg123's length, and an information line with its place" \
+    test "$(soxi -s skipped.wav):$(grep -c "Information: Decoder: damaged data after sample [0-9]* (near byte [0-9]* of the file) was skipped" <<<"$note")" = "$(soxi -s skipped-native.wav):1"
+
 # --- Tags and cover through every pair: WAV -> FLAC -> MP3 -> FLAC -> WAV ---
 wm -infile=a.flac -outfile=c.mp3 -convert_to=MP3 -V 4
 wm -infile=c.mp3 -outfile=c.flac -convert_to=FLAC
