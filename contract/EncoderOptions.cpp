@@ -2,9 +2,10 @@
 
 namespace wm {
 
-bool IsHostOptionForEveryEncoder(StringView name) {
-    return EqualsNoCase(name, u"sourceisfloat") || EqualsNoCase(name, u"help") ||
-           StartsWithNoCase(name, u"dspeffect");
+HostOption ClassifyHostOption(StringView name) {
+    if (EqualsNoCase(name, u"sourceisfloat") || EqualsNoCase(name, u"help"))
+        return HostOption::Harmless;
+    return StartsWithNoCase(name, u"dspeffect") ? HostOption::Effect : HostOption::NotOurs;
 }
 
 } // namespace wm

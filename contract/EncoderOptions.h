@@ -1,12 +1,24 @@
 // The converter's own options that reach every encoder's command line: the host does not take
 // them out (`-sourceisfloat`, `-help`, and `-dspeffectN` beyond the effects it loaded, after a
-// gap in the numbers). An encoder takes them as not its own and ignores them.
+// gap in the numbers). An encoder ignores the harmless ones and explains a -dspeffectN, which is
+// an effect the user meant and should hear about rather than lose.
 #pragma once
 
 #include "text/String.h"
 
 namespace wm {
 
-bool IsHostOptionForEveryEncoder(StringView name);
+enum class HostOption { NotOurs, Harmless, Effect };
+
+HostOption ClassifyHostOption(StringView name);
+
+inline bool IsHostOptionForEveryEncoder(StringView name) {
+    return ClassifyHostOption(name) != HostOption::NotOurs;
+}
+
+// Why a -dspeffectN reached the encoder.
+inline constexpr const char16_t* kEffectOptionReason =
+    u"not an encoder option: an effect is written Name=settings, and the numbers must not skip "
+    u"one";
 
 } // namespace wm

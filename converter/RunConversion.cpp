@@ -268,7 +268,8 @@ void TwWavemill::PreCacheInput() {
 void TwWavemill::PrepareOutput() {
     if (!sink_.Prepare(opt_.outputFile))
         opt_.writeTags = false;
-    const bool replayGain = EncoderWantsReplayGain() || replayGainWanted_;
+    const bool replayGain =
+        (EncoderWantsReplayGain() || replayGainWanted_) && !dsps_->ChangesLevel();
     tags_->UpdateEncoderTags(openInfo_.tagData, openInfo_.tagSize, openInfo_.secondData,
                              openInfo_.secondSize, replayGain, encoderCommandLine_);
     FillConversion(sink_.FileToWrite());

@@ -33,6 +33,7 @@ void TwWavemill::Finish() {
     if (!source_->Close(conversion_))
         status_.Fail("the decoder did not close");
     const bool tagging = EndEncoding() && opt_.writeTags;
+    ReportPluginInformation();
     if (fileSizeDiagnostics_)
         OutputSink::SizeCheck(sink_.UsesTemporary() ? u"(before overwrite final)" : u"",
                               sink_.FileToWrite());
@@ -82,6 +83,17 @@ void TwWavemill::AfterConversion() {
     Relay(u"AfterConversion");
     if (!dsps_->AfterConversion(conversion_, outputs))
         status_.Fail("a DSP effect failed after the conversion");
+}
+
+// What the plug-ins have to say that is not an error, as information lines.
+void TwWavemill::ReportPluginInformation() {
+    for (const String& line : decoder_.Information())
+        Information(u"Information: Decoder: " + line);
+    for (DspEntry& entry : dsps_->Entries())
+        for (const String& line : entry.binding->Information())
+            Information(u"Information: DSP Effect '" + entry.name + u"': " + line);
+    for (const String& line : encoder_.Information())
+        Information(u"Information: Encoder '" + opt_.codec + u"': " + line);
 }
 
 void TwWavemill::ReleaseRendered() {

@@ -69,6 +69,7 @@ class TwWavemill : private FlowHost {
     void Finish();
     bool EndEncoding();
     void AfterConversion();
+    void ReportPluginInformation();
     void ReleaseRendered();
     void Report();
     String Summary() const;

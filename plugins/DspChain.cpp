@@ -62,6 +62,7 @@ bool DspChain::LoadEntry(DspEntry& entry, bool* replayGain, bool* keep) {
     entry.live = AskWithSettings(scratch, WM_VALUE_IS_LIVE, entry.settings) != 0;
     if (AskWithSettings(scratch, WM_VALUE_SEND_OVER_REPLAYGAIN_TAGS, entry.settings))
         *replayGain = true;
+    entry.changesLevel = AskWithSettings(scratch, WM_VALUE_CHANGES_LEVEL, entry.settings) != 0;
     *keep = entry.binding->Reload(path) && entry.binding->CreateInstance(hostContext_);
     if (*keep && batchId_) {
         PluginValue value{};
@@ -70,6 +71,13 @@ bool DspChain::LoadEntry(DspEntry& entry, bool* replayGain, bool* keep) {
     }
     scratch.Unload();
     return true;
+}
+
+bool DspChain::ChangesLevel() const {
+    for (const DspEntry& e : entries_)
+        if (e.changesLevel)
+            return true;
+    return false;
 }
 
 void DspChain::EchoSettings(const String& codec, const String& encoderCommandLine) const {

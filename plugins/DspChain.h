@@ -17,7 +17,8 @@ struct DspEntry {
     String settings;
     std::unique_ptr<clTwDSP> binding = std::make_unique<clTwDSP>();
     bool live = false;
-    bool livePass = true; // cleared once the effect was applied while rendering
+    bool changesLevel = false; // its answer to "ChangesLevel"
+    bool livePass = true;      // cleared once the effect was applied while rendering
 };
 
 class DspChain : public BlockStage {
@@ -35,6 +36,8 @@ class DspChain : public BlockStage {
     void EchoSettings(const String& codec, const String& encoderCommandLine) const;
 
     bool HasNonLive() const;
+    // True when any effect changes the level: the source's replay-gain values no longer hold.
+    bool ChangesLevel() const;
     bool HasLivePass() const;
     bool BeginLive(ConversionInfo& conversion);
     bool Pass(AudioBlockInfo& block) override; // every live effect still in the per-block pass

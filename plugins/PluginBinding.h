@@ -63,6 +63,20 @@ template <class EntryPointRecord> class PluginBinding : public XDLL {
         return String(static_cast<const char16_t*>(value.pointer1));
     }
 
+    // The plug-in's lines that are not errors ("Information"), asked once the run has ended; a
+    // plug-in that never says "no more" is cut off.
+    StringList Information() {
+        StringList lines;
+        for (uint32_t index = 0; index < 64; ++index) {
+            PluginValue value{};
+            value.value1 = index;
+            if (!Get(WM_VALUE_INFORMATION, &value) || !value.pointer1)
+                break;
+            lines.emplace_back(static_cast<const char16_t*>(value.pointer1));
+        }
+        return lines;
+    }
+
   protected:
     // The guard of every thin call: 0 without calling anything when there is no instance or no
     // entry point.

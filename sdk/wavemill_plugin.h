@@ -133,9 +133,20 @@ enum { WM_FORMAT_PCM = 1, WM_FORMAT_IEEE_FLOAT = 3, WM_FORMAT_EXTENSIBLE = 0xFFF
  * the plug-in (for example u"WAV format 0x0002 (MS ADPCM) is not supported"). The host appends it
  * to its own error line. Answer 0 when there is nothing to say. */
 #define WM_VALUE_LAST_ERROR u"LastError"
-/* Encoder "ENC_Get", asked for the program's help text: pointer1 out = the encoder's own
- * options, one per line ("-b <kbps>   constant bit rate"), owned by the plug-in. */
+/* Encoder "ENC_Get" and "DSP_Get", asked for the program's help text: pointer1 out = the
+ * encoder's own options or the effect's settings, one per line ("-b <kbps>   constant bit
+ * rate"), owned by the plug-in. */
 #define WM_VALUE_HELP u"Help"
+/* Asked of the decoder, every effect and the encoder once the run has ended (after "Close",
+ * the effects' last calls and "ENC_EndConversion"; before destroy): value1 in = 0, 1, 2, ...;
+ * pointer1 out = one line of text that is not an error (audio read to the end of a file whose
+ * header was never completed, samples clipped, a rate changed), owned by the plug-in. The host
+ * prints each as an information line. Answer 0 when there is no line of that index. */
+#define WM_VALUE_INFORMATION u"Information"
+/* "DSP_Get", asked while loading as "IsLive" is (pointer1 = the settings text): non-zero when the
+ * effect with these settings changes the level, which makes the source's replay-gain values
+ * wrong; the run then drops them whoever asked for them. */
+#define WM_VALUE_CHANGES_LEVEL u"ChangesLevel"
 
 /* Decoder entry points: "Create", "Destroy", "Get", "Set", "Open", "Close", "DecodeBlock",
  * "SetPosition", "DeleteATag". hostContext is opaque to the plug-in. */

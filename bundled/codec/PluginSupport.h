@@ -40,6 +40,25 @@ class LastError {
     String text_;
 };
 
+// Lines that are not errors, kept until the next conversion begins and answered by index to
+// "Information" once the run has ended.
+class InformationLines {
+  public:
+    void Add(String line) { lines_.push_back(std::move(line)); }
+    void Clear() { lines_.clear(); }
+    // Answers an "Information" query; false for any other name.
+    bool Answer(const WmChar* name, PluginValue* value, uint32_t& result) const {
+        if (!Is(name, WM_VALUE_INFORMATION) || !value)
+            return false;
+        result = value->value1 < lines_.size() ? 1 : 0;
+        value->pointer1 = result ? const_cast<char16_t*>(lines_[value->value1].c_str()) : nullptr;
+        return true;
+    }
+
+  private:
+    StringList lines_;
+};
+
 // The values every codec encoder answers alike: its last failure, ReplayGain wanted (the tags
 // have a place for it), its help text and its output extension.
 inline uint32_t AnswerEncoderValue(const LastError& error, const WmChar* name, PluginValue* value,

@@ -6,6 +6,7 @@ namespace {
 
 constexpr size_t kPointBytes = 18;
 constexpr uint8_t kSeekTable = 3, kPadding = 1, kLastBlock = 0x80;
+constexpr uint64_t kPlaceholder = ~uint64_t{0};
 
 void PutBe(std::vector<uint8_t>& out, uint64_t v, int bytes) {
     for (int i = bytes - 1; i >= 0; --i)
@@ -40,21 +41,33 @@ void SeekPoints::AddFrame(uint64_t offset, uint32_t samples) {
     sample_ += samples;
 }
 
-std::vector<uint8_t> SeekPoints::Patch(uint32_t paddingLength) const {
-    const size_t table = points_.size() * kPointBytes;
-    if (points_.empty() || table + 4 > paddingLength)
-        return {};
+uint32_t SeekPoints::ReservedLength(uint32_t padding) const {
+    if (capacity_ == 0)
+        return padding;
+    const uint32_t table = static_cast<uint32_t>(capacity_ * kPointBytes);
+    return padding == 0 ? table : table + 4 + padding;
+}
+
+std::vector<uint8_t> SeekPoints::Patch(uint32_t padding) const {
+    const size_t table = capacity_ * kPointBytes;
     std::vector<uint8_t> out;
     out.reserve(8 + table);
-    out.push_back(kSeekTable);
+    out.push_back(padding == 0 ? kSeekTable | kLastBlock : kSeekTable);
     PutBe(out, table, 3);
     for (const Point& p : points_) {
         PutBe(out, p.sample, 8);
         PutBe(out, p.offset, 8);
         PutBe(out, p.samples, 2);
     }
-    out.push_back(kPadding | kLastBlock);
-    PutBe(out, paddingLength - table - 4, 3);
+    for (size_t i = points_.size(); i < capacity_; ++i) {
+        PutBe(out, kPlaceholder, 8);
+        PutBe(out, 0, 8);
+        PutBe(out, 0, 2);
+    }
+    if (padding != 0) {
+        out.push_back(kPadding | kLastBlock);
+        PutBe(out, padding, 3);
+    }
     return out;
 }
 

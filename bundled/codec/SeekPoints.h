@@ -1,6 +1,6 @@
-// A FLAC seek table gathered while encoding: the frame holding every tenth second, written at
-// the end into room that the padding block kept for it (the stream's length is not known when
-// the metadata goes out first).
+// A FLAC seek table gathered while encoding, written at the end into a block reserved for it
+// (the stream's length is not known when the metadata goes out first). Points the stream did
+// not need stay as placeholders, so the padding that follows is exactly what was asked for.
 #pragma once
 
 #include <cstddef>
@@ -15,10 +15,14 @@ class SeekPoints {
     void Start(uint64_t spacing, size_t capacity);
     // A frame of `samples` samples starting `offset` bytes after the first frame.
     void AddFrame(uint64_t offset, uint32_t samples);
-    // The padding block at the start of `block` (header and `length` bytes) rewritten as a
-    // SEEKTABLE block followed by a smaller padding block, the last metadata block; empty when
-    // the table does not fit.
-    std::vector<uint8_t> Patch(uint32_t paddingLength) const;
+    // Length of the padding block to reserve up front so that the table and `padding` bytes of
+    // padding after it fill it exactly (no padding block at all when `padding` is 0); without a
+    // table, `padding` itself.
+    uint32_t ReservedLength(uint32_t padding) const;
+    // The reserved block, header included, rewritten as a SEEKTABLE block of `capacity` points
+    // (placeholders after the real ones) followed by `padding` bytes of padding, the last
+    // metadata block.
+    std::vector<uint8_t> Patch(uint32_t padding) const;
 
   private:
     struct Point {

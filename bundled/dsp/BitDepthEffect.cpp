@@ -27,6 +27,12 @@ class NoiseSource {
 };
 
 class BitDepthEffect final : public LiveEffect {
+  public:
+    const char16_t* Help() const override {
+        return u"bits=<b>           16, 24, 32 or float\r\n"
+               u"dither=<d>         tpdf (default when reducing) or none";
+    }
+
   protected:
     bool Configure(const char16_t* settings) override {
         static constexpr SampleKind kinds[] = {SampleKind::Int16, SampleKind::Int24,

@@ -10,11 +10,25 @@ uint32_t DspEffect::Get(const char16_t* name, PluginValue* value) const {
     const std::u16string_view asked(name);
     if (asked == WM_VALUE_IS_LIVE)
         return IsLive() ? 1 : 0;
+    if (asked == WM_VALUE_HELP) {
+        value->pointer1 = const_cast<char16_t*>(Help());
+        return 1;
+    }
+    if (asked == WM_VALUE_CHANGES_LEVEL)
+        return ChangesLevel(static_cast<const char16_t*>(value->pointer1)) ? 1 : 0;
     if (asked == WM_VALUE_LAST_ERROR && !lastError_.empty()) {
         value->pointer1 = const_cast<char16_t*>(lastError_.c_str());
         return 1;
     }
+    if (asked == WM_VALUE_INFORMATION && value->value1 < information_.size()) {
+        value->pointer1 = const_cast<char16_t*>(information_[value->value1].c_str());
+        return 1;
+    }
     return 0;
+}
+
+void DspEffect::Inform(std::u16string line) {
+    information_.push_back(std::move(line));
 }
 
 bool DspEffect::Begin(const char16_t*) {

@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace wm::dsp {
 
@@ -13,10 +14,15 @@ class DspEffect {
   public:
     virtual ~DspEffect() = default;
 
-    // "IsLive" (whatever the settings say) and "LastError"; 0 for every other name.
+    // "IsLive" (whatever the settings say), "LastError" and "Information"; 0 for every other
+    // name.
     uint32_t Get(const char16_t* name, PluginValue* value) const;
 
     virtual bool IsLive() const = 0;
+    // The settings, one per line, for "Help" ("gain=<dB>   gain in decibels").
+    virtual const char16_t* Help() const = 0;
+    // Whether the effect with these settings changes the level ("ChangesLevel").
+    virtual bool ChangesLevel(const char16_t* /*settings*/) const { return false; }
     virtual bool Begin(const char16_t* settings);
     virtual bool Pass(AudioBlockInfo& block);
     virtual bool End();
@@ -29,8 +35,15 @@ class DspEffect {
     // A new call starts without the previous call's reason.
     void ClearError() { lastError_.clear(); }
 
+  protected:
+    // A line that is not an error, for the host's "Information" question after the end.
+    void Inform(std::u16string line);
+    // A new conversion starts without the previous one's lines.
+    void ClearInformation() { information_.clear(); }
+
   private:
     std::u16string lastError_;
+    std::vector<std::u16string> information_;
 };
 
 std::unique_ptr<DspEffect> MakeEffect();

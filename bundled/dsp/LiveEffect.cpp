@@ -7,6 +7,7 @@ namespace wm::dsp {
 bool LiveEffect::Begin(const char16_t* settings) {
     begun_ = started_ = false;
     framesOut_ = 0;
+    ClearInformation();
     if (!Configure(settings))
         return false;
     begun_ = true;
@@ -17,9 +18,9 @@ bool LiveEffect::StartOnFirstBlock(const WmWaveFormat& format) {
     std::u16string error;
     if (!LayoutOf(format, in_, error))
         return Fail(error);
+    firstFormat_ = format;
     if (!Start(in_, out_))
         return false;
-    firstFormat_ = format;
     outFormat_ = WithLayout(format, out_);
     started_ = true;
     return true;

@@ -31,6 +31,8 @@ class LiveEffect : public DspEffect {
     virtual void Stop() {}
 
     const PcmLayout& InLayout() const { return in_; }
+    // The format of the first block, as the decoder or the previous effect gave it.
+    const WmWaveFormat& InFormat() const { return firstFormat_; }
     const PcmLayout& OutLayout() const { return out_; }
 
   private:

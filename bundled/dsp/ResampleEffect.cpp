@@ -15,6 +15,10 @@ namespace {
 class ResampleEffect final : public LiveEffect {
   public:
     ~ResampleEffect() override { Stop(); }
+    const char16_t* Help() const override {
+        return u"rate=<Hz>          the new sample rate\r\n"
+               u"quality=<q>        quick, low, medium, high or veryhigh (default)";
+    }
 
   protected:
     bool Configure(const char16_t* settings) override {

@@ -184,6 +184,18 @@ void ToDouble(const void* source, SampleKind kind, size_t samples, double* targe
     }
 }
 
+size_t CountClipped(const double* samples, size_t count, SampleKind kind) {
+    const double step = StepOf(kind);
+    if (step == 0)
+        return 0;
+    // Values that round beyond the largest or the smallest integer.
+    const double top = 1 - step / 2, bottom = -1 - step / 2;
+    size_t clipped = 0;
+    for (size_t i = 0; i < count; ++i)
+        clipped += samples[i] >= top || samples[i] < bottom;
+    return clipped;
+}
+
 void FromDouble(const double* source, size_t samples, SampleKind kind, void* target) {
     uint8_t* p = static_cast<uint8_t*>(target);
     switch (kind) {

@@ -37,6 +37,9 @@ void ToDouble(const void* source, SampleKind kind, size_t samples, double* targe
 // Integers are rounded to the nearest step and saturate at both ends.
 void FromDouble(const double* source, size_t samples, SampleKind kind, void* target);
 
+// How many of the samples FromDouble would saturate in `kind` (none for floats).
+size_t CountClipped(const double* samples, size_t count, SampleKind kind);
+
 // The value of one integer step (2^-(bits-1)); 0 for floats.
 double StepOf(SampleKind kind);
 

@@ -1,6 +1,7 @@
 #include "bundled/flac_encoder/FlacEncoder.h"
 
 #include "bundled/codec/VorbisComments.h"
+#include "bundled/flac_encoder/FlacStatusText.h"
 #include "bundled/wav/Id3Frames.h"
 #include "bundled/wav/TagSetBridge.h"
 #include "tags/IDTagSet.h"
@@ -8,6 +9,7 @@
 
 #include <FLAC/metadata.h>
 
+#include <algorithm>
 #include <new>
 #include <string>
 
@@ -26,9 +28,8 @@ constexpr const char16_t* kHelp =
 namespace {
 
 constexpr uint32_t kSeekSpacingSeconds = 10;
-// Room for an hour of ten-second points; longer streams space their points wider.
-constexpr size_t kSeekCapacity = 360;
-constexpr size_t kSeekPointBytes = 18;
+// Ten-second points for 21 minutes; longer streams space their points wider.
+constexpr size_t kSeekCapacity = 128;
 // A metadata block holds at most 16 MiB - 1 bytes.
 constexpr size_t kMaxBlock = (1u << 24) - 1;
 
@@ -74,9 +75,8 @@ bool FlacEncoder::Start(const ConversionInfo& conversion) {
     const auto status =
         FLAC__stream_encoder_init_stream(encoder_, OnWrite, OnSeek, OnTell, nullptr, this);
     if (status != FLAC__STREAM_ENCODER_INIT_STATUS_OK)
-        return error_.Fail(u"libFLAC refused the settings: " +
-                           Widen(FLAC__StreamEncoderInitStatusString[status]) + u" (" +
-                           EncoderState() + u")"),
+        return error_.Fail(InitStatusInWords(
+                   status, {layout_.channels, layout_.validBits, format_.samplesPerSec})),
                false;
     return true;
 }
@@ -84,8 +84,8 @@ bool FlacEncoder::Start(const ConversionInfo& conversion) {
 bool FlacEncoder::Configure(const WmWaveFormat& format) {
     format_ = format;
     if (!codec::PcmLayoutOf(format_, layout_))
-        return error_.Fail(u"FLAC stores integer PCM only; convert float sources to 16 or "
-                           u"24 bits first"),
+        return error_.Fail(u"FLAC stores integer PCM only; store a float source as 24-bit "
+                           u"with -dspeffect1=\"BitDepth=bits=24\""),
                false;
     encoder_ = FLAC__stream_encoder_new();
     if (!encoder_)
@@ -121,16 +121,16 @@ bool FlacEncoder::AddMetadata(const ConversionInfo& conversion) {
     for (const wav::Picture& pic : tags.pictures)
         if (!AddPicture(pic))
             return error_.Fail(u"out of memory"), false;
-    reserve_ = options_.seekTable ? static_cast<uint32_t>(4 + kSeekCapacity * kSeekPointBytes) : 0;
-    if (options_.padding + reserve_ != 0) {
+    seekPoints_.Start(uint64_t{kSeekSpacingSeconds} * format_.samplesPerSec,
+                      options_.seekTable ? kSeekCapacity : 0);
+    reserved_ = seekPoints_.ReservedLength(options_.padding);
+    if (reserved_ != 0) {
         FLAC__StreamMetadata* padding = FLAC__metadata_object_new(FLAC__METADATA_TYPE_PADDING);
         if (!padding)
             return error_.Fail(u"out of memory"), false;
-        padding->length = options_.padding + reserve_;
+        padding->length = reserved_;
         metadata_.push_back(padding);
     }
-    seekPoints_.Start(uint64_t{kSeekSpacingSeconds} * format_.samplesPerSec,
-                      options_.seekTable ? kSeekCapacity : 0);
     return FLAC__stream_encoder_set_metadata(encoder_, metadata_.data(),
                                              static_cast<uint32_t>(metadata_.size())) ||
            (error_.Fail(u"libFLAC refused the metadata"), false);
@@ -202,14 +202,11 @@ uint32_t FlacEncoder::End() noexcept {
 }
 
 bool FlacEncoder::WriteSeekTable() {
-    if (reserve_ == 0 || firstFrameAt_ == 0)
+    if (!options_.seekTable || metadataEnd_ == 0)
         return true;
-    const uint32_t length = options_.padding + reserve_;
-    const std::vector<uint8_t> patch = seekPoints_.Patch(length);
-    if (patch.empty())
-        return true;
-    const uint64_t paddingAt = firstFrameAt_ - 4 - length;
-    return (out_.Seek(paddingAt) && out_.Write(patch.data(), patch.size())) ||
+    const std::vector<uint8_t> patch = seekPoints_.Patch(options_.padding);
+    const uint64_t reservedAt = metadataEnd_ - 4 - reserved_;
+    return (out_.Seek(reservedAt) && out_.Write(patch.data(), patch.size())) ||
            error_.Fail(u"writing the seek table failed");
 }
 
@@ -217,7 +214,7 @@ String FlacEncoder::EncoderState() const {
     if (!encoder_)
         return u"no encoder";
     const FLAC__StreamEncoderState state = FLAC__stream_encoder_get_state(encoder_);
-    String text = Widen(FLAC__StreamEncoderStateString[state]);
+    String text = StateInWords(state);
     if (state == FLAC__STREAM_ENCODER_VERIFY_MISMATCH_IN_AUDIO_DATA) {
         FLAC__uint64 sample;
         uint32_t channel, wide, frame;
@@ -238,8 +235,8 @@ void FlacEncoder::Reset() {
     metadata_.clear();
     out_.Abandon();
     std::vector<int32_t>().swap(samples_);
-    firstFrameAt_ = 0;
-    reserve_ = 0;
+    firstFrameAt_ = metadataEnd_ = 0;
+    reserved_ = 0;
     begun_ = false;
 }
 
@@ -247,6 +244,10 @@ FLAC__StreamEncoderWriteStatus FlacEncoder::OnWrite(const FLAC__StreamEncoder*,
                                                     const FLAC__byte buffer[], size_t bytes,
                                                     uint32_t samples, uint32_t, void* client) {
     FlacEncoder& e = *Self(client);
+    // The reserved block is the last of the metadata; where the metadata ends is known only
+    // once the stream is written (the final STREAMINFO comes back to the start).
+    if (samples == 0 && e.firstFrameAt_ == 0)
+        e.metadataEnd_ = std::max(e.metadataEnd_, e.out_.Tell() + bytes);
     if (samples != 0) {
         if (e.firstFrameAt_ == 0)
             e.firstFrameAt_ = e.out_.Tell();

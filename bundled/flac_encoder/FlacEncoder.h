@@ -1,6 +1,6 @@
 // One FLAC encoder instance: libFLAC's stream encoder writing the tags and pictures it is given
 // up front, then the audio, then (seeking back) the final STREAMINFO with the MD5 and a seek
-// table in room kept for it inside the padding.
+// table in a block kept for it ahead of the padding.
 #pragma once
 
 #include "bundled/codec/PcmConvert.h"
@@ -57,8 +57,9 @@ class FlacEncoder {
     WmWaveFormat format_{};
     std::vector<int32_t> samples_;
     codec::SeekPoints seekPoints_;
-    uint32_t reserve_ = 0; // padding bytes kept for the seek table
+    uint32_t reserved_ = 0; // length of the padding block kept for the seek table and padding
     uint64_t firstFrameAt_ = 0;
+    uint64_t metadataEnd_ = 0;
     bool begun_ = false;
 };
 

@@ -9,6 +9,9 @@ namespace wm::bundled {
 
 namespace {
 
+// One metadata block holds at most 16 MiB - 1 bytes, the seek table's room included.
+constexpr uint32_t kMaxPadding = (1u << 24) - 1 - 4096;
+
 bool Number(const String& text, uint32_t low, uint32_t high, uint32_t& out) {
     if (text.empty() || text.size() > 9)
         return false;
@@ -30,8 +33,12 @@ bool ParseFlacOptions(StringView commandLine, FlacOptions& o, String& error) {
     for (size_t i = 0; i < store.Count(); ++i) {
         const String& name = store.NameAt(i);
         const String& value = store.ValueAt(i);
-        if (IsHostOptionForEveryEncoder(name))
+        if (const HostOption host = ClassifyHostOption(name);
+            host != HostOption::NotOurs) {
+            if (host == HostOption::Effect)
+                return error = u"-" + name + u": " + kEffectOptionReason, false;
             continue;
+        }
         const String level = name.starts_with(u"compression-level-") ? name.substr(18) : name;
         bool ok = true;
         if (level.size() == 1 && level[0] >= u'0' && level[0] <= u'8')
@@ -41,7 +48,7 @@ bool ParseFlacOptions(StringView commandLine, FlacOptions& o, String& error) {
         else if (name == u"b" || EqualsNoCase(name, u"blocksize"))
             ok = Number(value, 16, 65535, o.blockSize);
         else if (EqualsNoCase(name, u"padding"))
-            ok = Number(value, 0, 16 * 1024 * 1024 - 1, o.padding);
+            ok = Number(value, 0, kMaxPadding, o.padding);
         else if (EqualsNoCase(name, u"no-padding"))
             o.padding = 0;
         else if (EqualsNoCase(name, u"no-seektable"))

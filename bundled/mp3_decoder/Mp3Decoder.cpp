@@ -28,11 +28,15 @@ Mp3Decoder* Self(void* handle) {
     return static_cast<Mp3Decoder*>(handle);
 }
 
+String Decimal(uint64_t v) {
+    return Widen(std::to_string(v));
+}
+
 } // namespace
 
 uint32_t Mp3Decoder::Get(const WmChar* name, PluginValue* value) noexcept {
     uint32_t result = 0;
-    if (error_.Answer(name, value, result))
+    if (error_.Answer(name, value, result) || information_.Answer(name, value, result))
         return result;
     if (!value || !codec::Is(name, WM_VALUE_DECODES) || value->value1 >= std::size(kExtensions))
         return 0;
@@ -57,6 +61,7 @@ uint32_t Mp3Decoder::Open(DecodeOpenInfo* info) noexcept {
 }
 
 bool Mp3Decoder::OpenStream(DecodeOpenInfo& info) {
+    information_.Clear();
     if (std::u16string_view(info.path) == u"-" || !file_.Open(info.path))
         return error_.Fail(u"the file cannot be opened"), false;
     wav::WaveTags tags;
@@ -70,6 +75,9 @@ bool Mp3Decoder::OpenStream(DecodeOpenInfo& info) {
     double unused = 0;
     mpg123_getstate(handle_, MPG123_ENC_DELAY, &delay, &unused);
     expectedBytes_ = delay >= 0 && samples > 0 ? uint64_t(samples) * format_.blockAlign : 0;
+    // Damage stops the decoder where it lies, to be named, instead of being skipped unseen;
+    // with a known length the end of the file then tells an early end apart.
+    mpg123_param(handle_, MPG123_ADD_FLAGS, MPG123_NO_RESYNC, 0);
     if (samples > 0) {
         info.byteLength = uint64_t(samples) * format_.blockAlign;
         info.msLength = uint64_t(samples) * 1000 / format_.samplesPerSec;
@@ -153,8 +161,26 @@ bool Mp3Decoder::StartDecoder() {
     return true;
 }
 
-String Mp3Decoder::Ms(uint64_t bytes) const {
-    return Widen(std::to_string(wav::BytesToMs(bytes, format_.avgBytesPerSec)));
+// Known length: damage fails the run where it lies. Unknown: libmpg123 may resynchronise over
+// it until the next good frame, and where it lay is told at the end.
+bool Mp3Decoder::LostSync(uint64_t atByte) {
+    const String where = u"damaged data after sample " + Samples(atByte) + u" (near byte " +
+                         Decimal(audioStart_ + LastFrameAt()) + u" of the file)";
+    if (expectedBytes_)
+        return error_.Fail(where + u": the decoder lost sync"), false;
+    if (skipped_++ == 0)
+        firstSkipped_ = where;
+    mpg123_param(handle_, MPG123_REMOVE_FLAGS, MPG123_NO_RESYNC, 0);
+    return true;
+}
+
+uint64_t Mp3Decoder::LastFrameAt() const {
+    const off_t at = mpg123_framepos(handle_);
+    return at > 0 ? uint64_t(at) : 0;
+}
+
+String Mp3Decoder::Samples(uint64_t bytes) const {
+    return Decimal(bytes / format_.blockAlign);
 }
 
 String Mp3Decoder::DecoderError() const {
@@ -167,6 +193,12 @@ uint32_t Mp3Decoder::Close() noexcept {
         mpg123_delete(handle_);
     }
     handle_ = nullptr;
+    if (skipped_)
+        information_.Add(
+            firstSkipped_ + u" was skipped" +
+            (skipped_ > 1 ? u", and " + Decimal(skipped_ - 1) + u" more places" : u"") +
+            u"; without LAME's info frame the audio lost cannot be measured");
+    skipped_ = 0;
     audioStart_ = audioEnd_ = readAt_ = deliveredBytes_ = expectedBytes_ = 0;
     finished_ = false;
     std::vector<uint8_t>().swap(pcm_);
@@ -182,13 +214,23 @@ uint32_t Mp3Decoder::DecodeBlock(AudioBlockInfo* block) noexcept {
         size_t done = 0;
         const int status = mpg123_read(handle_, pcm_.data() + got, pcm_.size() - got, &done);
         got += done;
-        if (status == MPG123_DONE) {
+        const bool damaged = status == MPG123_ERR && mpg123_errcode(handle_) == MPG123_OUT_OF_SYNC;
+        // Data that is no MPEG frame after every sample the info frame promised is a tail, not
+        // damage.
+        const bool tail = damaged && expectedBytes_ && deliveredBytes_ + got >= expectedBytes_;
+        if (status == MPG123_DONE || tail) {
             finished_ = got == 0;
             if (finished_ && deliveredBytes_ < expectedBytes_)
-                return error_.Fail(u"damaged frames were skipped: " + Ms(deliveredBytes_) +
-                                   u" of " + Ms(expectedBytes_) + u" ms decoded");
+                return error_.Fail(u"the file ends early: " + Samples(deliveredBytes_) + u" of " +
+                                   Samples(expectedBytes_) + u" samples decoded");
             break;
         }
+        if (damaged && !LostSync(deliveredBytes_ + got))
+            return 0;
+        if (damaged)
+            continue;
+        if (done && skipped_)
+            mpg123_param(handle_, MPG123_ADD_FLAGS, MPG123_NO_RESYNC, 0); // past the damage
         if (status == MPG123_NEW_FORMAT) {
             long rate = 0;
             int channels = 0, encoding = 0;

@@ -34,12 +34,20 @@ class Mp3Decoder {
     void ReadTags(wav::WaveTags& tags);
     bool StartDecoder();
     String DecoderError() const;
-    String Ms(uint64_t bytes) const;
+    // Bytes of PCM as a count of sample frames.
+    String Samples(uint64_t bytes) const;
+    // Damage where the decoder lost sync: false (failing) when the length is known.
+    bool LostSync(uint64_t atByte);
+    // Where in the audio the last frame the decoder read begins.
+    uint64_t LastFrameAt() const;
 
     static mpg123_ssize_t OnRead(void* self, void* buffer, size_t bytes);
     static off_t OnSeek(void* self, off_t offset, int whence);
 
     codec::LastError error_;
+    codec::InformationLines information_; // kept past Close for the host's question
+    uint64_t skipped_ = 0;                // places of damage skipped, length unknown
+    String firstSkipped_;
     BufferedReader file_;
     uint64_t audioStart_ = 0; // the audio lies in [audioStart_, audioEnd_)
     uint64_t audioEnd_ = 0;

@@ -15,13 +15,36 @@ namespace wm::bundled {
 namespace {
 // The help text "Wavemill.exe -help" shows under this encoder.
 constexpr const char16_t* kHelp =
-    u"-b <kbps>          constant bit rate\r\n"
-    u"-V <0..9>          variable bit rate, 0 best (without options: 128 kbps CBR)\r\n"
+    u"-b <kbps>          constant bit rate (without options: 128 kbps for stereo at\r\n"
+    u"                   44.1 or 48 kHz; LAME's 11:1 ratio, less, for mono or lower rates)\r\n"
+    u"-V <0..9>          variable bit rate, 0 best\r\n"
     u"-abr <kbps>        average bit rate\r\n"
     u"-q <0..9>          algorithm quality, 0 best\r\n"
     u"-m s|j|f|d|m       stereo, joint, forced mid/side, dual channel, mono\r\n"
     u"-noreplaygain      no ReplayGain analysis for the info frame";
 } // namespace
+
+namespace {
+
+String Decimal(uint64_t v) {
+    return Widen(std::to_string(v));
+}
+
+} // namespace
+
+// LAME would quietly take the nearest rate the output's MPEG version has; the user asked for
+// this one, so name those that exist.
+String Mp3Encoder::BitRateRefusal(int askedKbps) const {
+    String rates;
+    const int version = lame_get_version(lame_);
+    for (int i = 1; i < 15; ++i) {
+        const int kbps = lame_get_bitrate(version, i);
+        rates += (i == 1 ? u"" : i == 14 ? u" and " : u", ") + Decimal(kbps);
+    }
+    return u"-b " + Decimal(askedKbps) + u" does not exist for MP3 at " +
+           Decimal(lame_get_out_samplerate(lame_)) + u" Hz; the bit rates there are " + rates +
+           u" kbps";
+}
 
 namespace {
 
@@ -32,6 +55,8 @@ constexpr size_t kMp3Buffer = kSliceFrames * 5 / 4 + 7200;
 } // namespace
 
 uint32_t Mp3Encoder::Get(const WmChar* name, PluginValue* value) noexcept {
+    if (uint32_t result = 0; information_.Answer(name, value, result))
+        return result;
     return codec::AnswerEncoderValue(error_, name, value, u".mp3", kHelp);
 }
 
@@ -52,6 +77,7 @@ uint32_t Mp3Encoder::Begin(const ConversionInfo* conversion) noexcept {
 }
 
 bool Mp3Encoder::Start(const ConversionInfo& conversion) {
+    information_.Clear();
     format_ = *conversion.sourceFormat;
     wav::WaveError why{};
     if (!wav::NormaliseWaveFormat(format_, why))
@@ -62,7 +88,9 @@ bool Mp3Encoder::Start(const ConversionInfo& conversion) {
         codec::PcmLayoutOf(format_, layout_);
     if (format_.channels > 2)
         return error_.Fail(u"MP3 holds one or two channels; the source has " +
-                           Widen(std::to_string(format_.channels))),
+                           Decimal(format_.channels) +
+                           u" (the Channels effect mixes them down: "
+                           u"-dspeffect1=\"Channels=channels=2\")"),
                false;
     lame_ = lame_init();
     if (!lame_)
@@ -76,8 +104,16 @@ bool Mp3Encoder::Start(const ConversionInfo& conversion) {
     String error;
     if (!ApplyMp3Options(conversion.commandLine ? conversion.commandLine : u"", lame_, error))
         return error_.Fail(error), false;
+    const int askedKbps = lame_get_VBR(lame_) == vbr_off ? lame_get_brate(lame_) : 0;
     if (lame_init_params(lame_) < 0)
         return error_.Fail(u"LAME refused the settings for this source"), false;
+    if (askedKbps && lame_get_brate(lame_) != askedKbps)
+        return error_.Fail(BitRateRefusal(askedKbps)), false;
+    if (lame_get_out_samplerate(lame_) != static_cast<int>(format_.samplesPerSec))
+        information_.Add(u"the source's " + Decimal(format_.samplesPerSec) + u" Hz became " +
+                         Decimal(lame_get_out_samplerate(lame_)) + u" Hz, " +
+                         (format_.samplesPerSec > 48000 ? u"the highest rate MP3 holds"
+                                                        : u"LAME's choice for this bit rate"));
     mp3_.resize(kMp3Buffer);
     if (!out_.Create(conversion.outputPath))
         return error_.Fail(u"the output file cannot be created"), false;
@@ -174,6 +210,11 @@ uint32_t Mp3Encoder::End() noexcept {
         const size_t n = lame_get_lametag_frame(lame_, mp3_.data(), mp3_.size());
         if (n > 0 && n <= mp3_.size() && (!out_.Seek(audioAt_) || !out_.Write(mp3_.data(), n)))
             ok = error_.Fail(u"writing the LAME info frame failed");
+        if (n == 0)
+            information_.Add(u"no info frame: at " + Decimal(lame_get_brate(lame_)) +
+                             u" kbps and " + Decimal(lame_get_out_samplerate(lame_)) +
+                             u" Hz an MPEG frame is too small to hold it, so players cannot "
+                             u"remove the encoder delay (a higher -b keeps playback gapless)");
     }
     if (!out_.Close() && ok)
         ok = error_.Fail(u"writing the output file failed");

@@ -32,9 +32,11 @@ class Mp3Encoder {
     bool WriteTag(const ConversionInfo& conversion);
     bool EncodeFrames(const AudioBlockInfo& block, size_t frames);
     bool WriteOutput(int bytes);
+    String BitRateRefusal(int askedKbps) const;
     void Reset();
 
     codec::LastError error_;
+    codec::InformationLines information_; // kept past the end for the host's question
     lame_global_flags* lame_ = nullptr;
     BufferedWriter out_;
     WmWaveFormat format_{};

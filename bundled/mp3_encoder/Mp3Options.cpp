@@ -3,7 +3,9 @@
 #include "contract/EncoderOptions.h"
 #include "converter/OptionStore.h"
 
+#include <algorithm>
 #include <cstdlib>
+#include <iterator>
 #include <string>
 
 namespace wm::bundled {
@@ -20,6 +22,19 @@ bool Number(const String& text, double low, double high, bool fraction, double& 
             return false;
     out = std::strtod(s.c_str(), nullptr);
     return out >= low && out <= high;
+}
+
+// Every bit rate some MPEG layer III version holds; which of them a stream may use depends on
+// its sample rate, checked once LAME has chosen that.
+constexpr int kBitRates[] = {8,  16,  24,  32,  40,  48,  56,  64,  80,
+                             96, 112, 128, 144, 160, 192, 224, 256, 320};
+
+bool BitRate(const String& value, lame_global_flags* lame) {
+    double v = 0;
+    if (!Number(value, 8, 320, false, v) ||
+        std::find(std::begin(kBitRates), std::end(kBitRates), int(v)) == std::end(kBitRates))
+        return false;
+    return lame_set_brate(lame, int(v)) == 0 && lame_set_VBR_min_bitrate_kbps(lame, int(v)) == 0;
 }
 
 bool Mode(const String& value, lame_global_flags* lame) {
@@ -49,13 +64,21 @@ bool ApplyMp3Options(StringView commandLine, lame_global_flags* lame, String& er
     for (size_t i = 0; i < store.Count(); ++i) {
         const String& name = store.NameAt(i);
         const String& value = store.ValueAt(i);
-        if (IsHostOptionForEveryEncoder(name))
+        if (const HostOption host = ClassifyHostOption(name);
+            host != HostOption::NotOurs) {
+            if (host == HostOption::Effect)
+                return error = u"-" + name + u": " + kEffectOptionReason, false;
             continue;
+        }
         double v = 0;
         bool ok = true;
         if (name == u"b") {
-            ok = Number(value, 8, 320, false, v) && lame_set_brate(lame, int(v)) == 0 &&
-                 lame_set_VBR_min_bitrate_kbps(lame, int(v)) == 0;
+            if (!BitRate(value, lame))
+                return error = u"bad value '" + value +
+                               u"' for the MP3 option -b: MP3 bit rates "
+                               u"are 8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160, "
+                               u"192, 224, 256 and 320 kbps",
+                       false;
         } else if (name == u"V") {
             ok = Number(value, 0, 9.999, true, v) && lame_set_VBR(lame, vbr_default) == 0 &&
                  lame_set_VBR_quality(lame, float(v)) == 0;

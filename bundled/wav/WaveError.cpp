@@ -87,11 +87,11 @@ uint32_t LastWaveError::FailText(const char16_t* why) noexcept {
     return 0;
 }
 
-uint32_t LastWaveError::FailOption(const char16_t* name, size_t length,
+uint32_t LastWaveError::FailOption(const char16_t* lead, std::u16string_view name,
                                    const char16_t* why) noexcept {
     Clear();
-    Append(u"unknown option -");
-    Append(name, length < 24 ? length : 24);
+    Append(lead);
+    Append(name.data(), name.size() < 24 ? name.size() : 24);
     Append(u": ");
     Append(why);
     return 0;

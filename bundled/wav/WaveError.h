@@ -5,6 +5,7 @@
 #include <sdk/wavemill_plugin.h>
 
 #include <cstdint>
+#include <string_view>
 
 namespace wm::wav {
 
@@ -61,8 +62,9 @@ class LastWaveError {
     uint32_t Fail(WaveError error, const WmWaveFormat* format = nullptr) noexcept;
     // Records another plug-in's reason as it stands (cut to fit) and returns 0.
     uint32_t FailText(const char16_t* why) noexcept;
-    // Records "unknown option -<name>: <why>" (a name cut to fit) and returns 0.
-    uint32_t FailOption(const char16_t* name, size_t length, const char16_t* why) noexcept;
+    // Records "<lead><name>: <why>" (a name cut to fit) and returns 0.
+    uint32_t FailOption(const char16_t* lead, std::u16string_view name,
+                        const char16_t* why) noexcept;
     void Clear() noexcept { text_[0] = 0; }
     const char16_t* Text() const noexcept { return text_; }
     // pointer1 = the text; 0 when no call has failed.
@@ -71,7 +73,7 @@ class LastWaveError {
   private:
     void Append(const char16_t* text, size_t limit = SIZE_MAX) noexcept;
 
-    char16_t text_[96] = {};
+    char16_t text_[192] = {};
 };
 
 } // namespace wm::wav

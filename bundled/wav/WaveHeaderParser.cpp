@@ -54,12 +54,37 @@ namespace {
 
 struct HeaderWalk {
     Ds64 ds64;
+    uint32_t riffSize = 0;
     bool haveFmt = false;
     bool haveData = false;
 };
 
+// A data size of 0 that the RIFF size agrees with (the file ends at the data chunk, or the RIFF
+// size is 0 too), or the streaming writers' 0xFFFFFFFF: the header was written before the
+// audio and never completed. A real empty data chunk followed by other chunks is left alone.
+bool DataSizeNeverWritten(const HeaderWalk& walk, const WaveLayout& layout, uint64_t body,
+                          uint64_t bodySize) {
+    if (layout.rf64)
+        return false;
+    return bodySize == kSizeInDs64 || (bodySize == 0 && uint64_t{walk.riffSize} + 8 <= body);
+}
+
+void TakeData(const HeaderWalk& walk, uint64_t body, uint64_t& bodySize, uint64_t available,
+              WaveLayout& layout) {
+    layout.dataOffset = body;
+    if (DataSizeNeverWritten(walk, layout, body, bodySize)) {
+        layout.dataSize = WaveLayout::DataSize::NeverWritten;
+        bodySize = available;
+    } else if (bodySize > available) {
+        layout.dataSize = WaveLayout::DataSize::PastEnd;
+        layout.statedDataLength = bodySize;
+    }
+    layout.dataLength = std::min(bodySize, available);
+}
+
 // Takes what one chunk says about the layout; false (with `error`) when the chunk is broken.
-bool VisitChunk(ByteSource& source, const uint8_t* header, uint64_t body, uint64_t bodySize,
+// A data chunk read to the end of the file gets that length in `bodySize`.
+bool VisitChunk(ByteSource& source, const uint8_t* header, uint64_t body, uint64_t& bodySize,
                 uint64_t available, HeaderWalk& walk, WaveLayout& layout, WaveError& error) {
     if (IsId(header, "ds64") && layout.rf64 && !walk.ds64.present)
         return ReadDs64(source, body, std::min(bodySize, available), walk.ds64, error);
@@ -69,8 +94,7 @@ bool VisitChunk(ByteSource& source, const uint8_t* header, uint64_t body, uint64
     }
     if (IsId(header, "data") && !walk.haveData) {
         walk.haveData = true;
-        layout.dataOffset = body;
-        layout.dataLength = std::min(bodySize, available);
+        TakeData(walk, body, bodySize, available, layout);
     }
     return true;
 }
@@ -84,6 +108,12 @@ bool ParseWaveHeader(ByteSource& source, WaveLayout& layout, WaveError& error) {
         return false;
     const uint64_t size = source.Size();
     HeaderWalk walk;
+    uint8_t riffSize[4];
+    if (!ReadExact(source, 4, riffSize, sizeof riffSize)) {
+        error = kWaveReadFailed;
+        return false;
+    }
+    walk.riffSize = Le32(riffSize);
     // The RIFF size is ignored on purpose: writers often leave it wrong; the file's own end
     // bounds the walk. Its own walk rather than WalkRiffChunks: it stops once fmt and data are
     // known, has no chunk limit, and takes a ds64 chunk wherever it stands.

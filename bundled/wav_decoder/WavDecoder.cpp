@@ -37,11 +37,31 @@ uint32_t BitRate(const WmWaveFormat& f) {
     return static_cast<uint32_t>(std::min<uint64_t>(uint64_t{f.avgBytesPerSec} * 8, UINT32_MAX));
 }
 
+// "10.0 s" for a length of data bytes.
+String Seconds(uint64_t bytes, const WmWaveFormat& f) {
+    const uint64_t tenths = wav::BytesToMs(bytes, f.avgBytesPerSec) / 100;
+    return Widen(std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) + " s");
+}
+
+// Why the audio read is not what the header says, for the information line.
+String DataSizeNote(const wav::WaveLayout& layout) {
+    using DataSize = wav::WaveLayout::DataSize;
+    const String held = Seconds(layout.dataLength, layout.format);
+    if (layout.dataSize == DataSize::NeverWritten)
+        return u"the WAV header's data size was never filled in (a writer stopped or streaming): "
+               u"read the audio to the end of the file, " +
+               held;
+    return u"the WAV header promises " + Seconds(layout.statedDataLength, layout.format) +
+           u" of audio where the file holds " + held + u": read to the end of the file";
+}
+
 } // namespace
 
 uint32_t WavDecoder::Get(const WmChar* name, PluginValue* value) noexcept {
     if (Is(name, WM_VALUE_LAST_ERROR))
         return lastError_.Answer(value);
+    if (uint32_t result = 0; information_.Answer(name, value, result))
+        return result;
     if (!value || !Is(name, WM_VALUE_DECODES) || value->value1 >= std::size(kExtensions))
         return 0;
     value->pointer1 = const_cast<char16_t*>(kExtensions[value->value1]);
@@ -87,12 +107,15 @@ uint32_t WavDecoder::Open(DecodeOpenInfo* info) noexcept {
 }
 
 wav::WaveError WavDecoder::OpenFile(DecodeOpenInfo& info) {
+    information_.Clear();
     if (std::u16string_view(info.path) == u"-" || !file_.OpenForReading(info.path))
         return wav::kWaveOpenFailed;
     FileByteSource source(file_);
     wav::WaveError error = wav::kWaveOk;
     if (!wav::ParseWaveHeader(source, layout_, error))
         return error;
+    if (layout_.dataSize != wav::WaveLayout::DataSize::AsStated)
+        information_.Add(DataSizeNote(layout_));
     bufferSize_ = BlockBytes(layout_.format);
     buffer_.reset(new (std::nothrow) uint8_t[bufferSize_]);
     if (!buffer_)

@@ -2,6 +2,7 @@
 // compressed formats, as the FFmpeg decoder plug-in decodes them.
 #pragma once
 
+#include "bundled/codec/PluginSupport.h"
 #include "bundled/wav/WaveHeaderParser.h"
 #include "bundled/wav_decoder/CompressedWave.h"
 #include "bundled/win/Win32File.h"
@@ -32,6 +33,7 @@ class WavDecoder {
 
     Win32File file_;
     wav::LastWaveError lastError_;
+    codec::InformationLines information_; // kept past Close for the host's question at the end
     wav::WaveLayout layout_;
     uint64_t delivered_ = 0; // data bytes handed out so far
     std::unique_ptr<uint8_t[]> buffer_;

@@ -1,5 +1,6 @@
 #include "bundled/wav_encoder/WavEncoder.h"
 
+#include "contract/EncoderOptions.h"
 #include "bundled/wav/TagSetBridge.h"
 #include "bundled/wav/WaveFormatRules.h"
 #include "bundled/wav/WaveTagFile.h"
@@ -23,7 +24,8 @@ bool Is(const WmChar* name, std::u16string_view wanted) {
 }
 
 // The first option of the encoder command line (" -name" or " -name=\"value\"") that is not
-// one the host passes anyway; empty when there is none. Wave output has no options of its own.
+// a harmless one of the converter's own; empty when there is none. Wave output has no options
+// of its own.
 std::u16string_view UnknownOption(const WmChar* commandLine) {
     const std::u16string_view line = commandLine ? commandLine : u"";
     for (size_t at = line.find(u" -"); at != line.npos; at = line.find(u" -", at + 2)) {
@@ -32,7 +34,7 @@ std::u16string_view UnknownOption(const WmChar* commandLine) {
         while (end < line.size() && line[end] != u'=' && line[end] != u' ')
             ++end;
         const std::u16string_view name = line.substr(start, end - start);
-        if (!IsHostOptionForEveryEncoder(name))
+        if (ClassifyHostOption(name) != HostOption::Harmless)
             return name;
         if (end < line.size() && line[end] == u'=' && end + 1 < line.size() &&
             line[end + 1] == u'"')
@@ -63,8 +65,10 @@ uint32_t WavEncoder::Begin(const ConversionInfo* conversion) noexcept {
     if (!conversion || !conversion->outputPath || !conversion->sourceFormat)
         return lastError_.Fail(wav::kWaveNoConversion);
     if (const std::u16string_view option = UnknownOption(conversion->commandLine); !option.empty())
-        return lastError_.FailOption(option.data(), option.size(),
-                                     u"the Wave encoder has no options of its own");
+        return ClassifyHostOption(option) == HostOption::Effect
+                   ? lastError_.FailOption(u"-", option, kEffectOptionReason)
+                   : lastError_.FailOption(u"unknown option -", option,
+                                           u"the Wave encoder has no options of its own");
     wav::WaveError error = wav::kWaveOk;
     if (!writer_.Init(*conversion->sourceFormat, error))
         return lastError_.Fail(error, conversion->sourceFormat);

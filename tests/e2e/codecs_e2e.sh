@@ -51,6 +51,19 @@ for field in 'TITLE=Tëst Title' 'ARTIST=An Artist' 'ALBUMARTIST=Various' 'TRACK
 done
 check "metaflac lists a seek table with points at 0 and 10 s" \
     grep -qzP 'sample_number=0,.*\n.*sample_number=43[0-9]{4},' <<<"$list"
+# The padding is what the options say, whatever room the seek table took.
+while IFS='|' read -r options want; do
+    # shellcheck disable=SC2086
+    wm -infile=src.wav -outfile=pad.flac -convert_to=FLAC $options
+    got=$(metaflac --list --block-type=PADDING pad.flac | awk '/^  length:/ {print $2}')
+    check "padding with '${options:-no options}': ${want/none/no padding block}" \
+        test "$(flac -s -t pad.flac && echo valid):${got:-none}" = "valid:$want"
+done <<'EOF'
+|8192
+-no-padding|none
+-padding 0|none
+-padding 300|300
+EOF
 metaflac --export-picture-to=cover-out.jpg a.flac
 check "the cover is a front cover, byte for byte" \
     test "$(grep -c 'type: 3 (Cover (front))' <<<"$list"):$(cmp -s cover.jpg cover-out.jpg && echo same)" = 1:same
@@ -140,6 +153,17 @@ ffmpeg -v error -y -i V2.mp3 -an -c:v copy -f image2 cover-mp3.jpg
 check "ffprobe finds the front cover, byte for byte" cmp -s cover.jpg cover-mp3.jpg
 wm -infile=src.wav -outfile=bad.mp3 -convert_to=MP3 -b 999
 check "a bit rate out of range fails the run" test $? -eq 1
+# What LAME changes is said: the rate above 48 kHz, and an info frame too big for 32 kbps frames.
+sox -V1 -n -r 96000 -c 2 -b 16 hi.wav synth 1 sine 440
+told() { # told <line pattern> <options...>: how many information lines match
+    local pattern=$1
+    shift
+    wine "$stage/Wavemill.exe" "$@" </dev/null 2>/dev/null | iconv -f UTF-16LE -t UTF-8 | grep -c "$pattern"
+}
+check "96 kHz into MP3: the information line says 48 kHz" test "$(told \
+    "Information: Encoder 'MP3': the source's 96000 Hz became 48000 Hz" -infile=hi.wav -outfile=hi.mp3 -convert_to=MP3)" = 1
+check "32 kbps MP3: the information line says there is no info frame" test "$(told \
+    "Information: Encoder 'MP3': no info frame: at 32 kbps" -infile=src.wav -outfile=b32.mp3 -convert_to=MP3 -b 32)" = 1
 
 # --- MP3 decoder ---
 wm -infile=V2.mp3 -outfile=V2.wav -convert_to=Wave
@@ -155,12 +179,32 @@ check "mono 22 kHz MP3 decodes gapless" test "$(format_of v1.wav)" = "22050 1 16
 head -c 150000 /dev/urandom >junk.mp3
 printf 'ID3\003\000\000\177\177\177\177' | cat - mono.wav >runaway.mp3
 cp V2.mp3 holed.mp3 && dd if=/dev/zero of=holed.mp3 bs=1 seek=100000 count=600 conv=notrunc status=none
-for bad in junk runaway holed; do
+head -c 150000 V2.mp3 >short.mp3
+# Damage is named with where it lies; a file that simply stops is told apart from it.
+while IFS='|' read -r bad words; do
     echo precious >kept.wav
     wm -infile=$bad.mp3 -outfile=kept.wav -convert_to=Wave
-    check "$bad.mp3 fails with an error line and keeps the output" \
-        test "$?:$(grep -c 'Error: ' wm.err):$(cat kept.wav)" = "1:1:precious"
-done
+    check "$bad.mp3 fails with an error line${words:+ saying '$words'} and keeps the output" \
+        test "$?:$(grep -c "Error: .*$words" wm.err):$(cat kept.wav)" = "1:1:precious"
+done <<'EOF'
+junk|
+runaway|
+holed|damaged data after sample [0-9]* (near byte [0-9]* of the file)
+short|the file ends early: [0-9]* of 529200 samples decoded
+EOF
+
+# Without LAME's info frame the length is unknown: damage is skipped as mpg123 skips it, and
+# where it lay is said in an information line.
+lame --silent -t -b 128 src.wav untagged.mp3
+read -r at next < <(ffprobe -v error -select_streams a -show_entries packet=pos -of csv=p=0 untagged.mp3 |
+    sed -n '100p;101p' | tr '\n' ' ')
+cp untagged.mp3 skipped.mp3 # the 100th frame zeroed
+head -c $((next - at)) /dev/zero | dd of=skipped.mp3 bs=1 seek="$at" conv=notrunc status=none
+note=$(wine "$stage/Wavemill.exe" -infile=skipped.mp3 -outfile=skipped.wav -convert_to=Wave </dev/null 2>/dev/null |
+    iconv -f UTF-16LE -t UTF-8)
+mpg123 -q -w skipped-native.wav skipped.mp3
+check "damage without an info frame: mpg123's length, and an information line with its place" \
+    test "$(soxi -s skipped.wav):$(grep -c "Information: Decoder: damaged data after sample [0-9]* (near byte [0-9]* of the file) was skipped" <<<"$note")" = "$(soxi -s skipped-native.wav):1"
 
 # --- Tags and cover through every pair: WAV -> FLAC -> MP3 -> FLAC -> WAV ---
 wm -infile=a.flac -outfile=c.mp3 -convert_to=MP3 -V 4
@@ -170,6 +214,13 @@ flac -s -f -o rg.flac -T 'TITLE=Gain' -T 'REPLAYGAIN_TRACK_GAIN=-3.20 dB' src.wa
 wm -infile=rg.flac -outfile=rg.mp3 -convert_to=MP3 -b 128
 wm -infile=rg.mp3 -outfile=rg2.flac -convert_to=FLAC
 check "ReplayGain reaches the MP3 (TXXX) and the FLAC after it" test "$(probe rg.mp3 | grep -ci '^replaygain_track_gain="-3.20 dB"$'):$(metaflac --show-tag=REPLAYGAIN_TRACK_GAIN rg2.flac)" = "1:REPLAYGAIN_TRACK_GAIN=-3.20 dB"
+# An effect that changes the level leaves no stale values behind; one that does not keeps them.
+wm -infile=rg.flac -outfile=rg-vol.mp3 -convert_to=MP3 -b 128 -dspeffect1="Volume=gain=-10"
+wm -infile=rg.flac -outfile=rg-norm.flac -convert_to=FLAC -dspeffect1="Normalize=lufs=-23"
+wm -infile=rg.flac -outfile=rg-bits.flac -convert_to=FLAC -dspeffect1="BitDepth=bits=24"
+check "Volume and Normalize drop the old ReplayGain, BitDepth keeps it, the title stays" test \
+    "$(probe rg-vol.mp3 | grep -ci '^replaygain'):$(metaflac --show-tag=REPLAYGAIN_TRACK_GAIN rg-norm.flac):$(metaflac --show-tag=REPLAYGAIN_TRACK_GAIN rg-bits.flac):$(metaflac --show-tag=TITLE rg-norm.flac)" \
+    = "0::REPLAYGAIN_TRACK_GAIN=-3.20 dB:TITLE=Gain"
 check "the chain ends with the source's length" test "$(soxi -s c.wav)" = "$(soxi -s src.wav)"
 check "MP3 in the chain keeps every tag (ffprobe)" test "$(probe c.mp3 | grep -cxF -f <(printf '%s\n' 'title="Tëst Title"' 'album_artist="Various"' 'track="3/12"' 'disc="1/2"' 'date="2024"' 'comment="Said so"'))" -eq 6
 clist=$(metaflac --list c.flac)

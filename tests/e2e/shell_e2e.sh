@@ -72,11 +72,38 @@ for bad in "missing.wav:the file does not exist" "dir.wav:it is a folder, not a 
     wm -silent -infile="$name" -outfile=kept.wav -convert_to=Wave 2>err.txt
     check "$name: the line says '${bad#*:}'" grep -q "for decoding: ${bad#*:}\." <(utf8 <err.txt)
 done
-# A misspelt option reaches the encoder, which names it instead of ignoring it.
-echo keep >kept.wav
-wm -silent -infile="$win_in" -outfile=kept.wav -convert_to=Wave -bits=16 2>err.txt
-check "an option the encoder does not know fails the run and is named" \
-    test $?:"$(cat kept.wav)" = 1:keep -a -n "$(utf8 <err.txt | grep 'unknown option -bits')"
+# Options that reach an encoder: a misspelt one is named, an effect the converter could not take
+# is explained, a value the codec would quietly change is refused with what is allowed, and
+# libFLAC's refusals are said in words.
+sox -V1 -n -r 8000 -c 10 -b 16 ten.wav synth 0.5 sine 300
+sox -V1 -n -r 8000 -c 1 -b 16 low.wav synth 0.5 sine 300
+while IFS='|' read -r codec input options words; do
+    echo keep >kept.out
+    # shellcheck disable=SC2086
+    wm -silent -infile="$input" -outfile=kept.out -convert_to=$codec $options 2>err.txt
+    check "$codec $options: fails, output kept, the line says '$words'" \
+        test $?:"$(cat kept.out)":"$(utf8 <err.txt | grep -c -- "$words")" = 1:keep:1
+done <<'EOF'
+Wave|fmt.wav|-bits=16|unknown option -bits: the Wave encoder has no options of its own
+Wave|fmt.wav|-dspeffect1=Normalize|-dspeffect1: not an encoder option: an effect is written Name=settings, and the numbers must not skip one
+FLAC|fmt.wav|-dspeffect2=Volume=gain=1|-dspeffect2: not an encoder option: an effect is written
+MP3|fmt.wav|-dspeffect1=Volume|-dspeffect1: not an encoder option
+MP3|fmt.wav|-b 100|MP3 bit rates are 8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160, 192, 224, 256 and 320 kbps
+MP3|low.wav|-b 320|-b 320 does not exist for MP3 at 8000 Hz; the bit rates there are 8, 16, .* and 160 kbps
+MP3|ten.wav|-b 128|MP3 holds one or two channels; the source has 10 (the Channels effect
+FLAC|ten.wav||FLAC holds 1 to 8 channels; the source has 10 (the Channels effect
+EOF
+# The converter's own options that reach the encoders are harmless there: float PCM from
+# standard input (-sourceisfloat stays on the encoder's command line) encodes to MP3, and FLAC
+# names the effect setting that stores it.
+sox -V1 -n -r 44100 -c 2 -b 32 -e floating-point -t raw float.raw synth 1 sine 440 gain -6
+for codec in MP3 FLAC; do
+    wine "$stage/Wavemill.exe" -silent -infile=- -outfile=float.$codec -convert_to=$codec \
+        -sourcefreq=44100 -sourcechannels=2 -sourcebits=32 -sourceisfloat <float.raw 2>err.txt
+    statuses+="$codec:$?:$(utf8 <err.txt | grep -c 'dspeffect1="BitDepth=bits=24"') "
+done
+check "float PCM on standard input: MP3 encodes it, FLAC names BitDepth=bits=24" \
+    test "$statuses" = "MP3:0:0 FLAC:1:1 "
 # A data size that claims more than the file holds: what is there converts.
 cp "with space/in put.wav" lying.wav
 printf '\xff\xff\xff\x7f' | dd of=lying.wav bs=1 seek=40 conv=notrunc status=none

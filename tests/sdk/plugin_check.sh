@@ -81,6 +81,7 @@ for dll in "$stage"/DSPs/*.dll; do
     case ${dll##*/} in
     ExampleGain.dll) expect_pass "$dll" "-settings=50"; expect_pass "$dll" "-settings=50 nonlive" ;;
     BitDepth.dll) expect_pass "$dll" "-settings=bits=16" ;;
+    Channels.dll) expect_pass "$dll" "-settings=channels=1" ;;
     Resample.dll) expect_pass "$dll" "-settings=rate=48000" ;;
     Normalize.dll) expect_pass "$dll" "-settings=peak=-1" ;;
     Volume.dll) expect_pass "$dll" "-settings=gain=-3" ;;

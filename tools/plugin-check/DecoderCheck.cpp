@@ -273,10 +273,13 @@ void CheckTwoInstances(const CheckJob& job, const Decoded& original, Report& rep
         AudioBlockInfo block{};
         CallGuard guard("DecodeBlock");
         ended[i] = ended[i] || !decoders[i].DecodeBlock(&block);
-        if (ended[i] || !block.data)
+        if (ended[i])
             continue;
-        const auto* data = static_cast<const uint8_t*>(block.data);
-        audio[i].insert(audio[i].end(), data, data + block.length);
+        // The end comes as an empty block with no data: it ends the turn-taking too.
+        if (block.data) {
+            const auto* data = static_cast<const uint8_t*>(block.data);
+            audio[i].insert(audio[i].end(), data, data + block.length);
+        }
         ended[i] = block.endOfStream != 0;
     }
     for (clTwDecoder& decoder : decoders) {

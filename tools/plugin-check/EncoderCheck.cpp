@@ -205,12 +205,21 @@ void CheckOptions(clTwEncoder& encoder, const CheckJob& job, const String& exten
                                            "without a reason in \"LastError\": the host's error "
                                            "line would not name it");
     reason.clear();
-    if (!Begins(encoder, job, extension,
-                job.options + u" -sourceisfloat -help -dspeffect9=\"Echo=1\"", reason, report))
+    if (!Begins(encoder, job, extension, job.options + u" -sourceisfloat -help", reason, report))
         report.Violation("options-host",
                          "refused the options the host passes to every encoder (-sourceisfloat, "
-                         "-help, -dspeffect9=\"Echo=1\")" +
+                         "-help)" +
                              reason + ": they are not yours; ignore them");
+    // A -dspeffectN is an effect the host could not take: ignoring it or refusing it with a
+    // reason that names it both serve the user; refusing it without one does not.
+    reason.clear();
+    if (!Begins(encoder, job, extension, job.options + u" -dspeffect9=\"Echo=1\"", reason,
+                report) &&
+        reason.find("dspeffect") == std::string::npos)
+        report.Violation("options-host",
+                         "refused -dspeffect9=\"Echo=1\", which the host passes on after a gap "
+                         "in the effects' numbers, without naming it" +
+                             reason + ": ignore it, or say it is an effect the host did not take");
 }
 
 // A run that failed midway: the encoder ends with runError 1 and must still close the file.

@@ -1,9 +1,11 @@
 // The settings reader and the sample conversions shared by the shipped effects.
+#include "bundled/dsp/ChannelMatrix.h"
 #include "bundled/dsp/DspSettings.h"
 #include "bundled/dsp/SampleCodec.h"
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
 #include <vector>
 
@@ -140,3 +142,36 @@ TEST(SampleCodec, LayoutKeepsTheFormsOfTheRecord) {
 }
 
 } // namespace
+
+// The mixes users expect: 5.1 folds centre and surrounds into the fronts at -3 dB and drops the
+// LFE; mono is the mean of the fronts; side speakers move to the back ones where those are all
+// there is; up-mixes keep each speaker and leave the others silent.
+TEST(ChannelMatrix, FoldsDownAtMinus3dBAndUpmixesBySpeaker) {
+    const double c = std::sqrt(0.5);
+    const struct Case {
+        unsigned in, out;
+        std::vector<double> gains; // [out][in]
+    } cases[] = {
+        {6, 2, {1, 0, c, 0, c, 0, /**/ 0, 1, c, 0, 0, c}},
+        {2, 1, {0.5, 0.5}},
+        {1, 2, {1, 1}},
+        {2, 6, {1, 0, /**/ 0, 1, /**/ 0, 0, /**/ 0, 0, /**/ 0, 0, /**/ 0, 0}},
+        {8, 6, {1,      0, 0, 0, 0, 0, 0, 0, /**/ 0, 1, 0, 0, 0, 0, 0, 0,
+                /**/ 0, 0, 1, 0, 0, 0, 0, 0,
+                /**/ 0, 0, 0, 1, 0, 0, 0, 0, /**/ 0, 0, 0, 0, 1, 0, 1, 0,
+                /**/ 0, 0, 0, 0, 0, 1, 0, 1}},
+    };
+    for (const Case& k : cases) {
+        wm::dsp::ChannelMatrix m;
+        std::u16string error;
+        ASSERT_TRUE(m.Build(k.in, 0, k.out, error)) << k.in << " to " << k.out;
+        for (unsigned o = 0; o < k.out; ++o)
+            for (unsigned i = 0; i < k.in; ++i)
+                EXPECT_NEAR(m.Gain(i, o), k.gains[o * k.in + i], 1e-12)
+                    << k.in << " to " << k.out << ": in " << i << ", out " << o;
+    }
+    wm::dsp::ChannelMatrix unknown;
+    std::u16string error;
+    EXPECT_FALSE(unknown.Build(10, 0, 2, error));
+    EXPECT_FALSE(error.empty());
+}

@@ -28,7 +28,7 @@ same_samples silence.wav still.wav && same=yes || same=no
 check "silence stays silence" "0 yes" "$status $same"
 
 rejects "Normalize=peak=-1 lufs=-23" DSP_PassNonLive "peak" "lufs"
-rejects "Normalize=level=-1" DSP_PassNonLive "'level'" "peak and lufs"
+rejects "Normalize=level=-1" DSP_PassNonLive "'level'" "peak, lufs and tp"
 rejects "Normalize=lufs=-100" DSP_PassNonLive "'lufs'"
 
 # The chain a user runs on a 96 kHz 24-bit file: Resample, then Normalize over the rendered

@@ -53,6 +53,44 @@ TEST(WaveHeaderParser, HandlesEveryTruncationAndRejectsZeroChannelsOrRate) {
     EXPECT_EQ(Parsed(broken).error, kWaveZeroRate);
 }
 
+// Sizes a writer left as they were before the audio, or that promise more than is there: the
+// audio is read to the end of the file, and the layout says which case it was.
+TEST(WaveHeaderParser, ReadsToTheEndWhenTheDataSizeWasNeverWrittenOrPastTheEnd) {
+    using DataSize = WaveLayout::DataSize;
+    const Bytes fmt = Chunk("fmt ", PcmFmt(2, 44100, 16));
+    const auto file = [&](uint32_t riffSize, uint32_t dataSize, const Bytes& after = {},
+                          size_t audio = 16) {
+        Bytes chunks = fmt;
+        Add(chunks, Chunk("data", Bytes(audio, 5), dataSize));
+        Add(chunks, after);
+        Bytes b = Wave(chunks);
+        std::memcpy(b.data() + 4, Le32Bytes(riffSize).data(), 4);
+        return b;
+    };
+    const Bytes list = Chunk("LIST", Bytes(8, 'a'));
+    const struct Case {
+        const char* what;
+        Bytes bytes;
+        DataSize dataSize;
+        uint64_t length, stated;
+    } cases[] = {
+        {"sizes as written", file(52, 16), DataSize::AsStated, 16, 0},
+        {"RIFF and data sizes 0", file(0, 0), DataSize::NeverWritten, 16, 0},
+        {"RIFF size ending at the data chunk", file(36, 0), DataSize::NeverWritten, 16, 0},
+        {"streaming writer's 0xFFFFFFFF", file(0xFFFFFFFF, 0xFFFFFFFF), DataSize::NeverWritten, 16,
+         0},
+        {"data size past the end", file(52, 40), DataSize::PastEnd, 16, 40},
+        {"a real empty data chunk before a LIST", file(52, 0, list, 0), DataSize::AsStated, 0, 0},
+    };
+    for (const Case& c : cases) {
+        const Parsed p(c.bytes);
+        ASSERT_TRUE(p.ok) << c.what;
+        EXPECT_EQ(p.layout.dataSize, c.dataSize) << c.what;
+        EXPECT_EQ(p.layout.dataLength, c.length) << c.what;
+        EXPECT_EQ(p.layout.statedDataLength, c.stated) << c.what;
+    }
+}
+
 TEST(WaveHeaderWriter, ChoosesPlainOrExtensibleFormThatReadsBack) {
     struct Case {
         uint16_t channels, bits, tag;

@@ -32,5 +32,28 @@ done
 check "odd data gets its pad byte (80-byte header, no tags)" $((80 + 4001 + 1)) \
     "$(wc -c <out.wav | tr -d ' ')"
 
+# Headers a writer never completed or that promise more than the file holds: the whole audio
+# arrives, and the run says why in an information line.
+sox -V1 -r 8000 -n -c 2 -b 16 whole.wav synth 3 sine 440
+patched() { # patched <RIFF size> <data size>: whole.wav with those two sizes
+    cp whole.wav header.wav
+    perl -e 'print pack("V", $ARGV[0])' "$1" | dd of=header.wav bs=1 seek=4 conv=notrunc status=none
+    perl -e 'print pack("V", $ARGV[0])' "$2" | dd of=header.wav bs=1 seek=40 conv=notrunc status=none
+}
+while read -r riff data note; do
+    patched "$riff" "$data"
+    rm -f out.wav
+    wine "$stage/Wavemill.exe" -noidtag -infile=header.wav -outfile=out.wav -convert_to=Wave \
+        </dev/null 2>/dev/null | iconv -f UTF-16LE -t UTF-8 >out.txt
+    check "RIFF size $riff, data size $data: every sample (soxi)" "$(soxi -s whole.wav)" \
+        "$(soxi -s out.wav 2>/dev/null)"
+    check "RIFF size $riff, data size $data: the information line says why" 1 \
+        "$(grep -c "^Information: Decoder: .*$note" out.txt)"
+done <<'EOF'
+0 0 never filled in
+36 0 never filled in
+96036 192000 promises 6.0 s of audio where the file holds 3.0 s
+EOF
+
 [ "$failures" -eq 0 ] || { echo "$failures check(s) failed"; exit 1; }
 echo "all sox checks passed"
