@@ -8,4 +8,11 @@ HostOption ClassifyHostOption(StringView name) {
     return StartsWithNoCase(name, u"dspeffect") ? HostOption::Effect : HostOption::NotOurs;
 }
 
+bool TakeHostOption(StringView name, String& refusal) {
+    const HostOption host = ClassifyHostOption(name);
+    if (host == HostOption::Effect)
+        refusal = u"-" + String(name) + u": " + kEffectOptionReason;
+    return host != HostOption::NotOurs;
+}
+
 } // namespace wm

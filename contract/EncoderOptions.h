@@ -16,6 +16,10 @@ inline bool IsHostOptionForEveryEncoder(StringView name) {
     return ClassifyHostOption(name) != HostOption::NotOurs;
 }
 
+// For an encoder's option loop: true when `name` is one of the host's own, with `refusal` set for
+// a -dspeffectN ("-dspeffect2: not an encoder option: ...") and left empty for a harmless one.
+bool TakeHostOption(StringView name, String& refusal);
+
 // Why a -dspeffectN reached the encoder.
 inline constexpr const char16_t* kEffectOptionReason =
     u"not an encoder option: an effect is written Name=settings, and the numbers must not skip "

@@ -33,10 +33,9 @@ bool ParseFlacOptions(StringView commandLine, FlacOptions& o, String& error) {
     for (size_t i = 0; i < store.Count(); ++i) {
         const String& name = store.NameAt(i);
         const String& value = store.ValueAt(i);
-        if (const HostOption host = ClassifyHostOption(name);
-            host != HostOption::NotOurs) {
-            if (host == HostOption::Effect)
-                return error = u"-" + name + u": " + kEffectOptionReason, false;
+        if (String refusal; TakeHostOption(name, refusal)) {
+            if (!refusal.empty())
+                return error = refusal, false;
             continue;
         }
         const String level = name.starts_with(u"compression-level-") ? name.substr(18) : name;

@@ -1,5 +1,6 @@
 #include "bundled/m4a_encoder/M4aOptions.h"
 
+#include "contract/EncoderOptions.h"
 #include "converter/OptionStore.h"
 
 #include <cstdlib>
@@ -29,6 +30,11 @@ bool ApplyAacOptions(StringView commandLine, AVCodecContext& codec, String& erro
     for (size_t i = 0; i < store.Count(); ++i) {
         const String& name = store.NameAt(i);
         const String& value = store.ValueAt(i);
+        if (String refusal; TakeHostOption(name, refusal)) {
+            if (!refusal.empty())
+                return error = refusal, false;
+            continue;
+        }
         double v = 0;
         if (name == u"b" && Number(value, 8, 512 * ((codec.ch_layout.nb_channels + 1) / 2), v)) {
             codec.bit_rate = static_cast<int64_t>(v) * 1000;
@@ -51,9 +57,16 @@ bool ApplyAacOptions(StringView commandLine, AVCodecContext& codec, String& erro
 bool ApplyAlacOptions(StringView commandLine, AVCodecContext&, String& error) {
     OptionStore store;
     store.Fill(commandLine);
-    if (store.Count() == 0)
-        return true;
-    return error = u"unknown ALAC option -" + store.NameAt(0) + u" (ALAC takes no options)", false;
+    for (size_t i = 0; i < store.Count(); ++i) {
+        const String& name = store.NameAt(i);
+        if (String refusal; TakeHostOption(name, refusal)) {
+            if (!refusal.empty())
+                return error = refusal, false;
+            continue;
+        }
+        return error = u"unknown ALAC option -" + name + u" (ALAC takes no options)", false;
+    }
+    return true;
 }
 
 } // namespace wm::bundled

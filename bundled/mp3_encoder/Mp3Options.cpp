@@ -64,10 +64,9 @@ bool ApplyMp3Options(StringView commandLine, lame_global_flags* lame, String& er
     for (size_t i = 0; i < store.Count(); ++i) {
         const String& name = store.NameAt(i);
         const String& value = store.ValueAt(i);
-        if (const HostOption host = ClassifyHostOption(name);
-            host != HostOption::NotOurs) {
-            if (host == HostOption::Effect)
-                return error = u"-" + name + u": " + kEffectOptionReason, false;
+        if (String refusal; TakeHostOption(name, refusal)) {
+            if (!refusal.empty())
+                return error = refusal, false;
             continue;
         }
         double v = 0;

@@ -1,6 +1,7 @@
 #include "bundled/opus_encoder/OpusOptions.h"
 
 #include "bundled/codec/OptionNumber.h"
+#include "contract/EncoderOptions.h"
 #include "converter/OptionStore.h"
 
 #include <algorithm>
@@ -28,6 +29,11 @@ bool ParseOpusOptions(StringView commandLine, OpusOptions& o, String& error) {
     for (size_t i = 0; i < store.Count(); ++i) {
         const String& name = store.NameAt(i);
         const String& value = store.ValueAt(i);
+        if (String refusal; TakeHostOption(name, refusal)) {
+            if (!refusal.empty())
+                return error = refusal, false;
+            continue;
+        }
         double v = 0;
         bool ok = true;
         if (EqualsNoCase(name, u"bitrate"))

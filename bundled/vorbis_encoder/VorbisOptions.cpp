@@ -1,6 +1,7 @@
 #include "bundled/vorbis_encoder/VorbisOptions.h"
 
 #include "bundled/codec/OptionNumber.h"
+#include "contract/EncoderOptions.h"
 #include "converter/OptionStore.h"
 
 namespace wm::bundled {
@@ -11,6 +12,11 @@ bool ParseVorbisOptions(StringView commandLine, VorbisOptions& o, String& error)
     for (size_t i = 0; i < store.Count(); ++i) {
         const String& name = store.NameAt(i);
         const String& value = store.ValueAt(i);
+        if (String refusal; TakeHostOption(name, refusal)) {
+            if (!refusal.empty())
+                return error = refusal, false;
+            continue;
+        }
         bool ok = true;
         if (name == u"q" || EqualsNoCase(name, u"quality"))
             ok = codec::ReadNumber(value, -1, 10, o.quality);

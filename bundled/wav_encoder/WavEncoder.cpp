@@ -1,6 +1,5 @@
 #include "bundled/wav_encoder/WavEncoder.h"
 
-#include "contract/EncoderOptions.h"
 #include "bundled/wav/TagSetBridge.h"
 #include "bundled/wav/WaveFormatRules.h"
 #include "bundled/wav/WaveTagFile.h"
