@@ -91,10 +91,9 @@ TwWavemill::~TwWavemill() {
 
 void TwWavemill::Convert() {
     if (BindPlugins() && !RawHandOver()) {
-        if (Prepare()) {
-            RunBlockLoop();
+        // An encoder that never began has nothing to end: the finish is skipped whole.
+        if (Prepare() && RunBlockLoop())
             Finish();
-        }
         if (dsps_)
             dsps_->Release();
     }
@@ -259,8 +258,9 @@ void TwWavemill::PreCacheInput() {
 }
 
 void TwWavemill::PrepareOutput() {
-    if (!sink_.Prepare(opt_.outputFile))
-        opt_.writeTags = false;
+    // An ".IGNORE" output turns off only the tag writer: the encoder, which then names and writes
+    // its own files, still gets the tags.
+    tagWriterOn_ = sink_.Prepare(opt_.outputFile) && opt_.writeTags;
     const bool replayGain = EncoderWantsReplayGain() || replayGainWanted_;
     tags_->UpdateEncoderTags(openInfo_.tagData, openInfo_.tagSize, openInfo_.secondData,
                              openInfo_.secondSize, replayGain, encoderCommandLine_);
@@ -281,7 +281,7 @@ bool TwWavemill::BeginEncoding() {
         ParentLine(u"Action: Encoding '" + FileNamePart(opt_.outputFile) + u"'");
     if (!dsps_->BeginLive(conversion_))
         status_.Fail("a live DSP effect did not begin");
-    if (!dsps_->HasLivePass() && !BeginEncoder())
+    if (!dsps_->HasLivePass() && !BeginEncoder(openInfo_.format))
         return false;
     dsps_->EchoSettings(opt_.codec, encoderCommandLine_);
     startTick_ = GetTickCount();
@@ -289,8 +289,12 @@ bool TwWavemill::BeginEncoding() {
     return true;
 }
 
-bool TwWavemill::BeginEncoder() {
+bool TwWavemill::BeginEncoder(const WmWaveFormat& format) {
+    // An empty last block may come with its format left zeroed.
+    encodedFormat_ = format.blockAlign ? format : openInfo_.format;
+    conversion_.sourceFormat = &encodedFormat_;
     if (!encoder_.BeginConversion(&conversion_)) {
+        encoderState_ = EncoderState::Refused;
         LogError(WithReason(u"Error: Encoder '" + opt_.codec +
                                 u"' could not begin the conversion of '" + opt_.outputFile + u"'.",
                             encoder_.LastError()),
@@ -298,21 +302,16 @@ bool TwWavemill::BeginEncoder() {
         status_.Fail("the encoder did not begin");
         return false;
     }
-    encoderBegun_ = true;
+    encoderState_ = EncoderState::Begun;
     Relay(u"BeforeEncoding");
     return true;
 }
 
-void TwWavemill::RunBlockLoop() {
+// True when the encoder began, so that there is a conversion to finish.
+bool TwWavemill::RunBlockLoop() {
     EncoderStage::Begin later;
-    if (!encoderBegun_) {
-        later = [this](const WmWaveFormat& format) {
-            // An empty last block may come with its format left zeroed.
-            liveFormat_ = format.blockAlign ? format : openInfo_.format;
-            conversion_.sourceFormat = &liveFormat_;
-            return BeginEncoder();
-        };
-    }
+    if (encoderState_ == EncoderState::NotBegun)
+        later = [this](const WmWaveFormat& format) { return BeginEncoder(format); };
     EncoderStage encoder(encoder_, conversion_, opt_.codec, later);
     BlockStage* withEffects[] = {dsps_.get(), &encoder};
     BlockStage* encoderOnly[] = {&encoder};
@@ -322,6 +321,11 @@ void TwWavemill::RunBlockLoop() {
     BlockSource& blocks = rendered_.IsOpen() ? static_cast<BlockSource&>(rendered_) : *source_;
     BlockPump pump(blocks, stages, *this, status_, {openInfo_.msLength, parentMode_, opt_.silent});
     pump.Run();
+    // No block reached the encoder (stopped, failed or torn before the first): it begins in the
+    // open record's format, so that the finish ends it like any other.
+    if (encoderState_ == EncoderState::NotBegun)
+        BeginEncoder(openInfo_.format);
+    return encoderState_ == EncoderState::Begun;
 }
 
 uint32_t TwWavemill::Relay(const char16_t* stage) {

@@ -32,7 +32,7 @@ void TwWavemill::Finish() {
     conversion_.runError = status_.Failed() ? 1 : 0;
     if (!source_->Close(conversion_))
         status_.Fail("the decoder did not close");
-    const bool tagging = EndEncoding() && opt_.writeTags;
+    const bool tagging = EndEncoding() && tagWriterOn_;
     if (fileSizeDiagnostics_)
         OutputSink::SizeCheck(sink_.UsesTemporary() ? u"(before overwrite final)" : u"",
                               sink_.FileToWrite());
@@ -60,10 +60,6 @@ bool TwWavemill::EndEncoding() {
     if (!dsps_->EndLive(conversion_))
         status_.Fail("a live DSP effect did not end");
     uint32_t tagAfterwards = 0;
-    if (!encoderBegun_) {
-        status_.Fail("the run ended before the encoder began");
-        return false;
-    }
     if (!encoder_.EndConversion(&conversion_, &tagAfterwards)) {
         LogError(WithReason(u"Error: Encoder '" + opt_.codec + u"' could not finish '" +
                                 opt_.outputFile + u"'.",

@@ -63,8 +63,8 @@ class TwWavemill : private FlowHost {
     void PreCacheInput();
     void PrepareOutput();
     bool BeginEncoding();
-    bool BeginEncoder();
-    void RunBlockLoop();
+    bool BeginEncoder(const WmWaveFormat& format);
+    bool RunBlockLoop();
     void Finish();
     bool EndEncoding();
     void AfterConversion();
@@ -111,8 +111,9 @@ class TwWavemill : private FlowHost {
 
     ConversionInfo conversion_{};
     DecodeOpenInfo openInfo_{};
-    WmWaveFormat liveFormat_{}; // what the live effects hand the encoder
-    bool encoderBegun_ = false;
+    WmWaveFormat encodedFormat_{}; // what the encoder gets (live effects may change it)
+    enum class EncoderState { NotBegun, Begun, Refused } encoderState_ = EncoderState::NotBegun;
+    bool tagWriterOn_ = false;
     uint32_t startTick_ = 0, elapsedMs_ = 0;
     double speed_ = 0;
 };
