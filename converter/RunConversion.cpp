@@ -1,17 +1,16 @@
 // The run's spine: the order of the steps from binding the plug-ins to the block loop.
 #include "converter/BlockPump.h"
+#include "converter/DspRender.h"
 #include "converter/HelpText.h"
 #include "converter/TwWavemill.h"
 #include "converter/UserStop.h"
 #include "files/FileAccess.h"
 #include "files/FileOps.h"
 #include "files/PathText.h"
-#include "plugins/DspRender.h"
 #include "plugins/MessageRelay.h"
 #include "plugins/PluginReason.h"
 #include "plugins/clTwCodecHandler.h"
 #include "process/Log.h"
-#include "process/LogOutlets.h"
 #include "process/MutexHandle.h"
 #include "process/Registry.h"
 #include "text/NumberText.h"
@@ -31,10 +30,8 @@ constexpr const char* kRunContext = "TwWavemill::TwWavemill";
 class EncoderStage : public BlockStage {
   public:
     using Begin = std::function<bool(const WmWaveFormat&)>;
-    EncoderStage(clTwEncoder& encoder, ConversionInfo& conversion, const String& codec,
-                 Begin beginOnFirstBlock)
-        : encoder_(encoder), conversion_(conversion), codec_(codec),
-          begin_(std::move(beginOnFirstBlock)) {}
+    EncoderStage(clTwEncoder& encoder, const String& codec, Begin beginOnFirstBlock)
+        : encoder_(encoder), codec_(codec), begin_(std::move(beginOnFirstBlock)) {}
     bool Pass(AudioBlockInfo& block) override {
         if (begin_) {
             const bool empty = !block.data || block.length == 0;
@@ -50,19 +47,20 @@ class EncoderStage : public BlockStage {
         LogError(WithReason(u"Error: Encoder '" + codec_ + u"' refused a block of audio.",
                             encoder_.LastError()),
                  kRunContext);
-        conversion_.runError = 1;
         return false;
     }
 
   private:
     clTwEncoder& encoder_;
-    ConversionInfo& conversion_;
     const String& codec_;
     Begin begin_;
 };
 } // namespace
 
-TwWavemill::TwWavemill() : status_(TheRunStatus()) {
+TwWavemill::TwWavemill(RunStatus& status, ParentChannels& parent)
+    : status_(status), parent_(parent), console_(status) {}
+
+void TwWavemill::Run() {
     RegSetDefaultLocation(HKEY_CURRENT_USER, kSettingsRoot);
     ApplyTaggingDefaults();
     InstallRegistryLocaleLoader();
@@ -72,32 +70,10 @@ TwWavemill::TwWavemill() : status_(TheRunStatus()) {
     Convert();
 }
 
-TwWavemill::~TwWavemill() {
-    watchdogWorker_.Close();
-    // The relay drains everything still queued before it ends, so no error line is lost.
-    relayWorker_.Close();
-    console_.Drain(parentMode_, opt_.silent, status_);
-    ReleaseRendered();
-    if (dsps_)
-        dsps_->Release();
-    encoder_.Unload();
-    decoder_.Unload();
-    bytesEncodedBlock_.Close();
-    watchdogEvent_.Close();
-    afterConvErrorEvent_.Close();
-    quitEvent_.Close();
-    SetLogOutlets(nullptr, nullptr, nullptr);
-}
-
 void TwWavemill::Convert() {
-    if (BindPlugins() && !RawHandOver()) {
-        // An encoder that never began has nothing to end: the finish is skipped whole.
-        if (Prepare() && RunBlockLoop())
-            Finish();
-        if (dsps_)
-            dsps_->Release();
-    }
-    encoder_.Unload();
+    // An encoder that never began has nothing to end: the finish is skipped whole.
+    if (BindPlugins() && !RawHandOver() && Prepare() && RunBlockLoop())
+        Finish();
     Report();
 }
 
@@ -190,15 +166,11 @@ bool TwWavemill::RawHandOver() {
     SetConversionPriority();
     tags_->UpdateEncoderTags(openInfo_.tagData, openInfo_.tagSize, openInfo_.secondData,
                              openInfo_.secondSize, EncoderWantsReplayGain(), encoderCommandLine_);
-    if (!source_->Close(conversion_)) {
-        conversion_.runError = 1;
+    if (!source_->Close(Conversion()))
         status_.Fail("the decoder did not close");
-    }
     FillConversion(opt_.outputFile);
-    if (!encoder_.BeginConversion(&conversion_)) {
-        conversion_.runError = 1;
+    if (!encoder_.BeginConversion(&Conversion()))
         status_.Fail("the encoder's raw hand-over failed");
-    }
     return true;
 }
 
@@ -268,18 +240,18 @@ void TwWavemill::PrepareOutput() {
 }
 
 bool TwWavemill::BeginEncoding() {
-    RenderJob job{*source_,  *this,           quitEvent_, conversion_,
-                  openInfo_, opt_.tempFolder, parentMode_};
+    RenderJob job{*source_,     *this,     status_,         parent_.QuitEvent(),
+                  Conversion(), openInfo_, opt_.tempFolder, parentMode_};
     DspRender render(*dsps_, job);
     if (!render.Run())
         status_.Fail("rendering the DSP effects failed");
-    renderedPath_ = render.RenderedPath();
-    if (!renderedPath_.empty() && !status_.Failed() &&
-        !rendered_.Open(renderedPath_, openInfo_.format))
+    rendered_.Own(render.RenderedPath());
+    if (!render.RenderedPath().empty() && !status_.Failed() &&
+        !rendered_.Open(render.RenderedPath(), openInfo_.format))
         status_.Fail("the rendered DSP file cannot be read");
     if (parentMode_)
         ParentLine(u"Action: Encoding '" + FileNamePart(opt_.outputFile) + u"'");
-    if (!dsps_->BeginLive(conversion_))
+    if (!dsps_->BeginLive(Conversion()))
         status_.Fail("a live DSP effect did not begin");
     if (!dsps_->HasLivePass() && !BeginEncoder(openInfo_.format))
         return false;
@@ -293,7 +265,7 @@ bool TwWavemill::BeginEncoder(const WmWaveFormat& format) {
     // An empty last block may come with its format left zeroed.
     encodedFormat_ = format.blockAlign ? format : openInfo_.format;
     conversion_.sourceFormat = &encodedFormat_;
-    if (!encoder_.BeginConversion(&conversion_)) {
+    if (!encoder_.BeginConversion(&Conversion())) {
         encoderState_ = EncoderState::Refused;
         LogError(WithReason(u"Error: Encoder '" + opt_.codec +
                                 u"' could not begin the conversion of '" + opt_.outputFile + u"'.",
@@ -312,7 +284,7 @@ bool TwWavemill::RunBlockLoop() {
     EncoderStage::Begin later;
     if (encoderState_ == EncoderState::NotBegun)
         later = [this](const WmWaveFormat& format) { return BeginEncoder(format); };
-    EncoderStage encoder(encoder_, conversion_, opt_.codec, later);
+    EncoderStage encoder(encoder_, opt_.codec, later);
     BlockStage* withEffects[] = {dsps_.get(), &encoder};
     BlockStage* encoderOnly[] = {&encoder};
     std::span<BlockStage* const> stages(withEffects);
@@ -329,13 +301,17 @@ bool TwWavemill::RunBlockLoop() {
 }
 
 uint32_t TwWavemill::Relay(const char16_t* stage) {
-    conversion_.runError = status_.Failed() ? 1 : 0;
-    MessageRelay relay(opt_.standardInput ? nullptr : &decoder_, encoder_, conversion_);
+    MessageRelay relay(opt_.standardInput ? nullptr : &decoder_, encoder_, Conversion());
     return relay.Communicate(stage);
 }
 
+ConversionInfo& TwWavemill::Conversion() {
+    conversion_.runError = status_.Failed() ? 1 : 0;
+    return conversion_;
+}
+
 bool TwWavemill::QuitRequested() {
-    return quitEvent_.IsSet() || UserStopRequested();
+    return parent_.QuitSet() || UserStopRequested();
 }
 
 void TwWavemill::Idle(uint32_t ms) {
@@ -348,13 +324,6 @@ void TwWavemill::ProgressMarks(uint32_t count) {
 
 void TwWavemill::ParentLine(StringView keywordAndText) {
     console_.Write(u"MSGTO: Vrx: " + String(keywordAndText), true);
-}
-
-void TwWavemill::StoreBytesEncoded(uint64_t total) {
-    if (!bytesEncodedBlock_.IsOpen())
-        return;
-    auto value = static_cast<int64_t>(total);
-    bytesEncodedBlock_.Write(&value);
 }
 
 void TwWavemill::Information(StringView text) {

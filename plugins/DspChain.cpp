@@ -116,15 +116,15 @@ bool DspChain::Pass(AudioBlockInfo& block) {
         if (!e.live || !e.livePass)
             continue;
         block.actionText = nullptr;
-        if (!e.binding->PassAudioBlock(&block))
-            ok = FailedCall(e, u"DSP_PassAudioBlock");
-        else if (!WholeFrames(e, block))
+        if (!PassOne(e, block))
             ok = false;
     }
     return ok;
 }
 
-bool DspChain::WholeFrames(const DspEntry& entry, const AudioBlockInfo& block) {
+bool DspChain::PassOne(DspEntry& entry, AudioBlockInfo& block) {
+    if (!entry.binding->PassAudioBlock(&block))
+        return FailedCall(entry, u"DSP_PassAudioBlock");
     const uint32_t align = block.format.blockAlign ? block.format.blockAlign : 1;
     if (block.length % align == 0)
         return true;
@@ -153,11 +153,6 @@ bool DspChain::AfterConversion(const ConversionInfo& conversion, const StringLis
         }
     }
     return ok;
-}
-
-void DspChain::Release() {
-    for (DspEntry& e : entries_)
-        e.binding->Unload();
 }
 
 } // namespace wm
