@@ -2,10 +2,10 @@
 // standard input described by options, or the file the non-live effects rendered.
 #pragma once
 
-#include "converter/OptionStore.h"
 #include "files/FileAccess.h"
 #include "plugins/BlockFlow.h"
 #include "plugins/clTwDecoder.h"
+#include "text/OptionStore.h"
 #include "text/WaveFormat.h"
 
 #include <windows.h>

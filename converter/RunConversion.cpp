@@ -1,5 +1,6 @@
 // The run's spine: the order of the steps from binding the plug-ins to the block loop.
 #include "converter/BlockPump.h"
+#include "converter/CommandLineText.h"
 #include "converter/DspRender.h"
 #include "converter/HelpText.h"
 #include "converter/TwWavemill.h"

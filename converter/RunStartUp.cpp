@@ -1,6 +1,7 @@
 // Start-up: the console, the options (command line or command file), the parent's named
 // objects, priority, banner and settings echo.
 #include "converter/CommandFileText.h"
+#include "converter/CommandLineText.h"
 #include "converter/HelpText.h"
 #include "converter/TwWavemill.h"
 #include "files/FileAccess.h"

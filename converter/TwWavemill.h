@@ -10,7 +10,6 @@
 
 #include "converter/AudioSources.h"
 #include "converter/EncoderTags.h"
-#include "converter/OptionStore.h"
 #include "converter/OutputSink.h"
 #include "converter/ParentChannels.h"
 #include "converter/RunConsole.h"
@@ -21,6 +20,7 @@
 #include "plugins/clTwDecoder.h"
 #include "plugins/clTwEncoder.h"
 #include "sdk/wavemill_plugin.h"
+#include "text/OptionStore.h"
 #include "text/String.h"
 
 #include <cstdint>

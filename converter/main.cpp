@@ -1,10 +1,10 @@
 // Process entry: the crash handler first, then the run does the whole conversion; the exit
 // status is the run status. Started with "crashed", the process only shows a crash report.
-#include "converter/OptionStore.h"
+#include "converter/CommandLineText.h"
 #include "converter/ParentChannels.h"
 #include "converter/RunStatus.h"
 #include "converter/TwWavemill.h"
-#include "process/CrashHandler.h"
+#include "crash/CrashHandler.h"
 #include "process/WinString.h"
 #include "ui/dlgCrashReport.h"
 

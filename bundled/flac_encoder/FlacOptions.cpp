@@ -1,6 +1,6 @@
 #include "bundled/flac_encoder/FlacOptions.h"
 
-#include "converter/OptionStore.h"
+#include "text/OptionStore.h"
 
 #include <string>
 

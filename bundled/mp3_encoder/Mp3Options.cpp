@@ -1,6 +1,6 @@
 #include "bundled/mp3_encoder/Mp3Options.h"
 
-#include "converter/OptionStore.h"
+#include "text/OptionStore.h"
 
 #include <cstdlib>
 #include <string>
