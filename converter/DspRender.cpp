@@ -16,7 +16,7 @@
 namespace wm {
 
 namespace {
-constexpr const char* kContext = "TwWavemill::HandleNonLiveDSPs";
+constexpr const char* kContext = "DspRender::Run";
 
 uint64_t BytesPerSecond(const WmWaveFormat& f) {
     return std::max<uint64_t>(uint64_t(f.samplesPerSec) * f.blockAlign, 1);

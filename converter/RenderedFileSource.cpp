@@ -24,7 +24,7 @@ bool RenderedFileSource::ReadError(const char16_t* encoderText) {
     if (reader_ == Reader::Encoder)
         LogError(encoderText, "TwWavemill::DecodeAudioBlock");
     else
-        LogError(u"Error: Reading Temporary Rendered DSP file.", "TwWavemill::HandleNonLiveDSPs");
+        LogError(u"Error: Reading Temporary Rendered DSP file.", "DspRender::Run");
     return false;
 }
 

@@ -57,8 +57,7 @@ bool TwWavemill::StartUp() {
 }
 
 bool TwWavemill::ReadTwCommandFile(const String& name) {
-    constexpr const char* kContext = "TwWavemill::ReadTwCommandFile";
-    LogLine(u"->->", kContext);
+    LogScope scope("TwWavemill::ReadTwCommandFile");
     FileAccess file;
     if (!file.OpenRead(name)) {
         LogLine(u"Error opening TwCmd File.");
@@ -84,7 +83,6 @@ bool TwWavemill::ReadTwCommandFile(const String& name) {
     parentMode_ = true;
     opt_.silent = true;
     console_.SetMode(parentMode_, opt_.silent);
-    LogLine(u"<-<-", kContext);
     return true;
 }
 

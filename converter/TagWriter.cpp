@@ -44,8 +44,7 @@ bool IDTagWriter(const String& outputFile, const String& tagSourceFile,
                  const std::vector<uint8_t>& block, const String& programFolder, Console* console) {
     if (block.empty() || EqualsNoCase(ExtensionOf(tagSourceFile), u".iGnore"))
         return true;
-    constexpr const char* kContext = "TwWavemill::IDTagWriter";
-    LogLine(u"->->", kContext);
+    LogScope scope("TwWavemill::IDTagWriter");
     if (console)
         console->Write(u"Writing ID Tags: ");
     clTwDecoder writer;
@@ -55,11 +54,8 @@ bool IDTagWriter(const String& outputFile, const String& tagSourceFile,
         WaitUntilReadable(outputFile);
         ok = SendTags(writer, outputFile, block);
     }
-    if (ok) {
-        if (console)
-            console->Write(u"Done", true);
-        LogLine(u"<-<-", kContext);
-    }
+    if (ok && console)
+        console->Write(u"Done", true);
     writer.Unload();
     return ok;
 }

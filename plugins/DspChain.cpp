@@ -98,7 +98,7 @@ bool DspChain::HasLivePass() const {
 bool DspChain::FailedCall(DspEntry& entry, const char16_t* call) {
     LogError(WithReason(u"Error: DSP Effect '" + entry.name + u"' failed in " + call + u".",
                         entry.binding->LastError()),
-             "TwWavemill::DSP");
+             "DspChain::FailedCall");
     return false;
 }
 
@@ -130,7 +130,7 @@ bool DspChain::PassOne(DspEntry& entry, AudioBlockInfo& block) {
         return true;
     LogError(u"Error: DSP Effect '" + entry.name +
                  u"' returned audio that is not a whole number of sample frames.",
-             "TwWavemill::DSP");
+             "DspChain::PassOne");
     return false;
 }
 
