@@ -84,7 +84,8 @@ bool TwWavemill::BindPlugins() {
         dsps_->Add(d.name, d.settings);
     tags_ = std::make_unique<EncoderTags>(
         EncoderTagSource{options_, programFolder_, opt_.codec, opt_.inputFile});
-    if (!ChooseSource() || !LoadEncoder())
+    if (!Succeeded(ChooseSource(), "no decoder for the input") ||
+        !Succeeded(LoadEncoder(), "the encoder did not load"))
         return false;
     LogScope scope("TwWavemill::StripWavemillCmds");
     encoderCommandLine_ = StripWavemillCmds(options_, opt_.dsps.size());
@@ -101,7 +102,6 @@ bool TwWavemill::ChooseSource() {
         LogError(u"Error: Unable to load decoder for file type '" + ExtensionOf(opt_.inputFile) +
                      u"', codec not installed? visit 'Kodexa'.",
                  kRunContext);
-        status_.Fail("no decoder for the input");
         return false;
     }
     source_ = std::make_unique<DecoderSource>(decoder_, opt_.inputFile);
@@ -119,7 +119,6 @@ bool TwWavemill::LoadEncoder() {
     for (const String& codec : InstalledCodecs(programFolder_))
         installed += (installed.empty() ? u"" : u", ") + codec;
     LogInfo(u"Information: The installed encoders are: " + installed + u".", kRunContext);
-    status_.Fail("the encoder did not load");
     return false;
 }
 
@@ -176,15 +175,11 @@ bool TwWavemill::RawHandOver() {
 }
 
 bool TwWavemill::Prepare() {
-    if (!dsps_->Load(&replayGainWanted_)) {
-        status_.Fail("a DSP effect did not load");
+    if (!Succeeded(dsps_->Load(&replayGainWanted_), "a DSP effect did not load"))
         return false;
-    }
     Relay(u"BeforeOpen");
-    if (!OpenSource()) {
-        status_.Fail("the source did not open");
+    if (!Succeeded(OpenSource(), "the source did not open"))
         return false;
-    }
     PrepareOutput();
     return BeginEncoding();
 }
@@ -254,7 +249,8 @@ bool TwWavemill::BeginEncoding() {
         ParentLine(u"Action: Encoding '" + FileNamePart(opt_.outputFile) + u"'");
     if (!dsps_->BeginLive(Conversion()))
         status_.Fail("a live DSP effect did not begin");
-    if (!dsps_->HasLivePass() && !BeginEncoder(openInfo_.format))
+    if (!dsps_->HasLivePass() &&
+        !Succeeded(BeginEncoder(openInfo_.format), "the encoder did not begin"))
         return false;
     dsps_->EchoSettings(opt_.codec, encoderCommandLine_);
     startTick_ = GetTickCount();
@@ -272,7 +268,6 @@ bool TwWavemill::BeginEncoder(const WmWaveFormat& format) {
                                 u"' could not begin the conversion of '" + opt_.outputFile + u"'.",
                             encoder_.LastError()),
                  kRunContext);
-        status_.Fail("the encoder did not begin");
         return false;
     }
     encoderState_ = EncoderState::Begun;
@@ -297,13 +292,19 @@ bool TwWavemill::RunBlockLoop() {
     // No block reached the encoder (stopped, failed or torn before the first): it begins in the
     // open record's format, so that the finish ends it like any other.
     if (encoderState_ == EncoderState::NotBegun)
-        BeginEncoder(openInfo_.format);
+        Succeeded(BeginEncoder(openInfo_.format), "the encoder did not begin");
     return encoderState_ == EncoderState::Begun;
 }
 
 uint32_t TwWavemill::Relay(const char16_t* stage) {
     MessageRelay relay(opt_.standardInput ? nullptr : &decoder_, encoder_, Conversion());
     return relay.Communicate(stage);
+}
+
+bool TwWavemill::Succeeded(bool ok, const char* whyNot) {
+    if (!ok)
+        status_.Fail(whyNot);
+    return ok;
 }
 
 ConversionInfo& TwWavemill::Conversion() {

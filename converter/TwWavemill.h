@@ -69,6 +69,9 @@ class TwWavemill : private FlowHost {
     uint32_t Relay(const char16_t* stage);
     bool EncoderWantsReplayGain();
     void FillConversion(const String& fileToWrite);
+    // A step that stops the run says so by its result alone; the run status is failed here, with
+    // the reason the debug log gives.
+    bool Succeeded(bool ok, const char* whyNot);
     // The conversion record with its error flag telling the run's state as it is now.
     ConversionInfo& Conversion();
 
