@@ -50,7 +50,7 @@ uint32_t Mp3Decoder::Open(DecodeOpenInfo* info) noexcept {
         error_,
         [&] {
             if (!info || !info->path)
-                return error_.Fail(u"no input file was given"), false;
+                return error_.Failed(u"no input file was given");
             return OpenStream(*info);
         },
         [&] { Close(); });
@@ -58,7 +58,7 @@ uint32_t Mp3Decoder::Open(DecodeOpenInfo* info) noexcept {
 
 bool Mp3Decoder::OpenStream(DecodeOpenInfo& info) {
     if (std::u16string_view(info.path) == u"-" || !file_.Open(info.path))
-        return error_.Fail(u"the file cannot be opened"), false;
+        return error_.Failed(u"the file cannot be opened");
     wav::WaveTags tags;
     ReadTags(tags);
     if (!StartDecoder())
@@ -137,11 +137,11 @@ bool Mp3Decoder::StartDecoder() {
         mpg123_format(handle_, rates[i], MPG123_MONO | MPG123_STEREO, MPG123_ENC_SIGNED_16);
     if (mpg123_replace_reader_handle(handle_, OnRead, OnSeek, nullptr) != MPG123_OK ||
         mpg123_open_handle(handle_, this) != MPG123_OK)
-        return error_.Fail(u"libmpg123 could not open the stream: " + DecoderError()), false;
+        return error_.Failed(u"libmpg123 could not open the stream: " + DecoderError());
     long rate = 0;
     int channels = 0, encoding = 0;
     if (mpg123_getformat(handle_, &rate, &channels, &encoding) != MPG123_OK)
-        return error_.Fail(u"no MPEG audio found: " + DecoderError()), false;
+        return error_.Failed(u"no MPEG audio found: " + DecoderError());
     format_ = wav::MakeWaveFormat(wav::SampleKind::Pcm, static_cast<uint16_t>(channels),
                                   static_cast<uint32_t>(rate), 16);
     pcm_.resize(kBlockBytes);
