@@ -2,10 +2,10 @@
 // standard input described by options, or the file the non-live effects rendered.
 #pragma once
 
-#include "converter/OptionStore.h"
 #include "files/FileAccess.h"
 #include "plugins/BlockFlow.h"
 #include "plugins/clTwDecoder.h"
+#include "text/OptionStore.h"
 #include "text/WaveFormat.h"
 
 #include <windows.h>
@@ -59,15 +59,31 @@ class StdInputSource : public AudioSource {
     uint64_t delivered_ = 0;
 };
 
-// Reads the rendered effects file back in blocks of half a second of its format.
+// The file the non-live effects rendered, read back in blocks of half a second of its format:
+// by the encoder, or by a live effect applied to it while rendering (whose blocks carry the
+// whole length instead of their own and no bit rate). Own() makes it delete the file on
+// Release, which destruction does too.
 class RenderedFileSource : public BlockSource {
   public:
+    enum class Reader { Encoder, Effect };
+    explicit RenderedFileSource(Reader reader = Reader::Encoder, uint64_t wholeMs = 0)
+        : reader_(reader), wholeMs_(wholeMs) {}
+    ~RenderedFileSource() override { Release(); }
+    RenderedFileSource(const RenderedFileSource&) = delete;
+    RenderedFileSource& operator=(const RenderedFileSource&) = delete;
+
+    void Own(const String& path) { owned_ = path; }
     bool Open(const String& path, const WmWaveFormat& format);
     bool NextBlock(AudioBlockInfo& block) override;
-    void Close() { file_.Close(); }
+    void Release();
     bool IsOpen() const { return file_.IsOpen(); }
 
   private:
+    bool ReadError(const char16_t* encoderText);
+
+    Reader reader_;
+    uint64_t wholeMs_;
+    String owned_;
     FileAccess file_;
     WaveFormat format_;
     uint64_t left_ = 0, delivered_ = 0;

@@ -40,7 +40,7 @@ bool DecoderSource::NextBlock(AudioBlockInfo& block) {
 }
 
 bool DecoderSource::Close(ConversionInfo& conversion) {
-    LogLine(u"->->", "TwWavemill::CloseDecoder");
+    LogScope scope("TwWavemill::CloseDecoder");
     return decoder_.Close(&conversion) != 0;
 }
 

@@ -2,8 +2,8 @@
 // converter's own tags brought up to date, and the tags that must not travel dropped.
 #pragma once
 
-#include "converter/OptionStore.h"
 #include "tags/IDTagSet.h"
+#include "text/OptionStore.h"
 #include "text/String.h"
 
 #include <cstdint>

@@ -1,4 +1,5 @@
 #include "converter/AudioSources.h"
+#include "files/FileOps.h"
 #include "process/Log.h"
 
 #include <algorithm>
@@ -6,7 +7,6 @@
 namespace wm {
 
 namespace {
-constexpr const char* kContext = "TwWavemill::DecodeAudioBlock";
 constexpr uint64_t kBlockMs = 500;
 } // namespace
 
@@ -19,33 +19,47 @@ bool RenderedFileSource::Open(const String& path, const WmWaveFormat& format) {
     return !failed;
 }
 
+// The encoder's read-back and an effect's read-back say the same thing in their own words.
+bool RenderedFileSource::ReadError(const char16_t* encoderText) {
+    if (reader_ == Reader::Encoder)
+        LogError(encoderText, "TwWavemill::DecodeAudioBlock");
+    else
+        LogError(u"Error: Reading Temporary Rendered DSP file.", "DspRender::Run");
+    return false;
+}
+
 bool RenderedFileSource::NextBlock(AudioBlockInfo& block) {
     if (buffer_.empty()) {
-        const uint64_t capacity = std::max<uint64_t>(format_.MsToBytes(kBlockMs), 1);
-        if (capacity > (1u << 30)) {
-            LogError(u"Error allocating buffer", kContext);
-            return false;
-        }
+        const uint64_t capacity = std::max<uint64_t>(
+            {format_.MsToBytes(kBlockMs), uint64_t{format_.BlockAlign()}, uint64_t{1}});
+        if (capacity > (1u << 30))
+            return ReadError(u"Error allocating buffer");
         buffer_.resize(static_cast<size_t>(capacity));
     }
     const auto n = static_cast<uint32_t>(std::min<uint64_t>(left_, buffer_.size()));
     if (n > 0) {
         bool failed = false;
-        if (file_.Read(buffer_.data(), n, FileAccess::kNoSeek, &failed) != n || failed) {
-            LogError(u"Error reading back from temporary DSP file.", kContext);
-            return false;
-        }
+        if (file_.Read(buffer_.data(), n, FileAccess::kNoSeek, &failed) != n || failed)
+            return ReadError(u"Error reading back from temporary DSP file.");
     }
     left_ -= n;
     block.format = format_.AsRecord();
-    block.bitRate = format_.AvgBytesPerSec() * 8;
-    block.msDuration = format_.BytesToMs(n);
+    const bool forEncoder = reader_ == Reader::Encoder;
+    block.bitRate = forEncoder ? format_.AvgBytesPerSec() * 8 : 0;
+    block.msDuration = forEncoder ? format_.BytesToMs(n) : wholeMs_;
     block.data = buffer_.data();
     block.length = n;
     block.msPosition = format_.BytesToMs(delivered_);
     block.endOfStream = left_ == 0;
     delivered_ += n;
     return true;
+}
+
+void RenderedFileSource::Release() {
+    file_.Close(); // an open file cannot be deleted
+    if (!owned_.empty())
+        DeleteFilePath(owned_);
+    owned_.clear();
 }
 
 } // namespace wm

@@ -1,18 +1,18 @@
 // The run's spine: the order of the steps from binding the plug-ins to the block loop.
 #include "contract/BlockRules.h"
 #include "converter/BlockPump.h"
+#include "converter/CommandLineText.h"
+#include "converter/DspRender.h"
 #include "converter/HelpText.h"
 #include "converter/TwWavemill.h"
 #include "converter/UserStop.h"
 #include "files/FileAccess.h"
 #include "files/FileOps.h"
 #include "files/PathText.h"
-#include "plugins/DspRender.h"
 #include "plugins/MessageRelay.h"
 #include "plugins/PluginReason.h"
 #include "plugins/clTwCodecHandler.h"
 #include "process/Log.h"
-#include "process/LogOutlets.h"
 #include "process/MutexHandle.h"
 #include "process/Registry.h"
 #include "text/NumberText.h"
@@ -32,10 +32,8 @@ constexpr const char* kRunContext = "TwWavemill::TwWavemill";
 class EncoderStage : public BlockStage {
   public:
     using Begin = std::function<bool(const WmWaveFormat&)>;
-    EncoderStage(clTwEncoder& encoder, ConversionInfo& conversion, const String& codec,
-                 Begin beginOnFirstBlock)
-        : encoder_(encoder), conversion_(conversion), codec_(codec),
-          begin_(std::move(beginOnFirstBlock)) {}
+    EncoderStage(clTwEncoder& encoder, const String& codec, Begin beginOnFirstBlock)
+        : encoder_(encoder), codec_(codec), begin_(std::move(beginOnFirstBlock)) {}
     bool Pass(AudioBlockInfo& block) override {
         if (begin_) {
             if (IsEmptyBlock(block) && !block.endOfStream)
@@ -50,19 +48,20 @@ class EncoderStage : public BlockStage {
         LogError(WithReason(u"Error: Encoder '" + codec_ + u"' refused a block of audio.",
                             encoder_.LastError()),
                  kRunContext);
-        conversion_.runError = 1;
         return false;
     }
 
   private:
     clTwEncoder& encoder_;
-    ConversionInfo& conversion_;
     const String& codec_;
     Begin begin_;
 };
 } // namespace
 
-TwWavemill::TwWavemill() : status_(TheRunStatus()) {
+TwWavemill::TwWavemill(RunStatus& status, ParentChannels& parent)
+    : status_(status), parent_(parent), console_(status) {}
+
+void TwWavemill::Run() {
     RegSetDefaultLocation(HKEY_CURRENT_USER, kSettingsRoot);
     ApplyTaggingDefaults();
     InstallRegistryLocaleLoader();
@@ -72,33 +71,10 @@ TwWavemill::TwWavemill() : status_(TheRunStatus()) {
     Convert();
 }
 
-TwWavemill::~TwWavemill() {
-    watchdogWorker_.Close();
-    // The relay drains everything still queued before it ends, so no error line is lost.
-    relayWorker_.Close();
-    console_.Drain(parentMode_, opt_.silent, status_);
-    ReleaseRendered();
-    if (dsps_)
-        dsps_->Release();
-    encoder_.Unload();
-    decoder_.Unload();
-    bytesEncodedBlock_.Close();
-    watchdogEvent_.Close();
-    afterConvErrorEvent_.Close();
-    quitEvent_.Close();
-    SetLogOutlets(nullptr, nullptr, nullptr);
-}
-
 void TwWavemill::Convert() {
-    if (BindPlugins() && !RawHandOver()) {
-        if (Prepare()) {
-            RunBlockLoop();
-            Finish();
-        }
-        if (dsps_)
-            dsps_->Release();
-    }
-    encoder_.Unload();
+    // An encoder that never began has nothing to end: the finish is skipped whole.
+    if (BindPlugins() && !RawHandOver() && Prepare() && RunBlockLoop())
+        Finish();
     Report();
 }
 
@@ -108,7 +84,8 @@ bool TwWavemill::BindPlugins() {
         dsps_->Add(d.name, d.settings);
     tags_ = std::make_unique<EncoderTags>(
         EncoderTagSource{options_, programFolder_, opt_.codec, opt_.inputFile});
-    if (!ChooseSource() || !LoadEncoder())
+    if (!Succeeded(ChooseSource(), "no decoder for the input") ||
+        !Succeeded(LoadEncoder(), "the encoder did not load"))
         return false;
     LogScope scope("TwWavemill::StripWavemillCmds");
     encoderCommandLine_ = StripWavemillCmds(options_, opt_.dsps.size());
@@ -125,7 +102,6 @@ bool TwWavemill::ChooseSource() {
         LogError(u"Error: Unable to load decoder for file type '" + ExtensionOf(opt_.inputFile) +
                      u"', codec not installed? visit 'Kodexa'.",
                  kRunContext);
-        status_.Fail("no decoder for the input");
         return false;
     }
     source_ = std::make_unique<DecoderSource>(decoder_, opt_.inputFile);
@@ -143,7 +119,6 @@ bool TwWavemill::LoadEncoder() {
     for (const String& codec : InstalledCodecs(programFolder_))
         installed += (installed.empty() ? u"" : u", ") + codec;
     LogInfo(u"Information: The installed encoders are: " + installed + u".", kRunContext);
-    status_.Fail("the encoder did not load");
     return false;
 }
 
@@ -194,32 +169,25 @@ bool TwWavemill::RawHandOver() {
     SetConversionPriority();
     tags_->UpdateEncoderTags(openInfo_.tagData, openInfo_.tagSize, openInfo_.secondData,
                              openInfo_.secondSize, EncoderWantsReplayGain(), encoderCommandLine_);
-    if (!source_->Close(conversion_)) {
-        conversion_.runError = 1;
+    if (!source_->Close(Conversion()))
         status_.Fail("the decoder did not close");
-    }
     FillConversion(opt_.outputFile);
-    if (!encoder_.BeginConversion(&conversion_)) {
+    if (!encoder_.BeginConversion(&Conversion())) {
         LogError(WithReason(u"Error: Encoder '" + opt_.codec + u"' could not convert '" +
                                 opt_.inputFile + u"' itself.",
                             encoder_.LastError()),
                  kRunContext);
-        conversion_.runError = 1;
         status_.Fail("the encoder's raw hand-over failed");
     }
     return true;
 }
 
 bool TwWavemill::Prepare() {
-    if (!dsps_->Load(&replayGainWanted_)) {
-        status_.Fail("a DSP effect did not load");
+    if (!Succeeded(dsps_->Load(&replayGainWanted_), "a DSP effect did not load"))
         return false;
-    }
     Relay(u"BeforeOpen");
-    if (!OpenSource()) {
-        status_.Fail("the source did not open");
+    if (!Succeeded(OpenSource(), "the source did not open"))
         return false;
-    }
     PrepareOutput();
     return BeginEncoding();
 }
@@ -266,8 +234,10 @@ void TwWavemill::PreCacheInput() {
 }
 
 void TwWavemill::PrepareOutput() {
-    if (!sink_.Prepare(opt_.outputFile))
-        opt_.writeTags = false;
+    // An ".IGNORE" output turns off only the tag writer: the encoder, which then names and writes
+    // its own files, still gets the tags.
+    tagWriterOn_ = sink_.Prepare(opt_.outputFile) && opt_.writeTags;
+    // A level an effect changed makes the old replay-gain values wrong: they are dropped.
     const bool replayGain =
         (EncoderWantsReplayGain() || replayGainWanted_) && !dsps_->ChangesLevel();
     tags_->UpdateEncoderTags(openInfo_.tagData, openInfo_.tagSize, openInfo_.secondData,
@@ -276,23 +246,24 @@ void TwWavemill::PrepareOutput() {
 }
 
 bool TwWavemill::BeginEncoding() {
-    RenderJob job{*source_,  *this,           quitEvent_, conversion_,
-                  openInfo_, opt_.tempFolder, parentMode_};
+    RenderJob job{*source_,     *this,     status_,         parent_.QuitEvent(),
+                  Conversion(), openInfo_, opt_.tempFolder, parentMode_};
     DspRender render(*dsps_, job);
     if (!render.Run())
         status_.Fail("rendering the DSP effects failed");
-    renderedPath_ = render.RenderedPath();
-    if (!renderedPath_.empty() && !status_.Failed() &&
-        !rendered_.Open(renderedPath_, openInfo_.format)) {
+    rendered_.Own(render.RenderedPath());
+    if (!render.RenderedPath().empty() && !status_.Failed() &&
+        !rendered_.Open(render.RenderedPath(), openInfo_.format)) {
         LogError(WithReason(u"Error: Reading Temporary Rendered DSP file.", RenderedFileFault()),
                  kRunContext);
         status_.Fail("the rendered DSP file cannot be read");
     }
     if (parentMode_)
         ParentLine(u"Action: Encoding '" + FileNamePart(opt_.outputFile) + u"'");
-    if (!dsps_->BeginLive(conversion_))
+    if (!dsps_->BeginLive(Conversion()))
         status_.Fail("a live DSP effect did not begin");
-    if (!dsps_->HasLivePass() && !BeginEncoder())
+    if (!dsps_->HasLivePass() &&
+        !Succeeded(BeginEncoder(openInfo_.format), "the encoder did not begin"))
         return false;
     dsps_->EchoSettings(opt_.codec, encoderCommandLine_);
     startTick_ = GetTickCount();
@@ -313,31 +284,29 @@ String TwWavemill::RenderedFileFault() const {
            u" must close it before \"DSP_PassNonLive\" returns";
 }
 
-bool TwWavemill::BeginEncoder() {
-    if (!encoder_.BeginConversion(&conversion_)) {
+bool TwWavemill::BeginEncoder(const WmWaveFormat& format) {
+    // An empty last block may come with its format left zeroed.
+    encodedFormat_ = format.blockAlign ? format : openInfo_.format;
+    conversion_.sourceFormat = &encodedFormat_;
+    if (!encoder_.BeginConversion(&Conversion())) {
+        encoderState_ = EncoderState::Refused;
         LogError(WithReason(u"Error: Encoder '" + opt_.codec +
                                 u"' could not begin the conversion of '" + opt_.outputFile + u"'.",
                             encoder_.LastError()),
                  kRunContext);
-        status_.Fail("the encoder did not begin");
         return false;
     }
-    encoderBegun_ = true;
+    encoderState_ = EncoderState::Begun;
     Relay(u"BeforeEncoding");
     return true;
 }
 
-void TwWavemill::RunBlockLoop() {
+// True when the encoder began, so that there is a conversion to finish.
+bool TwWavemill::RunBlockLoop() {
     EncoderStage::Begin later;
-    if (!encoderBegun_) {
-        later = [this](const WmWaveFormat& format) {
-            // An empty last block may come with its format left zeroed.
-            liveFormat_ = format.blockAlign ? format : openInfo_.format;
-            conversion_.sourceFormat = &liveFormat_;
-            return BeginEncoder();
-        };
-    }
-    EncoderStage encoder(encoder_, conversion_, opt_.codec, later);
+    if (encoderState_ == EncoderState::NotBegun)
+        later = [this](const WmWaveFormat& format) { return BeginEncoder(format); };
+    EncoderStage encoder(encoder_, opt_.codec, later);
     BlockStage* withEffects[] = {dsps_.get(), &encoder};
     BlockStage* encoderOnly[] = {&encoder};
     std::span<BlockStage* const> stages(withEffects);
@@ -346,16 +315,31 @@ void TwWavemill::RunBlockLoop() {
     BlockSource& blocks = rendered_.IsOpen() ? static_cast<BlockSource&>(rendered_) : *source_;
     BlockPump pump(blocks, stages, *this, status_, {openInfo_.msLength, parentMode_, opt_.silent});
     pump.Run();
+    // No block reached the encoder (stopped, failed or torn before the first): it begins in the
+    // open record's format, so that the finish ends it like any other.
+    if (encoderState_ == EncoderState::NotBegun)
+        Succeeded(BeginEncoder(openInfo_.format), "the encoder did not begin");
+    return encoderState_ == EncoderState::Begun;
 }
 
 uint32_t TwWavemill::Relay(const char16_t* stage) {
-    conversion_.runError = status_.Failed() ? 1 : 0;
-    MessageRelay relay(opt_.standardInput ? nullptr : &decoder_, encoder_, conversion_);
+    MessageRelay relay(opt_.standardInput ? nullptr : &decoder_, encoder_, Conversion());
     return relay.Communicate(stage);
 }
 
+bool TwWavemill::Succeeded(bool ok, const char* whyNot) {
+    if (!ok)
+        status_.Fail(whyNot);
+    return ok;
+}
+
+ConversionInfo& TwWavemill::Conversion() {
+    conversion_.runError = status_.Failed() ? 1 : 0;
+    return conversion_;
+}
+
 bool TwWavemill::QuitRequested() {
-    return quitEvent_.IsSet() || UserStopRequested();
+    return parent_.QuitSet() || UserStopRequested();
 }
 
 void TwWavemill::Idle(uint32_t ms) {
@@ -368,13 +352,6 @@ void TwWavemill::ProgressMarks(uint32_t count) {
 
 void TwWavemill::ParentLine(StringView keywordAndText) {
     console_.Write(u"MSGTO: Vrx: " + String(keywordAndText), true);
-}
-
-void TwWavemill::StoreBytesEncoded(uint64_t total) {
-    if (!bytesEncodedBlock_.IsOpen())
-        return;
-    auto value = static_cast<int64_t>(total);
-    bytesEncodedBlock_.Write(&value);
 }
 
 void TwWavemill::Information(StringView text) {

@@ -20,35 +20,34 @@ void TwWavemill::Finish() {
     if (!opt_.silent)
         console_.Write(u"\r\n", true);
     speed_ = static_cast<double>(openInfo_.msLength) / (elapsedMs_ ? elapsedMs_ : 1);
-    if (quitEvent_.IsSet())
+    if (parent_.QuitSet())
         status_.Fail("the parent asked the run to stop");
     if (UserStopRequested()) {
         LogError(u"Error: The conversion was stopped (Ctrl-C).", "TwWavemill::TwWavemill");
         status_.Fail("stopped at the console");
     }
-    if (afterConvErrorEvent_.IsSet())
+    if (parent_.AfterConversionErrorSet())
         status_.Fail("the parent marked the run failed");
     // The decoder's close sees the verdict the encoder's end sees, so either may clean up.
-    conversion_.runError = status_.Failed() ? 1 : 0;
-    if (!source_->Close(conversion_))
+    if (!source_->Close(Conversion()))
         status_.Fail("the decoder did not close");
-    const bool tagging = EndEncoding() && opt_.writeTags;
+    const bool tagging = EndEncoding() && tagWriterOn_;
     ReportPluginInformation();
-    if (fileSizeDiagnostics_)
+    if (console_.FileSizeDiagnostics())
         OutputSink::SizeCheck(sink_.UsesTemporary() ? u"(before overwrite final)" : u"",
                               sink_.FileToWrite());
     bool replaced = false;
-    if (!sink_.Commit(status_.Failed() || QuitRequested(), quitEvent_, &replaced))
+    if (!sink_.Commit(status_.Failed() || QuitRequested(), parent_.QuitEvent(), &replaced))
         status_.Fail("the output could not be moved into place");
-    ReleaseRendered();
+    rendered_.Release();
     if (tagging && replaced) {
-        if (fileSizeDiagnostics_)
+        if (console_.FileSizeDiagnostics())
             OutputSink::SizeCheck(u"(before ID Tags Written)", opt_.outputFile);
         if (parentMode_)
             ParentLine(u"Action: Writing ID Tags '" + FileNamePart(opt_.outputFile) + u"'");
         String why;
         if (!IDTagWriter(opt_.outputFile, opt_.tagSourceFile, tags_->Block(), programFolder_,
-                         opt_.silent ? nullptr : &console_, &why)) {
+                         opt_.silent ? nullptr : &console_.Writer(), &why)) {
             LogError(WithReason(u"Unable to tag file '" + opt_.outputFile + u"'", why));
             status_.Fail("the tags could not be written");
         }
@@ -58,20 +57,14 @@ void TwWavemill::Finish() {
 
 // Ends the live effects and the encoder; true when the encoder asks for the tags afterwards.
 bool TwWavemill::EndEncoding() {
-    conversion_.runError = status_.Failed() ? 1 : 0;
-    if (!dsps_->EndLive(conversion_))
+    if (!dsps_->EndLive(Conversion()))
         status_.Fail("a live DSP effect did not end");
     uint32_t tagAfterwards = 0;
-    if (!encoderBegun_) {
-        status_.Fail("the run ended before the encoder began");
-        return false;
-    }
-    if (!encoder_.EndConversion(&conversion_, &tagAfterwards)) {
+    if (!encoder_.EndConversion(&Conversion(), &tagAfterwards)) {
         LogError(WithReason(u"Error: Encoder '" + opt_.codec + u"' could not finish '" +
                                 opt_.outputFile + u"'.",
                             encoder_.LastError()),
                  "TwWavemill::TwWavemill");
-        conversion_.runError = 1;
         status_.Fail("the encoder did not finish");
     }
     return tagAfterwards != 0;
@@ -81,7 +74,7 @@ void TwWavemill::AfterConversion() {
     const StringList outputs =
         CollectOutputNames(conversion_, opt_.outputFile, parentMode_ ? this : nullptr);
     Relay(u"AfterConversion");
-    if (!dsps_->AfterConversion(conversion_, outputs))
+    if (!dsps_->AfterConversion(Conversion(), outputs))
         status_.Fail("a DSP effect failed after the conversion");
 }
 
@@ -96,13 +89,6 @@ void TwWavemill::ReportPluginInformation() {
         Information(u"Information: Encoder '" + opt_.codec + u"': " + line);
 }
 
-void TwWavemill::ReleaseRendered() {
-    rendered_.Close();
-    if (!renderedPath_.empty())
-        DeleteFilePath(renderedPath_);
-    renderedPath_.clear();
-}
-
 String TwWavemill::Summary() const {
     String summary = u"Conversion completed in " + DurationText(elapsedMs_, 0);
     if (speed_ != 0) {
@@ -114,22 +100,19 @@ String TwWavemill::Summary() const {
 }
 
 void TwWavemill::Report() {
-    ReleaseRendered();
     String summary;
     if (elapsedMs_ != 0) {
         summary = Summary();
         LogLine(summary);
-        if (fileSizeDiagnostics_)
+        if (console_.FileSizeDiagnostics())
             OutputSink::SizeCheck(u"(Wavemill exit)", opt_.outputFile);
     }
     // Every error line must have reached the run status before the verdict is printed.
-    relayWorker_.Stop(true);
+    console_.Settle();
     if (!opt_.silent && !parentMode_)
         console_.Write(status_.Failed() ? String(u"Conversion Failed.") : summary, true);
     if (status_.Failed() && status_.FirstReason())
         LogLine(u"Run failed: " + Widen(status_.FirstReason()));
-    decoder_.Unload();
-    watchdogWorker_.Stop(true);
 }
 
 } // namespace wm

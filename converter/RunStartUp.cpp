@@ -1,6 +1,7 @@
-// Start-up: debug mode and the standard handles, the workers, the options (command line or
-// command file), the parent's named objects, priority, banner and settings echo.
+// Start-up: the console, the options (command line or command file), the parent's named
+// objects, priority, banner and settings echo.
 #include "converter/CommandFileText.h"
+#include "converter/CommandLineText.h"
 #include "converter/HelpText.h"
 #include "converter/TwWavemill.h"
 #include "files/FileAccess.h"
@@ -8,9 +9,7 @@
 #include "files/PathText.h"
 #include "files/SystemPath.h"
 #include "process/Log.h"
-#include "process/LogOutlets.h"
 #include "process/Registry.h"
-#include "process/RunProcess.h"
 #include "process/WinString.h"
 #include "text/NumberText.h"
 
@@ -20,7 +19,6 @@ namespace wm {
 
 namespace {
 constexpr const char* kParseContext = "TwWavemill::ParseCommandLine";
-constexpr uint32_t kRelayStopLimitMs = 60000;
 
 // The name the system opens: long and relative paths made usable (empty when they cannot be).
 String SystemPath(const String& path) {
@@ -31,12 +29,11 @@ String SystemPath(const String& path) {
 
 bool TwWavemill::StartUp() {
     programFolder_ = ProgramFolder();
-    if (!SetUpDebugAndHandles()) {
+    if (!console_.Open(programFolder_)) {
         MessageBoxW(nullptr, L"GetStdHandle", L"Console Error", MB_OK | MB_ICONERROR);
         status_.Fail("standard output cannot be had");
         return false;
     }
-    StartWorkers();
     const String line = FromW(GetCommandLineW());
     LogLine(u"Splitting Command Line:");
     LogLine(line);
@@ -53,63 +50,14 @@ bool TwWavemill::StartUp() {
     }
     if (!opt_.silent)
         PrintBanner();
-    watchdogWorker_.Start(
-        [this](EventHandle& stop) {
-            while (!stop.Wait(50))
-                watchdogEvent_.Set();
-        },
-        false, 0);
+    parent_.StartHeartbeat();
     if (!opt_.silent)
         EchoSettings();
     return true;
 }
 
-bool TwWavemill::SetUpDebugAndHandles() {
-    if (RegReadDword(u"Debug") != 0) {
-        RegWriteDword(u"Debug", 0); // debug mode lasts one run
-        StartDebugViewer();
-    }
-    if (!console_.Init())
-        return false;
-    SetLogOutlets(console_.ErrorPipeWrite(), console_.InfoPipeWrite(), debugFile_.get());
-    return true;
-}
-
-void TwWavemill::StartDebugViewer() {
-    const String name = TempFile(u"", u".TXT", u"DBG");
-    HANDLE h = CreateFileW(W(SystemPath(name)), GENERIC_READ | GENERIC_WRITE,
-                           FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, CREATE_ALWAYS,
-                           FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (h == INVALID_HANDLE_VALUE)
-        return;
-    debugFile_.reset(h);
-    fileSizeDiagnostics_ = true;
-    String eventName;
-    do {
-        eventName = u"TwDGB" + IntToText(GetTickCount());
-        debugWatchEvent_.CreateOrOpen(eventName);
-        if (debugWatchEvent_.AlreadyExisted())
-            Sleep(1);
-    } while (debugWatchEvent_.AlreadyExisted());
-    RunProcess(programFolder_ + u"Peekinfo.exe",
-               u"-DebugWatch=\"" + eventName + u"\" -DebugFile=\"" + name + u"\"", false, 0, false,
-               CREATE_NO_WINDOW | NORMAL_PRIORITY_CLASS, false);
-}
-
-void TwWavemill::StartWorkers() {
-    relayWorker_.Start(
-        [this](EventHandle& stop) {
-            while (!stop.Wait(50))
-                console_.Drain(parentMode_, opt_.silent, status_);
-            while (console_.Drain(parentMode_, opt_.silent, status_)) {
-            }
-        },
-        false, kRelayStopLimitMs);
-}
-
 bool TwWavemill::ReadTwCommandFile(const String& name) {
-    constexpr const char* kContext = "TwWavemill::ReadTwCommandFile";
-    LogLine(u"->->", kContext);
+    LogScope scope("TwWavemill::ReadTwCommandFile");
     FileAccess file;
     if (!file.OpenRead(name)) {
         LogLine(u"Error opening TwCmd File.");
@@ -134,12 +82,13 @@ bool TwWavemill::ReadTwCommandFile(const String& name) {
     options_.Fill(OptionTextOfCommandFile(buffer.data(), static_cast<size_t>(size)));
     parentMode_ = true;
     opt_.silent = true;
-    LogLine(u"<-<-", kContext);
+    console_.SetMode(parentMode_, opt_.silent);
     return true;
 }
 
 bool TwWavemill::ParseCommandLine() {
     const OptionsVerdict verdict = ReadRunOptions(options_, parentMode_, opt_);
+    console_.SetMode(parentMode_, opt_.silent);
     if (!opt_.errorFile.empty()) {
         HANDLE h = CreateFileW(W(SystemPath(opt_.errorFile)), GENERIC_WRITE,
                                FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, CREATE_ALWAYS,
@@ -153,21 +102,10 @@ bool TwWavemill::ParseCommandLine() {
         LogError(VerdictText(verdict), kParseContext);
     if (verdict != OptionsVerdict::Convert)
         return false;
-    OpenParentObjects();
-    return true;
-}
-
-void TwWavemill::OpenParentObjects() {
-    if (!opt_.quitEvent.empty())
-        quitEvent_.CreateOrOpen(opt_.quitEvent);
-    if (!opt_.afterConvErrorEvent.empty())
-        afterConvErrorEvent_.CreateOrOpen(opt_.afterConvErrorEvent);
-    if (!opt_.watchdogEvent.empty())
-        watchdogEvent_.CreateOrOpen(opt_.watchdogEvent);
+    parent_.Open(opt_);
     if (!opt_.processor.empty())
         ApplyProcessor();
-    if (!opt_.bytesEncodedBlock.empty())
-        bytesEncodedBlock_.Open(opt_.bytesEncodedBlock, 8);
+    return true;
 }
 
 void TwWavemill::ApplyProcessor() {

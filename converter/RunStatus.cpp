@@ -8,9 +8,4 @@ void RunStatus::Fail(const char* why) {
     failed_.store(1);
 }
 
-RunStatus& TheRunStatus() {
-    static RunStatus status;
-    return status;
-}
-
 } // namespace wm

@@ -21,7 +21,4 @@ class RunStatus {
     std::atomic<const char*> firstReason_{nullptr};
 };
 
-// The process's one run status (the process converts exactly one source).
-RunStatus& TheRunStatus();
-
 } // namespace wm

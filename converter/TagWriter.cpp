@@ -45,8 +45,7 @@ bool IDTagWriter(const String& outputFile, const String& tagSourceFile,
                  String* reason) {
     if (block.empty() || EqualsNoCase(ExtensionOf(tagSourceFile), u".iGnore"))
         return true;
-    constexpr const char* kContext = "TwWavemill::IDTagWriter";
-    LogLine(u"->->", kContext);
+    LogScope scope("TwWavemill::IDTagWriter");
     if (console)
         console->Write(u"Writing ID Tags: ");
     clTwDecoder writer;
@@ -58,11 +57,8 @@ bool IDTagWriter(const String& outputFile, const String& tagSourceFile,
         if (!ok && reason)
             *reason = writer.LastError();
     }
-    if (ok) {
-        if (console)
-            console->Write(u"Done", true);
-        LogLine(u"<-<-", kContext);
-    }
+    if (ok && console)
+        console->Write(u"Done", true);
     writer.Unload();
     return ok;
 }

@@ -1,5 +1,7 @@
-// The run: constructing TwWavemill performs one whole conversion, destroying it releases
-// everything. The outcome reaches the process only through the run status.
+// The run: one whole conversion of one source into one output file. The process entry owns it
+// beside the run status and the parent channels; Run() does the work, and destruction releases
+// what it holds in one order: the output sink and the rendered file, the effects, the encoder,
+// the decoder, and last the console, so that what the plug-ins log while they go still arrives.
 //
 // The run keeps the order of the steps; the work is delegated: a source (decoder, standard
 // input, or the file the non-live effects rendered), a block pump that passes each block through
@@ -7,21 +9,18 @@
 #pragma once
 
 #include "converter/AudioSources.h"
-#include "converter/Console.h"
 #include "converter/EncoderTags.h"
-#include "converter/OptionStore.h"
 #include "converter/OutputSink.h"
+#include "converter/ParentChannels.h"
+#include "converter/RunConsole.h"
 #include "converter/RunOptions.h"
 #include "converter/RunStatus.h"
 #include "plugins/BlockFlow.h"
 #include "plugins/DspChain.h"
 #include "plugins/clTwDecoder.h"
 #include "plugins/clTwEncoder.h"
-#include "process/EventHandle.h"
-#include "process/SharedMemoryBlock.h"
-#include "process/UniqueHandle.h"
-#include "process/WorkerThread.h"
 #include "sdk/wavemill_plugin.h"
+#include "text/OptionStore.h"
 #include "text/String.h"
 
 #include <cstdint>
@@ -31,20 +30,17 @@ namespace wm {
 
 class TwWavemill : private FlowHost {
   public:
-    TwWavemill();
-    ~TwWavemill() override;
+    TwWavemill(RunStatus& status, ParentChannels& parent);
     TwWavemill(const TwWavemill&) = delete;
     TwWavemill& operator=(const TwWavemill&) = delete;
+
+    void Run();
 
   private:
     // Start-up (RunStartUp.cpp).
     bool StartUp();
-    bool SetUpDebugAndHandles();
-    void StartDebugViewer();
-    void StartWorkers();
     bool ReadTwCommandFile(const String& name);
     bool ParseCommandLine();
-    void OpenParentObjects();
     void ApplyProcessor();
     void SetConversionPriority();
     void PrintBanner();
@@ -63,58 +59,56 @@ class TwWavemill : private FlowHost {
     void PreCacheInput();
     void PrepareOutput();
     bool BeginEncoding();
-    bool BeginEncoder();
     String RenderedFileFault() const;
-    void RunBlockLoop();
+    bool BeginEncoder(const WmWaveFormat& format);
+    bool RunBlockLoop();
     void Finish();
     bool EndEncoding();
     void AfterConversion();
     void ReportPluginInformation();
-    void ReleaseRendered();
     void Report();
     String Summary() const;
     uint32_t Relay(const char16_t* stage);
     bool EncoderWantsReplayGain();
     void FillConversion(const String& fileToWrite);
+    // A step that stops the run says so by its result alone; the run status is failed here, with
+    // the reason the debug log gives.
+    bool Succeeded(bool ok, const char* whyNot);
+    // The conversion record with its error flag telling the run's state as it is now.
+    ConversionInfo& Conversion();
 
     // What the block flow needs from the platform.
     bool QuitRequested() override;
-    void Heartbeat() override { watchdogEvent_.Set(); }
+    void Heartbeat() override { parent_.Heartbeat(); }
     void Idle(uint32_t ms) override;
     void ProgressMarks(uint32_t count) override;
     void ParentLine(StringView keywordAndText) override;
-    void StoreBytesEncoded(uint64_t total) override;
+    void StoreBytesEncoded(uint64_t total) override { parent_.StoreBytesEncoded(total); }
     void Information(StringView text) override;
     void Error(StringView text) override;
 
     RunStatus& status_;
+    ParentChannels& parent_;
+    RunConsole console_;
     OptionStore options_;
     RunOptions opt_;
     bool parentMode_ = false;
     String programFolder_, encoderCommandLine_;
-
-    Console console_;
-    UniqueHandle debugFile_;
-    EventHandle debugWatchEvent_;
-    bool fileSizeDiagnostics_ = false;
-    EventHandle quitEvent_, afterConvErrorEvent_, watchdogEvent_;
-    SharedMemoryBlock bytesEncodedBlock_;
-    WorkerThread relayWorker_, watchdogWorker_;
 
     clTwDecoder decoder_;
     clTwEncoder encoder_;
     std::unique_ptr<DspChain> dsps_;
     std::unique_ptr<AudioSource> source_;
     RenderedFileSource rendered_;
-    String renderedPath_;
     OutputSink sink_;
     std::unique_ptr<EncoderTags> tags_;
     bool replayGainWanted_ = false;
+    bool tagWriterOn_ = false;
 
     ConversionInfo conversion_{};
     DecodeOpenInfo openInfo_{};
-    WmWaveFormat liveFormat_{}; // what the live effects hand the encoder
-    bool encoderBegun_ = false;
+    WmWaveFormat encodedFormat_{}; // what the encoder gets (live effects may change it)
+    enum class EncoderState { NotBegun, Begun, Refused } encoderState_ = EncoderState::NotBegun;
     uint32_t startTick_ = 0, elapsedMs_ = 0;
     double speed_ = 0;
 };

@@ -1,14 +1,14 @@
-// Process entry: the crash handler first, then the run object does the whole conversion; the
-// exit status is the run status. Started with "crashed", the process only shows a crash report.
-#include "converter/OptionStore.h"
+// Process entry: the crash handler first, then the run does the whole conversion; the exit
+// status is the run status. Started with "crashed", the process only shows a crash report.
+#include "converter/CommandLineText.h"
+#include "converter/ParentChannels.h"
+#include "converter/RunStatus.h"
 #include "converter/TwWavemill.h"
-#include "process/CrashHandler.h"
+#include "crash/CrashHandler.h"
 #include "process/WinString.h"
 #include "ui/dlgCrashReport.h"
 
 #include <shlobj.h>
-
-#include <memory>
 
 int wmain() {
     const wm::CrashReportSettings crashReports{u"Tonewerk Wavemill", CSIDL_APPDATA, u"Vrx"};
@@ -23,7 +23,13 @@ int wmain() {
     wm::InstallCrashHandler(crashReports);
 #endif
 
-    auto run = std::make_unique<wm::TwWavemill>();
-    run.reset();
-    return wm::TheRunStatus().ExitStatus();
+    // The run goes before the status is read (an error line its console drains last still
+    // counts) and before the parent's channels close.
+    wm::RunStatus status;
+    wm::ParentChannels parent;
+    {
+        wm::TwWavemill run(status, parent);
+        run.Run();
+    }
+    return status.ExitStatus();
 }

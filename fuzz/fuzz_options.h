@@ -4,7 +4,7 @@
 #pragma once
 
 #include "converter/CommandFileText.h"
-#include "converter/OptionStore.h"
+#include "converter/CommandLineText.h"
 #include "fuzz/FuzzCheck.h"
 
 namespace wm::fuzz {

@@ -108,7 +108,7 @@ bool DspChain::HasLivePass() const {
 bool DspChain::FailedCall(DspEntry& entry, const char16_t* call) {
     LogError(WithReason(u"Error: DSP Effect '" + entry.name + u"' failed in " + call + u".",
                         entry.binding->LastError()),
-             "TwWavemill::DSP");
+             "DspChain::FailedCall");
     return false;
 }
 
@@ -126,20 +126,20 @@ bool DspChain::Pass(AudioBlockInfo& block) {
         if (!e.live || !e.livePass)
             continue;
         block.actionText = nullptr;
-        if (!e.binding->PassAudioBlock(&block))
-            ok = FailedCall(e, u"DSP_PassAudioBlock");
-        else if (!WholeFrames(e, block))
+        if (!PassOne(e, block))
             ok = false;
     }
     return ok;
 }
 
-bool DspChain::WholeFrames(const DspEntry& entry, const AudioBlockInfo& block) {
+bool DspChain::PassOne(DspEntry& entry, AudioBlockInfo& block) {
+    if (!entry.binding->PassAudioBlock(&block))
+        return FailedCall(entry, u"DSP_PassAudioBlock");
     if (IsWholeFrames(block.length, block.format))
         return true;
     LogError(u"Error: DSP Effect '" + entry.name +
                  u"' returned audio that is not a whole number of sample frames.",
-             "TwWavemill::DSP");
+             "DspChain::PassOne");
     return false;
 }
 
@@ -162,11 +162,6 @@ bool DspChain::AfterConversion(const ConversionInfo& conversion, const StringLis
         }
     }
     return ok;
-}
-
-void DspChain::Release() {
-    for (DspEntry& e : entries_)
-        e.binding->Unload();
 }
 
 } // namespace wm

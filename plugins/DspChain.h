@@ -43,12 +43,12 @@ class DspChain : public BlockStage {
     bool Pass(AudioBlockInfo& block) override; // every live effect still in the per-block pass
     bool EndLive(ConversionInfo& conversion);
     bool AfterConversion(const ConversionInfo& conversion, const StringList& outputFiles);
-    void Release();
 
     // The error line for an effect's entry point that returned 0, with the effect's reason.
     static bool FailedCall(DspEntry& entry, const char16_t* call);
-    // False, with an error line, when an effect handed back a torn frame.
-    static bool WholeFrames(const DspEntry& entry, const AudioBlockInfo& block);
+    // One effect's pass of one block: false, with an error line, when the call fails or the
+    // effect hands back a torn frame.
+    static bool PassOne(DspEntry& entry, AudioBlockInfo& block);
 
     // The path of "DSPs\<name>.dll".
     String LibraryPath(const String& name) const;

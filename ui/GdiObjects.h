@@ -2,43 +2,21 @@
 // what it holds exactly once, however the drawing code leaves.
 #pragma once
 
+#include "process/UniqueHandle.h"
 #include "text/String.h"
 
 #include <windows.h>
 
-#include <utility>
-
 namespace wm {
 
-// A font, brush or pen, deleted with DeleteObject.
-template <class Handle> class XGdiObject {
-  public:
-    XGdiObject() = default;
-    explicit XGdiObject(Handle h) : handle_(h) {}
-    ~XGdiObject() { reset(); }
-    XGdiObject(const XGdiObject&) = delete;
-    XGdiObject& operator=(const XGdiObject&) = delete;
-    XGdiObject(XGdiObject&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
-    XGdiObject& operator=(XGdiObject&& other) noexcept {
-        if (this != &other)
-            reset(std::exchange(other.handle_, nullptr));
-        return *this;
-    }
-
-    Handle get() const { return handle_; }
-    explicit operator bool() const { return handle_ != nullptr; }
-    void reset(Handle h = nullptr) {
-        if (handle_ && handle_ != h)
-            ::DeleteObject(handle_);
-        handle_ = h;
-    }
-
-  private:
-    Handle handle_ = nullptr;
-};
-
-using XFont = XGdiObject<HFONT>;
-using XBrush = XGdiObject<HBRUSH>;
+// A font or brush: the program's one handle owner, with DeleteObject as its close call.
+namespace close_calls {
+inline void GdiObject(HGDIOBJ object) {
+    ::DeleteObject(object);
+}
+} // namespace close_calls
+using XFont = unique_any<HFONT, close_calls::GdiObject, 0>;
+using XBrush = unique_any<HBRUSH, close_calls::GdiObject, 0>;
 
 // BeginPaint/EndPaint around one WM_PAINT.
 class XPaintDC {

@@ -24,6 +24,8 @@ class LastError {
         text_ = std::move(why);
         return 0;
     }
+    // The same for a step that answers true or false.
+    bool Failed(String why) { return Fail(std::move(why)) != 0; }
     void Clear() { text_.clear(); }
     bool Empty() const { return text_.empty(); }
     const String& Text() const { return text_; }

@@ -89,7 +89,7 @@ uint32_t FfmpegDecoder::Open(DecodeOpenInfo* info) noexcept {
         error_,
         [&] {
             if (!info || !info->path)
-                return error_.Fail(u"no input file was given"), false;
+                return error_.Failed(u"no input file was given");
             return OpenStream(*info);
         },
         [&] { Close(); });
@@ -98,16 +98,16 @@ uint32_t FfmpegDecoder::Open(DecodeOpenInfo* info) noexcept {
 bool FfmpegDecoder::OpenStream(DecodeOpenInfo& info) {
     ffmpeg::KeepLogQuiet();
     if (std::u16string_view(info.path) == u"-")
-        return error_.Fail(u"the file cannot be opened"), false;
+        return error_.Failed(u"the file cannot be opened");
     int status =
         avformat_open_input(&format_, ffmpeg::FileUrl(info.path).c_str(), nullptr, nullptr);
     if (status < 0)
-        return error_.Fail(u"not a file FFmpeg reads: " + ffmpeg::AvError(status)), false;
+        return error_.Failed(u"not a file FFmpeg reads: " + ffmpeg::AvError(status));
     if ((status = avformat_find_stream_info(format_, nullptr)) < 0)
-        return error_.Fail(u"the file cannot be read: " + ffmpeg::AvError(status)), false;
+        return error_.Failed(u"the file cannot be read: " + ffmpeg::AvError(status));
     stream_ = av_find_best_stream(format_, AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
     if (stream_ < 0)
-        return error_.Fail(u"the file holds no audio stream"), false;
+        return error_.Failed(u"the file holds no audio stream");
     if (!OpenCodec() || !ChooseOutput())
         return false;
     FindExactLength();
@@ -119,23 +119,21 @@ bool FfmpegDecoder::OpenCodec() {
     const AVCodecParameters& par = *format_->streams[stream_]->codecpar;
     const AVCodec* decoder = avcodec_find_decoder(par.codec_id);
     if (!decoder)
-        return error_.Fail(u"the audio is " + Widen(avcodec_get_name(par.codec_id)) +
-                           u", which this build of FFmpeg does not decode"),
-               false;
+        return error_.Failed(u"the audio is " + Widen(avcodec_get_name(par.codec_id)) +
+                           u", which this build of FFmpeg does not decode");
     codec_.reset(avcodec_alloc_context3(decoder));
     packet_.reset(av_packet_alloc());
     frame_.reset(av_frame_alloc());
     if (!codec_ || !packet_ || !frame_)
-        return error_.Fail(u"out of memory"), false;
+        return error_.Failed(u"out of memory");
     int status = avcodec_parameters_to_context(codec_.get(), &par);
     if (status >= 0) {
         codec_->pkt_timebase = format_->streams[stream_]->time_base;
         status = avcodec_open2(codec_.get(), decoder, nullptr);
     }
     if (status < 0)
-        return error_.Fail(u"the " + Widen(decoder->name) + u" decoder cannot start: " +
-                           ffmpeg::AvError(status)),
-               false;
+        return error_.Failed(u"the " + Widen(decoder->name) + u" decoder cannot start: " +
+                           ffmpeg::AvError(status));
     // Every other stream (video, cover pictures) is left unread.
     for (unsigned i = 0; i < format_->nb_streams; ++i)
         format_->streams[i]->discard = int(i) == stream_ ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
@@ -155,10 +153,9 @@ bool FfmpegDecoder::ChooseOutput() {
     if (!output_.Choose(static_cast<AVSampleFormat>(f.format), bits,
                         static_cast<uint16_t>(f.ch_layout.nb_channels),
                         static_cast<uint32_t>(f.sample_rate)))
-        return error_.Fail(u"the decoder's sample format " +
+        return error_.Failed(u"the decoder's sample format " +
                            Widen(av_get_sample_fmt_name(AVSampleFormat(f.format))) +
-                           u" has no wave form"),
-               false;
+                           u" has no wave form");
     return follower_.Start(f) ? true : (error_.Fail(u"out of memory"), false);
 }
 
@@ -214,7 +211,7 @@ bool FfmpegDecoder::NextFrame() {
         if (status == AVERROR_EOF)
             return drained_ = true, false;
         if (status != AVERROR(EAGAIN) && !readAll_)
-            return error_.Fail(Damaged(status)), false;
+            return error_.Failed(Damaged(status));
         if (status != AVERROR(EAGAIN))
             return drained_ = true, false; // the cut-off last packet, dropped (below)
         status = av_read_frame(format_, packet_.get());
@@ -227,9 +224,9 @@ bool FfmpegDecoder::NextFrame() {
             continue;
         }
         if (status < 0)
-            return error_.Fail(u"reading the file failed: " + ffmpeg::AvError(status)), false;
+            return error_.Failed(u"reading the file failed: " + ffmpeg::AvError(status));
         if (damage_ != 0)
-            return error_.Fail(Damaged(damage_)), false;
+            return error_.Failed(Damaged(damage_));
         if (packet_->stream_index == stream_)
             status = avcodec_send_packet(codec_.get(), packet_.get());
         av_packet_unref(packet_.get());
@@ -249,10 +246,9 @@ bool FfmpegDecoder::TakeFrame(const AVFrame& frame) {
     if (!follower_.Matches(frame)) {
         int status = 0;
         if (!(f = follower_.Convert(&frame, status)) && status < 0)
-            return error_.Fail(u"the stream changes its format midway and cannot be converted "
+            return error_.Failed(u"the stream changes its format midway and cannot be converted "
                                u"back: " +
-                               ffmpeg::AvError(status)),
-                   false;
+                               ffmpeg::AvError(status));
     }
     if (!f)
         return true;

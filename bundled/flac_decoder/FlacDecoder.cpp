@@ -59,7 +59,7 @@ uint32_t FlacDecoder::Open(DecodeOpenInfo* info) noexcept {
         error_,
         [&] {
             if (!info || !info->path)
-                return error_.Fail(u"no input file was given"), false;
+                return error_.Failed(u"no input file was given");
             return OpenStream(*info);
         },
         [&] { Close(); });
@@ -67,27 +67,27 @@ uint32_t FlacDecoder::Open(DecodeOpenInfo* info) noexcept {
 
 bool FlacDecoder::OpenStream(DecodeOpenInfo& info) {
     if (std::u16string_view(info.path) == u"-" || !file_.Open(info.path))
-        return error_.Fail(u"the file cannot be opened"), false;
+        return error_.Failed(u"the file cannot be opened");
     fileSize_ = file_.Size();
     decoder_ = FLAC__stream_decoder_new();
     if (!decoder_)
-        return error_.Fail(u"out of memory"), false;
+        return error_.Failed(u"out of memory");
     FLAC__stream_decoder_set_md5_checking(decoder_, true);
     FLAC__stream_decoder_set_metadata_respond(decoder_, FLAC__METADATA_TYPE_VORBIS_COMMENT);
     FLAC__stream_decoder_set_metadata_respond(decoder_, FLAC__METADATA_TYPE_PICTURE);
     if (FLAC__stream_decoder_init_stream(decoder_, OnRead, OnSeek, OnTell, OnLength, OnEof, OnWrite,
                                          OnMetadata, OnError,
                                          this) != FLAC__STREAM_DECODER_INIT_STATUS_OK)
-        return error_.Fail(u"libFLAC could not start"), false;
+        return error_.Failed(u"libFLAC could not start");
     const bool read = FLAC__stream_decoder_process_until_end_of_metadata(decoder_);
     if (!haveInfo_)
-        return error_.Fail(u"not a FLAC file (no FLAC stream header)"), false;
+        return error_.Failed(u"not a FLAC file (no FLAC stream header)");
     if (!read)
         return error_.Fail(u"a metadata block is damaged (" +
                            Widen(FLAC__stream_decoder_get_resolved_state_string(decoder_)) + u")"),
                false;
     if (damaged_)
-        return error_.Fail(u"damaged metadata: " + ErrorName(streamError_)), false;
+        return error_.Failed(u"damaged metadata: " + ErrorName(streamError_));
 
     format_ = codec::PcmFormat(static_cast<uint16_t>(info_.channels), info_.sample_rate,
                                static_cast<uint16_t>(info_.bits_per_sample));
@@ -184,7 +184,7 @@ bool FlacDecoder::FillBlock(size_t wanted) {
         }
         // A frame cut off by the end of the file shows as lost sync: say what it is.
         if (damaged_ && CutOff())
-            return error_.Fail(EndsEarly()), false;
+            return error_.Failed(EndsEarly());
         if (damaged_)
             return error_.Fail(ErrorName(streamError_) + u" after sample " +
                                Widen(std::to_string(decodedFrames_))),
@@ -196,7 +196,7 @@ bool FlacDecoder::FillBlock(size_t wanted) {
 bool FlacDecoder::FinishStream() {
     const bool md5Checked = !sought_;
     if (!sought_ && info_.total_samples != 0 && decodedFrames_ != info_.total_samples)
-        return error_.Fail(EndsEarly()), false;
+        return error_.Failed(EndsEarly());
     if (!FLAC__stream_decoder_finish(decoder_) && md5Checked)
         return error_.Fail(u"the decoded audio does not match the MD5 signature of the file"),
                false;

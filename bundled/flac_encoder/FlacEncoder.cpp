@@ -56,7 +56,7 @@ uint32_t FlacEncoder::Begin(const ConversionInfo* conversion) noexcept {
                  error_,
                  [&] {
                      if (!conversion || !conversion->outputPath || !conversion->sourceFormat)
-                         return error_.Fail(u"no output file or source format was given"), false;
+                         return error_.Failed(u"no output file or source format was given");
                      return Start(*conversion);
                  },
                  [&] { Reset(); }) != 0;
@@ -67,11 +67,11 @@ bool FlacEncoder::Start(const ConversionInfo& conversion) {
     String why;
     options_ = FlacOptions{};
     if (!ParseFlacOptions(conversion.commandLine ? conversion.commandLine : u"", options_, why))
-        return error_.Fail(why), false;
+        return error_.Failed(why);
     if (!Configure(*conversion.sourceFormat) || !AddMetadata(conversion))
         return false;
     if (!out_.Create(conversion.outputPath))
-        return error_.Fail(u"the output file cannot be created"), false;
+        return error_.Failed(u"the output file cannot be created");
     const auto status =
         FLAC__stream_encoder_init_stream(encoder_, OnWrite, OnSeek, OnTell, nullptr, this);
     if (status != FLAC__STREAM_ENCODER_INIT_STATUS_OK)
@@ -89,7 +89,7 @@ bool FlacEncoder::Configure(const WmWaveFormat& format) {
                false;
     encoder_ = FLAC__stream_encoder_new();
     if (!encoder_)
-        return error_.Fail(u"out of memory"), false;
+        return error_.Failed(u"out of memory");
     FLAC__stream_encoder_set_channels(encoder_, layout_.channels);
     FLAC__stream_encoder_set_bits_per_sample(encoder_, layout_.validBits);
     FLAC__stream_encoder_set_sample_rate(encoder_, format_.samplesPerSec);
@@ -108,7 +108,7 @@ bool FlacEncoder::AddMetadata(const ConversionInfo& conversion) {
 
     FLAC__StreamMetadata* comments = FLAC__metadata_object_new(FLAC__METADATA_TYPE_VORBIS_COMMENT);
     if (!comments)
-        return error_.Fail(u"out of memory"), false;
+        return error_.Failed(u"out of memory");
     metadata_.push_back(comments);
     for (const std::string& c : codec::MakeVorbisComments(tags)) {
         FLAC__StreamMetadata_VorbisComment_Entry entry{
@@ -116,24 +116,24 @@ bool FlacEncoder::AddMetadata(const ConversionInfo& conversion) {
             reinterpret_cast<FLAC__byte*>(const_cast<char*>(c.data()))};
         if (c.size() < kMaxBlock / 2 &&
             !FLAC__metadata_object_vorbiscomment_append_comment(comments, entry, true))
-            return error_.Fail(u"out of memory"), false;
+            return error_.Failed(u"out of memory");
     }
     for (const wav::Picture& pic : tags.pictures)
         if (!AddPicture(pic))
-            return error_.Fail(u"out of memory"), false;
+            return error_.Failed(u"out of memory");
     seekPoints_.Start(uint64_t{kSeekSpacingSeconds} * format_.samplesPerSec,
                       options_.seekTable ? kSeekCapacity : 0);
     reserved_ = seekPoints_.ReservedLength(options_.padding);
     if (reserved_ != 0) {
         FLAC__StreamMetadata* padding = FLAC__metadata_object_new(FLAC__METADATA_TYPE_PADDING);
         if (!padding)
-            return error_.Fail(u"out of memory"), false;
+            return error_.Failed(u"out of memory");
         padding->length = reserved_;
         metadata_.push_back(padding);
     }
     return FLAC__stream_encoder_set_metadata(encoder_, metadata_.data(),
                                              static_cast<uint32_t>(metadata_.size())) ||
-           (error_.Fail(u"libFLAC refused the metadata"), false);
+           error_.Failed(u"libFLAC refused the metadata");
 }
 
 bool FlacEncoder::AddPicture(const wav::Picture& pic) {

@@ -1,7 +1,7 @@
 #include "bundled/flac_encoder/FlacOptions.h"
 
 #include "contract/EncoderOptions.h"
-#include "converter/OptionStore.h"
+#include "text/OptionStore.h"
 
 #include <string>
 

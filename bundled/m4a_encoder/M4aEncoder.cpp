@@ -52,7 +52,7 @@ uint32_t M4aEncoder::Begin(const ConversionInfo* conversion) noexcept {
                  error_,
                  [&] {
                      if (!conversion || !conversion->outputPath || !conversion->sourceFormat)
-                         return error_.Fail(u"no output file or source format was given"), false;
+                         return error_.Failed(u"no output file or source format was given");
                      return Start(*conversion);
                  },
                  [&] { Reset(); }) != 0;
@@ -64,13 +64,12 @@ bool M4aEncoder::Start(const ConversionInfo& conversion) {
     format_ = *conversion.sourceFormat;
     wav::WaveError why{};
     if (!wav::NormaliseWaveFormat(format_, why))
-        return error_.Fail(u"the source format is not PCM: " + String(wav::WaveErrorString[why])),
-               false;
+        return error_.Failed(u"the source format is not PCM: " + String(wav::WaveErrorString[why]));
     isFloat_ = wav::KindOf(format_) == wav::SampleKind::Float;
     if (!isFloat_)
         codec::PcmLayoutOf(format_, layout_);
     if (String refusal = codec_.refusal(format_, isFloat_, layout_); !refusal.empty())
-        return error_.Fail(refusal), false;
+        return error_.Failed(refusal);
     return OpenCodec(conversion) && OpenMuxer(conversion);
 }
 
@@ -80,7 +79,7 @@ bool M4aEncoder::OpenCodec(const ConversionInfo& conversion) {
     frame_.reset(av_frame_alloc());
     packet_.reset(av_packet_alloc());
     if (!encoder_ || !frame_ || !packet_)
-        return error_.Fail(u"out of memory"), false;
+        return error_.Failed(u"out of memory");
     AVCodecContext& c = *encoder_;
     c.sample_rate = static_cast<int>(format_.samplesPerSec);
     c.time_base = AVRational{1, c.sample_rate};
@@ -94,26 +93,25 @@ bool M4aEncoder::OpenCodec(const ConversionInfo& conversion) {
     c.flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     String optionError;
     if (!codec_.applyOptions(conversion.commandLine ? conversion.commandLine : u"", c, optionError))
-        return error_.Fail(optionError), false;
+        return error_.Failed(optionError);
     const int status = avcodec_open2(&c, encoder, nullptr);
     if (status < 0)
-        return error_.Fail(String(u"the ") + codec_.name + u" encoder refused this source: " +
-                           ffmpeg::AvError(status)),
-               false;
+        return error_.Failed(String(u"the ") + codec_.name + u" encoder refused this source: " +
+                           ffmpeg::AvError(status));
     frameSize_ = c.frame_size > 0 ? c.frame_size : 4096;
     frame_->nb_samples = frameSize_;
     frame_->format = c.sample_fmt;
     frame_->sample_rate = c.sample_rate;
     if (av_channel_layout_copy(&frame_->ch_layout, &c.ch_layout) < 0 ||
         av_frame_get_buffer(frame_.get(), 0) < 0)
-        return error_.Fail(u"out of memory"), false;
+        return error_.Failed(u"out of memory");
     return true;
 }
 
 bool M4aEncoder::OpenMuxer(const ConversionInfo& conversion) {
     if (avformat_alloc_output_context2(&muxer_, nullptr, "ipod", nullptr) < 0 || !muxer_ ||
         !(audio_ = avformat_new_stream(muxer_, nullptr)))
-        return error_.Fail(u"out of memory"), false;
+        return error_.Failed(u"out of memory");
     audio_->time_base = encoder_->time_base;
     avcodec_parameters_from_context(audio_->codecpar, encoder_.get());
     IDTagSet set;
@@ -127,7 +125,7 @@ bool M4aEncoder::OpenMuxer(const ConversionInfo& conversion) {
     if (!AddPictures(tags.pictures))
         return false;
     if (!out_.Create(conversion.outputPath))
-        return error_.Fail(u"the output file cannot be created"), false;
+        return error_.Failed(u"the output file cannot be created");
     muxer_->pb = out_.Io();
     muxer_->flags |= AVFMT_FLAG_CUSTOM_IO;
     // The edit list counts in the movie's time scale: at the sample rate it gives the length
@@ -137,7 +135,7 @@ bool M4aEncoder::OpenMuxer(const ConversionInfo& conversion) {
     const int status = avformat_write_header(muxer_, &options);
     av_dict_free(&options);
     if (status < 0)
-        return error_.Fail(u"the M4A muxer cannot start: " + ffmpeg::AvError(status)), false;
+        return error_.Failed(u"the M4A muxer cannot start: " + ffmpeg::AvError(status));
     return WritePictures();
 }
 
@@ -152,7 +150,7 @@ bool M4aEncoder::AddPictures(const std::vector<wav::Picture>& pictures) {
     for (const wav::Picture& p : pictures_) {
         AVStream* s = avformat_new_stream(muxer_, nullptr);
         if (!s)
-            return error_.Fail(u"out of memory"), false;
+            return error_.Failed(u"out of memory");
         s->disposition = AV_DISPOSITION_ATTACHED_PIC;
         s->time_base = AVRational{1, 90000};
         s->codecpar->codec_type = AVMEDIA_TYPE_VIDEO;
@@ -169,7 +167,7 @@ bool M4aEncoder::WritePictures() {
     for (size_t i = 0; i < pictures_.size(); ++i) {
         const wav::Bytes& data = pictures_[i].data;
         if (av_new_packet(packet_.get(), static_cast<int>(data.size())) < 0)
-            return error_.Fail(u"out of memory"), false;
+            return error_.Failed(u"out of memory");
         std::memcpy(packet_->data, data.data(), data.size());
         packet_->stream_index = pictureStreams_[i];
         packet_->flags |= AV_PKT_FLAG_KEY;
@@ -205,7 +203,7 @@ bool M4aEncoder::Feed(const uint8_t* data, size_t frames) {
         if (filled_ == 0) {
             frame_->nb_samples = frameSize_;
             if (av_frame_make_writable(frame_.get()) < 0)
-                return error_.Fail(u"out of memory"), false;
+                return error_.Failed(u"out of memory");
         }
         const size_t n = std::min(frames, size_t(frameSize_ - filled_));
         samples_.resize(n * channels);
@@ -265,9 +263,8 @@ bool M4aEncoder::Send(const AVFrame* frame) {
     }
     int status = avcodec_send_frame(encoder_.get(), frame);
     if (status < 0)
-        return error_.Fail(String(u"the ") + codec_.name + u" encoder failed: " +
-                           ffmpeg::AvError(status)),
-               false;
+        return error_.Failed(String(u"the ") + codec_.name + u" encoder failed: " +
+                           ffmpeg::AvError(status));
     while ((status = avcodec_receive_packet(encoder_.get(), packet_.get())) == 0) {
         packet_->stream_index = audio_->index;
         av_packet_rescale_ts(packet_.get(), encoder_->time_base, audio_->time_base);
@@ -276,17 +273,15 @@ bool M4aEncoder::Send(const AVFrame* frame) {
             return WriteFailed(status);
     }
     if (status != AVERROR(EAGAIN) && status != AVERROR_EOF)
-        return error_.Fail(String(u"the ") + codec_.name + u" encoder failed: " +
-                           ffmpeg::AvError(status)),
-               false;
+        return error_.Failed(String(u"the ") + codec_.name + u" encoder failed: " +
+                           ffmpeg::AvError(status));
     return true;
 }
 
 bool M4aEncoder::WriteFailed(int status) {
-    return error_.Fail(out_.DiskFull()
+    return error_.Failed(out_.DiskFull()
                            ? String(u"disk full")
-                           : u"writing the output file failed: " + ffmpeg::AvError(status)),
-           false;
+                           : u"writing the output file failed: " + ffmpeg::AvError(status));
 }
 
 uint32_t M4aEncoder::End() noexcept {
@@ -318,10 +313,9 @@ bool M4aEncoder::Finish() {
     }
     std::vector<uint8_t>& moov = out_.Tail();
     if (!freeForm_.empty() && !codec::AddFreeFormAtoms(moov, freeForm_))
-        return error_.Fail(u"the M4A muxer left no tag list for the free-form tags"), false;
+        return error_.Failed(u"the M4A muxer left no tag list for the free-form tags");
     if (!out_.Close())
-        return error_.Fail(out_.DiskFull() ? u"disk full" : u"writing the output file failed"),
-               false;
+        return error_.Failed(out_.DiskFull() ? u"disk full" : u"writing the output file failed");
     return true;
 }
 

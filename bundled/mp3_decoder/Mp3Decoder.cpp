@@ -54,7 +54,7 @@ uint32_t Mp3Decoder::Open(DecodeOpenInfo* info) noexcept {
         error_,
         [&] {
             if (!info || !info->path)
-                return error_.Fail(u"no input file was given"), false;
+                return error_.Failed(u"no input file was given");
             return OpenStream(*info);
         },
         [&] { Close(); });
@@ -63,7 +63,7 @@ uint32_t Mp3Decoder::Open(DecodeOpenInfo* info) noexcept {
 bool Mp3Decoder::OpenStream(DecodeOpenInfo& info) {
     information_.Clear();
     if (std::u16string_view(info.path) == u"-" || !file_.Open(info.path))
-        return error_.Fail(u"the file cannot be opened"), false;
+        return error_.Failed(u"the file cannot be opened");
     wav::WaveTags tags;
     ReadTags(tags);
     if (!StartDecoder())
@@ -133,8 +133,7 @@ bool Mp3Decoder::StartDecoder() {
     int status = MPG123_OK;
     handle_ = mpg123_new(nullptr, &status);
     if (!handle_)
-        return error_.Fail(u"libmpg123 could not start: " + Widen(mpg123_plain_strerror(status))),
-               false;
+        return error_.Failed(u"libmpg123 could not start: " + Widen(mpg123_plain_strerror(status)));
     // One output encoding for every rate: 16-bit signed, what most encoders take.
     mpg123_param(handle_, MPG123_ADD_FLAGS, MPG123_GAPLESS | MPG123_QUIET, 0);
     mpg123_format_none(handle_);
@@ -145,11 +144,11 @@ bool Mp3Decoder::StartDecoder() {
         mpg123_format(handle_, rates[i], MPG123_MONO | MPG123_STEREO, MPG123_ENC_SIGNED_16);
     if (mpg123_replace_reader_handle(handle_, OnRead, OnSeek, nullptr) != MPG123_OK ||
         mpg123_open_handle(handle_, this) != MPG123_OK)
-        return error_.Fail(u"libmpg123 could not open the stream: " + DecoderError()), false;
+        return error_.Failed(u"libmpg123 could not open the stream: " + DecoderError());
     long rate = 0;
     int channels = 0, encoding = 0;
     if (mpg123_getformat(handle_, &rate, &channels, &encoding) != MPG123_OK)
-        return error_.Fail(u"no MPEG audio found: " + DecoderError()), false;
+        return error_.Failed(u"no MPEG audio found: " + DecoderError());
     format_ = wav::MakeWaveFormat(wav::SampleKind::Pcm, static_cast<uint16_t>(channels),
                                   static_cast<uint32_t>(rate), 16);
     // From here on only the first frame's format is allowed: libmpg123 mixes a stereo frame
@@ -167,7 +166,7 @@ bool Mp3Decoder::LostSync(uint64_t atByte) {
     const String where = u"damaged data after sample " + Samples(atByte) + u" (near byte " +
                          Decimal(audioStart_ + LastFrameAt()) + u" of the file)";
     if (expectedBytes_)
-        return error_.Fail(where + u": the decoder lost sync"), false;
+        return error_.Failed(where + u": the decoder lost sync");
     if (skipped_++ == 0)
         firstSkipped_ = where;
     mpg123_param(handle_, MPG123_REMOVE_FLAGS, MPG123_NO_RESYNC, 0);

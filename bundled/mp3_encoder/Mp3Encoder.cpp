@@ -69,7 +69,7 @@ uint32_t Mp3Encoder::Begin(const ConversionInfo* conversion) noexcept {
                  error_,
                  [&] {
                      if (!conversion || !conversion->outputPath || !conversion->sourceFormat)
-                         return error_.Fail(u"no output file or source format was given"), false;
+                         return error_.Failed(u"no output file or source format was given");
                      return Start(*conversion);
                  },
                  [&] { Reset(); }) != 0;
@@ -94,7 +94,7 @@ bool Mp3Encoder::Start(const ConversionInfo& conversion) {
                false;
     lame_ = lame_init();
     if (!lame_)
-        return error_.Fail(u"out of memory"), false;
+        return error_.Failed(u"out of memory");
     lame_set_num_channels(lame_, format_.channels);
     lame_set_in_samplerate(lame_, static_cast<int>(format_.samplesPerSec));
     lame_set_write_id3tag_automatic(lame_, 0);
@@ -103,12 +103,12 @@ bool Mp3Encoder::Start(const ConversionInfo& conversion) {
     lame_set_findReplayGain(lame_, 1);
     String error;
     if (!ApplyMp3Options(conversion.commandLine ? conversion.commandLine : u"", lame_, error))
-        return error_.Fail(error), false;
+        return error_.Failed(error);
     const int askedKbps = lame_get_VBR(lame_) == vbr_off ? lame_get_brate(lame_) : 0;
     if (lame_init_params(lame_) < 0)
-        return error_.Fail(u"LAME refused the settings for this source"), false;
+        return error_.Failed(u"LAME refused the settings for this source");
     if (askedKbps && lame_get_brate(lame_) != askedKbps)
-        return error_.Fail(BitRateRefusal(askedKbps)), false;
+        return error_.Failed(BitRateRefusal(askedKbps));
     if (lame_get_out_samplerate(lame_) != static_cast<int>(format_.samplesPerSec))
         information_.Add(u"the source's " + Decimal(format_.samplesPerSec) + u" Hz became " +
                          Decimal(lame_get_out_samplerate(lame_)) + u" Hz, " +
@@ -116,7 +116,7 @@ bool Mp3Encoder::Start(const ConversionInfo& conversion) {
                                                         : u"LAME's choice for this bit rate"));
     mp3_.resize(kMp3Buffer);
     if (!out_.Create(conversion.outputPath))
-        return error_.Fail(u"the output file cannot be created"), false;
+        return error_.Failed(u"the output file cannot be created");
     return WriteTag(conversion);
 }
 
@@ -126,7 +126,7 @@ bool Mp3Encoder::WriteTag(const ConversionInfo& conversion) {
         set.Deserialize(conversion.tagData, conversion.tagSize);
     const wav::Bytes tag = wav::BuildId3Tag(wav::FromTagSet(set), 3);
     if (!tag.empty() && !out_.Write(tag.data(), tag.size()))
-        return error_.Fail(u"writing the output file failed"), false;
+        return error_.Failed(u"writing the output file failed");
     audioAt_ = out_.Tell();
     return true;
 }
@@ -195,9 +195,9 @@ bool Mp3Encoder::EncodeFrames(const AudioBlockInfo& block, size_t frames) {
 
 bool Mp3Encoder::WriteOutput(int bytes) {
     if (bytes < 0)
-        return error_.Fail(u"LAME failed (" + Widen(std::to_string(bytes)) + u")"), false;
+        return error_.Failed(u"LAME failed (" + Widen(std::to_string(bytes)) + u")");
     if (bytes > 0 && !out_.Write(mp3_.data(), static_cast<size_t>(bytes)))
-        return error_.Fail(u"writing the output file failed"), false;
+        return error_.Failed(u"writing the output file failed");
     return true;
 }
 

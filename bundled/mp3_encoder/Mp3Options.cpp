@@ -1,7 +1,7 @@
 #include "bundled/mp3_encoder/Mp3Options.h"
 
 #include "contract/EncoderOptions.h"
-#include "converter/OptionStore.h"
+#include "text/OptionStore.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -51,7 +51,7 @@ uint32_t OggDecoder::Open(DecodeOpenInfo* info) noexcept {
         error_,
         [&] {
             if (!info || !info->path)
-                return error_.Fail(u"no input file was given"), false;
+                return error_.Failed(u"no input file was given");
             return OpenStream(*info);
         },
         [&] { Close(); });
@@ -60,15 +60,15 @@ uint32_t OggDecoder::Open(DecodeOpenInfo* info) noexcept {
 bool OggDecoder::OpenStream(DecodeOpenInfo& info) {
     const String codec = Codec() == codec::OggCodec::Opus ? u"Opus" : u"Vorbis";
     if (std::u16string_view(info.path) == u"-" || !input_.Open(info.path))
-        return error_.Fail(u"the file cannot be opened"), false;
+        return error_.Failed(u"the file cannot be opened");
     if (OggStreamKind(input_.File()) != codec)
-        return error_.Fail(NotOggOf(input_.File(), codec.c_str())), false;
+        return error_.Failed(NotOggOf(input_.File(), codec.c_str()));
     if (!OggEndsWhole(input_.File()))
-        return error_.Fail(u"the file is cut short or its last page is damaged"), false;
+        return error_.Failed(u"the file is cut short or its last page is damaged");
     String why;
     open_ = true;
     if (!Start(stream_, why))
-        return error_.Fail(why), false;
+        return error_.Failed(why);
     if (stream_.channels == 0 || stream_.channels > kMaxChannels)
         return error_.Fail(u"the stream has " + Decimal(stream_.channels) +
                            u" channels; 1 to 8 are supported"),
@@ -90,7 +90,7 @@ bool OggDecoder::MakeTagBlock() {
     wav::WaveTags tags;
     std::string why;
     if (!codec::ReadOggComments(stream_.comments, Codec(), tags, why))
-        return error_.Fail(Widen(why)), false;
+        return error_.Failed(Widen(why));
     if (tags.Empty())
         return true;
     IDTagSet set;
@@ -139,7 +139,7 @@ bool OggDecoder::Fill() {
         String why;
         const long n = Read(pcm_.data() + got * stream_.channels, capacity - got, why);
         if (n < 0)
-            return error_.Fail(why + u" after " + At()), false;
+            return error_.Failed(why + u" after " + At());
         // The end goes out on an empty block of its own: the host takes the progress from a
         // block's start.
         if (n == 0) {
@@ -151,9 +151,8 @@ bool OggDecoder::Fill() {
     }
     codec::VorbisToWaveOrder(pcm_.data(), got, stream_.channels);
     if (finished_ && !sought_ && delivered_ != stream_.samples)
-        return error_.Fail(u"the stream ends early: " + Decimal(delivered_) + u" of " +
-                           Decimal(stream_.samples) + u" samples decoded"),
-               false;
+        return error_.Failed(u"the stream ends early: " + Decimal(delivered_) + u" of " +
+                           Decimal(stream_.samples) + u" samples decoded");
     return true;
 }
 

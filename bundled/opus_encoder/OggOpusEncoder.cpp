@@ -58,7 +58,7 @@ uint32_t OggOpusEncoder::Begin(const ConversionInfo* conversion) noexcept {
                  error_,
                  [&] {
                      if (!conversion || !conversion->outputPath || !conversion->sourceFormat)
-                         return error_.Fail(u"no output file or source format was given"), false;
+                         return error_.Failed(u"no output file or source format was given");
                      return Start(*conversion);
                  },
                  [&] { Reset(); }) != 0;
@@ -69,15 +69,14 @@ bool OggOpusEncoder::Start(const ConversionInfo& conversion) {
     String why;
     options_ = OpusOptions{};
     if (!ParseOpusOptions(conversion.commandLine ? conversion.commandLine : u"", options_, why))
-        return error_.Fail(why), false;
+        return error_.Failed(why);
     format_ = *conversion.sourceFormat;
     wav::WaveError invalid{};
     if (!wav::NormaliseWaveFormat(format_, invalid) || !unpacker_.Start(format_))
-        return error_.Fail(u"the source format is not PCM: " +
-                           String(wav::WaveErrorString[invalid])),
-               false;
+        return error_.Failed(u"the source format is not PCM: " +
+                           String(wav::WaveErrorString[invalid]));
     if (format_.channels > 255)
-        return error_.Fail(u"Opus holds up to 255 channels"), false;
+        return error_.Failed(u"Opus holds up to 255 channels");
     if (!MakeComments(conversion))
         return false;
     const int family = format_.channels <= 2 ? 0 : format_.channels <= 8 ? 1 : 255;
@@ -87,7 +86,7 @@ bool OggOpusEncoder::Start(const ConversionInfo& conversion) {
                                             static_cast<opus_int32>(format_.samplesPerSec),
                                             format_.channels, family, &status);
     if (!encoder_)
-        return error_.Fail(u"libopusenc refused the source: " + Widen(ope_strerror(status))), false;
+        return error_.Failed(u"libopusenc refused the source: " + Widen(ope_strerror(status)));
     // A serial number of its own, so that files joined into a chain stay apart.
     std::random_device random;
     if (Failed(ope_encoder_ctl(encoder_, OPE_SET_SERIALNO(static_cast<int>(random() >> 1)))))
@@ -101,20 +100,20 @@ bool OggOpusEncoder::Start(const ConversionInfo& conversion) {
     if (!Configure(depth))
         return false;
     if (!out_.Create(conversion.outputPath))
-        return error_.Fail(u"the output file cannot be created"), false;
+        return error_.Failed(u"the output file cannot be created");
     return true;
 }
 
 bool OggOpusEncoder::MakeComments(const ConversionInfo& conversion) {
     comments_ = ope_comments_create();
     if (!comments_)
-        return error_.Fail(u"out of memory"), false;
+        return error_.Failed(u"out of memory");
     IDTagSet set;
     if (conversion.tagData && conversion.tagSize)
         set.Deserialize(conversion.tagData, conversion.tagSize);
     for (const std::string& c : codec::MakeOggComments(wav::FromTagSet(set), codec::OggCodec::Opus))
         if (ope_comments_add_string(comments_, c.c_str()) != OPE_OK)
-            return error_.Fail(u"out of memory"), false;
+            return error_.Failed(u"out of memory");
     return true;
 }
 
@@ -122,10 +121,9 @@ bool OggOpusEncoder::MakeComments(const ConversionInfo& conversion) {
 bool OggOpusEncoder::Configure(uint16_t lsbDepth) {
     const double maxKbps = 256.0 * format_.channels;
     if (options_.bitrateKbps != 0 && (options_.bitrateKbps < 6 || options_.bitrateKbps > maxKbps))
-        return error_.Fail(u"the bit rate " + Decimal(options_.bitrateKbps) +
+        return error_.Failed(u"the bit rate " + Decimal(options_.bitrateKbps) +
                            u" kbps is out of range: 6 to " + Decimal(maxKbps) + u" kbps for " +
-                           Decimal(format_.channels) + u" channels"),
-               false;
+                           Decimal(format_.channels) + u" channels");
     const int bitrate = options_.bitrateKbps != 0
                             ? static_cast<int>(std::lround(options_.bitrateKbps * 1000))
                             : DefaultBitrate();

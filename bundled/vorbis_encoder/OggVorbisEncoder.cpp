@@ -44,7 +44,7 @@ uint32_t OggVorbisEncoder::Begin(const ConversionInfo* conversion) noexcept {
                  error_,
                  [&] {
                      if (!conversion || !conversion->outputPath || !conversion->sourceFormat)
-                         return error_.Fail(u"no output file or source format was given"), false;
+                         return error_.Failed(u"no output file or source format was given");
                      return Start(*conversion);
                  },
                  [&] { Reset(); }) != 0;
@@ -55,15 +55,14 @@ bool OggVorbisEncoder::Start(const ConversionInfo& conversion) {
     String why;
     options_ = VorbisOptions{};
     if (!ParseVorbisOptions(conversion.commandLine ? conversion.commandLine : u"", options_, why))
-        return error_.Fail(why), false;
+        return error_.Failed(why);
     format_ = *conversion.sourceFormat;
     wav::WaveError invalid{};
     if (!wav::NormaliseWaveFormat(format_, invalid) || !unpacker_.Start(format_))
-        return error_.Fail(u"the source format is not PCM: " +
-                           String(wav::WaveErrorString[invalid])),
-               false;
+        return error_.Failed(u"the source format is not PCM: " +
+                           String(wav::WaveErrorString[invalid]));
     if (format_.channels > 255)
-        return error_.Fail(u"Vorbis holds up to 255 channels"), false;
+        return error_.Failed(u"Vorbis holds up to 255 channels");
     return Setup() && WriteHeaders(conversion);
 }
 
@@ -91,10 +90,9 @@ bool OggVorbisEncoder::Setup() {
     const String setting = options_.bitrateKbps != 0
                                ? u"the bit rate " + Decimal(options_.bitrateKbps) + u" kbps"
                                : u"quality " + Decimal(options_.quality);
-    return error_.Fail(u"libvorbis has no setting for " + setting + u" at " +
+    return error_.Failed(u"libvorbis has no setting for " + setting + u" at " +
                        Decimal(format_.samplesPerSec) + u" Hz with " + Decimal(format_.channels) +
-                       u" channels"),
-           false;
+                       u" channels");
 }
 
 bool OggVorbisEncoder::WriteHeaders(const ConversionInfo& conversion) {
@@ -105,13 +103,13 @@ bool OggVorbisEncoder::WriteHeaders(const ConversionInfo& conversion) {
          codec::MakeOggComments(wav::FromTagSet(set), codec::OggCodec::Vorbis))
         vorbis_comment_add(&comment_, c.c_str());
     if (vorbis_analysis_init(&dsp_, &info_) != 0 || vorbis_block_init(&dsp_, &block_) != 0)
-        return error_.Fail(u"libvorbis could not start"), false;
+        return error_.Failed(u"libvorbis could not start");
     stage_ = 2;
     std::random_device random;
     ogg_stream_init(&stream_, static_cast<int>(random()));
     stage_ = 3;
     if (!out_.Create(conversion.outputPath))
-        return error_.Fail(u"the output file cannot be created"), false;
+        return error_.Failed(u"the output file cannot be created");
     ogg_packet id, comments, books;
     vorbis_analysis_headerout(&dsp_, &comment_, &id, &comments, &books);
     ogg_stream_packetin(&stream_, &id);
@@ -176,7 +174,7 @@ bool OggVorbisEncoder::WritePage(const ogg_page& page) {
     if (out_.Write(page.header, static_cast<size_t>(page.header_len)) &&
         out_.Write(page.body, static_cast<size_t>(page.body_len)))
         return true;
-    return error_.Fail(out_.DiskFull() ? u"disk full" : u"writing the output file failed"), false;
+    return error_.Failed(out_.DiskFull() ? u"disk full" : u"writing the output file failed");
 }
 
 uint32_t OggVorbisEncoder::End() noexcept {

@@ -189,6 +189,12 @@ TEST(StandardInput, WindowsPipeCarriesPcmToTheEnd) {
     EXPECT_TRUE(Contains(r.out, "incomplete samples at end")) << r.out;
     EXPECT_EQ(ReadBytes(dir + u"out.raw"), Pattern(400000));
 
+    // 24-bit stereo written in 64 KiB pieces: no piece ends on a frame, and nothing is lost.
+    o.stdinData = Pattern(6 * 40000);
+    r = run(u"24.raw", u" -sourcefreq=48000 -sourcechannels=2 -sourcebits=24", o);
+    EXPECT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_EQ(ReadBytes(dir + u"24.raw"), o.stdinData);
+
     // A quoted "-" is a value, as a Windows parent writes it, not an argument quoted whole.
     o.stdinData = Pattern(4000);
     r = RunWavemill(u"-infile \"-\" -outfile \"" + dir +

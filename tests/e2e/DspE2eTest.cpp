@@ -218,6 +218,38 @@ TEST(Dsp, EveryFailureFailsTheRunClearlyAndLeavesNothingBehind) {
     EXPECT_EQ(ReadBytes(out).size(), 24000u);
 }
 
+TEST(Dsp, WithLiveEffectsTheEncoderBeginsOnItsFirstBlockOrAtTheEnd) {
+    String dir = NewWorkDir("dsp-begin");
+    String log = dir + u"run.log";
+    RunOptions o;
+    o.env = {{"WAVEMILL_TEST_DECODER_LOG", Narrow(log)}, {"WAVEMILL_TEST_CLOSE_LOG", Narrow(log)}};
+    const String live = Effect(1, "TestDsp=name=A live=1 log=" + Narrow(log));
+    const String encLog = u" -log=\"" + log + u"\"";
+    // A refused begin (a misspelt option, say) ends the run there: nothing is closed, ended or
+    // relayed afterwards.
+    String in = WriteScript(dir, "in.wmt", "format 8000 1 16\nblock 1600 2\n");
+    RunResult r = RunWavemill(Args(in, dir + u"refused.raw", live + encLog + u" -fail=Begin"), o);
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_TRUE(Contains(r.err, "could not begin")) << r.err;
+    std::string text = ReadText(log);
+    EXPECT_TRUE(Contains(text, "A Begin")) << text;
+    for (const char* skipped : {"Close", "A End", "A After", "EndConversion", "stage=EndEncoding",
+                                "stage=AfterConversion"})
+        EXPECT_FALSE(Contains(text, skipped)) << skipped << " in\n" << text;
+
+    // The only block is torn: it is dropped, and the encoder begins and ends in the source's
+    // format all the same.
+    DeleteFileW(W(log));
+    in = WriteScript(dir, "torn.wmt", "format 8000 2 16\nend 3\n");
+    r = RunWavemill(Args(in, dir + u"torn.raw", live + encLog), o);
+    EXPECT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_TRUE(Contains(r.out, "incomplete samples at end")) << r.out;
+    text = ReadText(log);
+    for (const char* done : {"SourceFormat 8000 2 16", "EndConversion runError=0", "A End"})
+        EXPECT_TRUE(Contains(text, done)) << done << " not in\n" << text;
+    EXPECT_TRUE(Exists(dir + u"torn.raw") && ReadBytes(dir + u"torn.raw").empty());
+}
+
 TEST(Dsp, AnEffectWhoseOwnInstanceFailsIsDroppedAndTheOthersGetTheBatch) {
     String dir = NewWorkDir("dsp-drop");
     String log = dir + u"dsp log.txt", out = dir + u"out.raw";

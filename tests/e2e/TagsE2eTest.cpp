@@ -84,6 +84,16 @@ TEST(EncoderTags, CommandLineAndSourceTagsAreMergedRewrittenAndCleaned) {
         EXPECT_EQ(got.GetValue(u"replaygain_track_gain"), u"-3.1 dB") << Narrow(asks);
         EXPECT_FALSE(got.Find(u"ITUNSMPB"));
     }
+
+    // An .IGNORE output turns off only the tag writer: the encoder, writing its own files,
+    // still gets the tags. -noidtag hands it none.
+    r = RunWavemill(u"-infile=\"" + in + u"\" -outfile=\"" + dir +
+                    u"out.IGNORE\" -convert_to=TestEnc -tagdump=\"" + dump + u"\"");
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_EQ(ReadBlock(dump).GetValue(u"artist"), u"Source Artist");
+    r = RunWavemill(args + u" -noidtag");
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_TRUE(ReadBytes(dump).empty());
     DeleteFileW(W(StageDir() + u"Versions\\Compression\\TestEnc.txt"));
 }
 

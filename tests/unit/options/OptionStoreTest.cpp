@@ -1,5 +1,5 @@
-#include "converter/OptionStore.h"
 #include "converter/CommandFileText.h"
+#include "converter/CommandLineText.h"
 
 #include <gtest/gtest.h>
 

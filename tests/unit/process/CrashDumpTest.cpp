@@ -1,5 +1,5 @@
-#include "process/CrashDumpName.h"
-#include "process/MiniDumpMemory.h"
+#include "crash/CrashDumpName.h"
+#include "crash/MiniDumpMemory.h"
 
 #include <gtest/gtest.h>
 

@@ -1,18 +1,22 @@
 // The non-live pass: the whole source is decoded into a raw PCM file, each effect in the
 // user's order is applied to that file (live ones block by block through a second file, so
-// the order of effects is kept), and the run then reads the file instead of the decoder.
+// the order of effects is kept), and the run then reads the file instead of the decoder. Both
+// block loops are the run's block pump, with a stage that writes the file at the end.
 #pragma once
 
-#include "files/FileAccess.h"
+#include "converter/RunStatus.h"
 #include "plugins/BlockFlow.h"
 #include "plugins/DspChain.h"
 #include "process/EventHandle.h"
+
+#include <span>
 
 namespace wm {
 
 struct RenderJob {
     BlockSource& source;
     FlowHost& host;
+    RunStatus& status;
     const EventHandle& quit;
     ConversionInfo& conversion;
     DecodeOpenInfo& openInfo; // format and lengths follow the rendered file
@@ -32,8 +36,7 @@ class DspRender {
     bool DecodeToFile();
     bool ApplyEffect(DspEntry& entry);
     bool ApplyLive(DspEntry& entry);
-    bool FeedThrough(DspEntry& entry, FileAccess& in, FileAccess& out, const String& outName,
-                     WmWaveFormat& last);
+    bool Pump(BlockSource& from, std::span<BlockStage* const> stages);
     bool ReplaceRendered(const String& second);
     void UpdateOpenRecord(const WmWaveFormat& format);
     void Action(StringView text);

@@ -1,4 +1,4 @@
-#include "process/MiniDumpMemory.h"
+#include "crash/MiniDumpMemory.h"
 
 namespace wm {
 

@@ -1,4 +1,4 @@
-#include "process/CrashDumpName.h"
+#include "crash/CrashDumpName.h"
 
 #include "files/PathText.h"
 

@@ -1,5 +1,6 @@
 // The option store: names and values in the order met, filled by the tokeniser from the process
-// command line or a command file. Names compare case-blind; the first match wins.
+// command line, a command file or an encoder's own command line. Names compare case-blind; the
+// first match wins.
 #pragma once
 
 #include "text/String.h"
@@ -28,14 +29,7 @@ class OptionStore {
     StringList values_;
 };
 
-// Splits a Windows process command line: skips the program path, rewrites every argument that
-// standard argument quoting wrapped whole ("-name=a b") into the tokeniser's form -name="a b",
-// and an unquoted -name=- into -name="-" (standard input as shells pass it), and returns the
-// text for the tokeniser.
-String OptionTextOfCommandLine(StringView commandLine);
-
-// The encoder's command line: every option the converter does not consume, as " -name" or
-// " -name=\"value\"". dspCount is the number of DSP records made from dspeffect options.
-String StripWavemillCmds(const OptionStore& store, size_t dspCount);
+// The tokeniser ends a name at a double quote, "=" or a space.
+bool EndsOptionName(char16_t c);
 
 } // namespace wm

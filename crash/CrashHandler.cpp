@@ -1,11 +1,11 @@
-#include "process/CrashHandler.h"
+#include "crash/CrashHandler.h"
 
+#include "crash/CrashDumpName.h"
+#include "crash/MiniDumpWriter.h"
 #include "files/FileAccess.h"
 #include "files/FileOps.h"
 #include "files/Folders.h"
 #include "files/PathText.h"
-#include "process/CrashDumpName.h"
-#include "process/MiniDumpWriter.h"
 #include "process/WinString.h"
 
 #include <shellapi.h>

@@ -1,6 +1,6 @@
-#include "process/MiniDumpWriter.h"
+#include "crash/MiniDumpWriter.h"
 
-#include "process/MiniDumpMemory.h"
+#include "crash/MiniDumpMemory.h"
 
 #include <dbghelp.h>
 

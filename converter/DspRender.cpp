@@ -1,7 +1,8 @@
-#include "plugins/DspRender.h"
+#include "converter/DspRender.h"
 
 #include "contract/FormatRules.h"
-
+#include "converter/AudioSources.h"
+#include "converter/BlockPump.h"
 #include "files/FileOps.h"
 #include "files/Folders.h"
 #include "process/Log.h"
@@ -11,13 +12,43 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <vector>
+#include <functional>
 
 namespace wm {
 
 namespace {
-constexpr const char* kContext = "TwWavemill::HandleNonLiveDSPs";
-constexpr uint64_t kChunkMs = 500;
+constexpr const char* kContext = "DspRender::Run";
+
+// The last stage of a render: appends each block to a file and keeps the format it came in.
+class FileSinkStage : public BlockStage {
+  public:
+    FileSinkStage(FileAccess& file, const WmWaveFormat& format, std::function<String()> failure)
+        : file_(file), last_(format), failure_(std::move(failure)) {}
+    bool Pass(AudioBlockInfo& block) override {
+        if (block.length && !file_.Write(block.data, block.length)) {
+            LogError(failure_(), kContext);
+            return false;
+        }
+        last_ = block.format;
+        return true;
+    }
+    const WmWaveFormat& LastFormat() const { return last_; }
+
+  private:
+    FileAccess& file_;
+    WmWaveFormat last_;
+    std::function<String()> failure_;
+};
+
+// One live effect applied to the rendered file.
+class EffectStage : public BlockStage {
+  public:
+    explicit EffectStage(DspEntry& entry) : entry_(entry) {}
+    bool Pass(AudioBlockInfo& block) override { return DspChain::PassOne(entry_, block); }
+
+  private:
+    DspEntry& entry_;
+};
 } // namespace
 
 String DspTempName(const String& tempFolder) {
@@ -59,36 +90,28 @@ bool DspRender::RenderAll() {
 
 bool DspRender::DecodeToFile() {
     FileAccess file;
+    auto failure = [this] {
+        return u"Error writing to temporary file " + path_ + u": " + Win32ErrorText();
+    };
     if (!file.Create(path_)) {
-        LogError(u"Error writing to temporary file " + path_ + u": " + Win32ErrorText(), kContext);
+        LogError(failure(), kContext);
         return false;
     }
-    uint64_t written = 0;
-    uint32_t empties = 0;
-    while (!job_.host.QuitRequested()) {
-        AudioBlockInfo block{};
-        if (!job_.source.NextBlock(block))
-            return false;
-        if (block.data && block.length) {
-            if (!file.Write(block.data, block.length)) {
-                LogError(u"Error writing to temporary file " + path_ + u": " + Win32ErrorText(),
-                         kContext);
-                return false;
-            }
-            written += block.length;
-            job_.host.StoreBytesEncoded(written);
-            empties = 0;
-        } else {
-            ++empties;
-        }
-        if (block.endOfStream)
-            break;
-        if (empties)
-            job_.host.Idle(IdleMs(empties));
-    }
+    FileSinkStage sink(file, job_.openInfo.format, failure);
+    BlockStage* stages[] = {&sink};
+    if (!Pump(job_.source, stages))
+        return false;
     file.Close();
     UpdateOpenRecord(job_.openInfo.format);
     return true;
+}
+
+// The parent hears the render's progress; the console's marks belong to the encoding.
+bool DspRender::Pump(BlockSource& from, std::span<BlockStage* const> stages) {
+    BlockPump pump(from, stages, job_.host, job_.status,
+                   {job_.openInfo.msLength, job_.parentMode, true});
+    pump.Run();
+    return !job_.status.Failed();
 }
 
 bool DspRender::ApplyEffect(DspEntry& entry) {
@@ -106,66 +129,31 @@ bool DspRender::ApplyLive(DspEntry& entry) {
     if (!entry.binding->BeginConversion(&job_.conversion, entry.settings.c_str()))
         return DspChain::FailedCall(entry, u"DSP_BeginConversion");
     const String second = DspTempName(job_.tempFolder);
-    FileAccess in, out;
+    FileAccess out;
     if (second.empty() || !out.Create(second)) {
         LogError(u"Error: Writing Temporary Rendered DSP file " + second, kContext);
         return false;
     }
-    if (!in.OpenRead(path_)) {
+    RenderedFileSource in(RenderedFileSource::Reader::Effect, job_.openInfo.msLength);
+    EffectStage effect(entry);
+    FileSinkStage sink(out, job_.openInfo.format, [&second] {
+        return u"Error: Writing Temporary Rendered DSP file " + second;
+    });
+    BlockStage* stages[] = {&effect, &sink};
+    bool fed = in.Open(path_, job_.openInfo.format);
+    if (!fed)
         LogError(u"Error: Reading Temporary Rendered DSP file.", kContext);
-        out.Close(); // an open file cannot be deleted
-        DeleteFilePath(second);
-        return false;
-    }
-    WmWaveFormat last = job_.openInfo.format;
-    const bool fed = FeedThrough(entry, in, out, second, last);
-    in.Close();
-    out.Close();
+    else
+        fed = Pump(in, stages);
+    in.Release();
+    out.Close(); // an open file cannot be deleted or moved
     if (!fed) {
         DeleteFilePath(second);
         return false;
     }
     if (!ReplaceRendered(second))
         return false;
-    UpdateOpenRecord(last); // an effect may have changed the rate or the sample format
-    return true;
-}
-
-bool DspRender::FeedThrough(DspEntry& entry, FileAccess& in, FileAccess& out, const String& outName,
-                            WmWaveFormat& last) {
-    const WmWaveFormat format = job_.openInfo.format;
-    const uint64_t perSecond = FrameBytesPerSecond(format);
-    const uint64_t align = FrameBytes(format);
-    const uint64_t capacity =
-        std::max<uint64_t>(perSecond * kChunkMs / 1000 / align * align, align);
-    std::vector<uint8_t> buffer(static_cast<size_t>(capacity));
-    bool failed = false;
-    uint64_t left = in.Size(&failed), before = 0;
-    do {
-        const auto n = static_cast<uint32_t>(std::min<uint64_t>(left, capacity));
-        if (n && in.Read(buffer.data(), n, FileAccess::kNoSeek, &failed) != n) {
-            LogError(u"Error: Reading Temporary Rendered DSP file.", kContext);
-            return false;
-        }
-        left -= n;
-        AudioBlockInfo block{};
-        block.data = buffer.data();
-        block.length = n;
-        block.format = format;
-        block.msDuration = job_.openInfo.msLength;
-        block.msPosition = before * 1000 / perSecond;
-        block.endOfStream = left == 0;
-        before += n;
-        if (!entry.binding->PassAudioBlock(&block))
-            return DspChain::FailedCall(entry, u"DSP_PassAudioBlock");
-        if (!DspChain::WholeFrames(entry, block))
-            return false;
-        if (block.length && !out.Write(block.data, block.length)) {
-            LogError(u"Error: Writing Temporary Rendered DSP file " + outName, kContext);
-            return false;
-        }
-        last = block.format;
-    } while (left > 0);
+    UpdateOpenRecord(sink.LastFormat()); // an effect may have changed the rate or the format
     return true;
 }
 
