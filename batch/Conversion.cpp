@@ -1,9 +1,9 @@
 #include "batch/Conversion.h"
 
+#include "crash/CrashDumpName.h"
 #include "files/FileAccess.h"
 #include "files/FileOps.h"
 #include "files/PathText.h"
-#include "process/CrashDumpName.h"
 #include "text/NumberText.h"
 
 namespace wm {

@@ -5,11 +5,11 @@
 #include "batch/BatchPlan.h"
 #include "batch/BatchRun.h"
 #include "batch/ProgressView.h"
+#include "crash/CrashHandler.h"
 #include "files/FileAccess.h"
 #include "files/FileOps.h"
 #include "files/Folders.h"
 #include "plugins/clTwCodecHandler.h"
-#include "process/CrashHandler.h"
 #include "process/WinString.h"
 #include "text/NumberText.h"
 

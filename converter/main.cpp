@@ -11,7 +11,7 @@
 #include <shlobj.h>
 
 int wmain() {
-    const wm::CrashReportSettings crashReports{u"Tonewerk Wavemill", CSIDL_APPDATA, u"Vrx"};
+    const wm::CrashReportSettings crashReports = wm::WavemillCrashReports();
     // Read before the run exists: the second copy must not touch the registry, the console or
     // any plug-in of the process that crashed.
     wm::OptionStore options;

@@ -120,7 +120,7 @@ bool FfmpegDecoder::OpenCodec() {
     const AVCodec* decoder = avcodec_find_decoder(par.codec_id);
     if (!decoder)
         return error_.Failed(u"the audio is " + Widen(avcodec_get_name(par.codec_id)) +
-                           u", which this build of FFmpeg does not decode");
+                             u", which this build of FFmpeg does not decode");
     codec_.reset(avcodec_alloc_context3(decoder));
     packet_.reset(av_packet_alloc());
     frame_.reset(av_frame_alloc());
@@ -133,7 +133,7 @@ bool FfmpegDecoder::OpenCodec() {
     }
     if (status < 0)
         return error_.Failed(u"the " + Widen(decoder->name) + u" decoder cannot start: " +
-                           ffmpeg::AvError(status));
+                             ffmpeg::AvError(status));
     // Every other stream (video, cover pictures) is left unread.
     for (unsigned i = 0; i < format_->nb_streams; ++i)
         format_->streams[i]->discard = int(i) == stream_ ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
@@ -154,8 +154,8 @@ bool FfmpegDecoder::ChooseOutput() {
                         static_cast<uint16_t>(f.ch_layout.nb_channels),
                         static_cast<uint32_t>(f.sample_rate)))
         return error_.Failed(u"the decoder's sample format " +
-                           Widen(av_get_sample_fmt_name(AVSampleFormat(f.format))) +
-                           u" has no wave form");
+                             Widen(av_get_sample_fmt_name(AVSampleFormat(f.format))) +
+                             u" has no wave form");
     return follower_.Start(f) ? true : (error_.Fail(u"out of memory"), false);
 }
 
@@ -247,8 +247,8 @@ bool FfmpegDecoder::TakeFrame(const AVFrame& frame) {
         int status = 0;
         if (!(f = follower_.Convert(&frame, status)) && status < 0)
             return error_.Failed(u"the stream changes its format midway and cannot be converted "
-                               u"back: " +
-                               ffmpeg::AvError(status));
+                                 u"back: " +
+                                 ffmpeg::AvError(status));
     }
     if (!f)
         return true;

@@ -97,7 +97,7 @@ bool M4aEncoder::OpenCodec(const ConversionInfo& conversion) {
     const int status = avcodec_open2(&c, encoder, nullptr);
     if (status < 0)
         return error_.Failed(String(u"the ") + codec_.name + u" encoder refused this source: " +
-                           ffmpeg::AvError(status));
+                             ffmpeg::AvError(status));
     frameSize_ = c.frame_size > 0 ? c.frame_size : 4096;
     frame_->nb_samples = frameSize_;
     frame_->format = c.sample_fmt;
@@ -264,7 +264,7 @@ bool M4aEncoder::Send(const AVFrame* frame) {
     int status = avcodec_send_frame(encoder_.get(), frame);
     if (status < 0)
         return error_.Failed(String(u"the ") + codec_.name + u" encoder failed: " +
-                           ffmpeg::AvError(status));
+                             ffmpeg::AvError(status));
     while ((status = avcodec_receive_packet(encoder_.get(), packet_.get())) == 0) {
         packet_->stream_index = audio_->index;
         av_packet_rescale_ts(packet_.get(), encoder_->time_base, audio_->time_base);
@@ -274,14 +274,14 @@ bool M4aEncoder::Send(const AVFrame* frame) {
     }
     if (status != AVERROR(EAGAIN) && status != AVERROR_EOF)
         return error_.Failed(String(u"the ") + codec_.name + u" encoder failed: " +
-                           ffmpeg::AvError(status));
+                             ffmpeg::AvError(status));
     return true;
 }
 
 bool M4aEncoder::WriteFailed(int status) {
     return error_.Failed(out_.DiskFull()
-                           ? String(u"disk full")
-                           : u"writing the output file failed: " + ffmpeg::AvError(status));
+                             ? String(u"disk full")
+                             : u"writing the output file failed: " + ffmpeg::AvError(status));
 }
 
 uint32_t M4aEncoder::End() noexcept {

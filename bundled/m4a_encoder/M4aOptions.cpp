@@ -1,7 +1,7 @@
 #include "bundled/m4a_encoder/M4aOptions.h"
 
 #include "contract/EncoderOptions.h"
-#include "converter/OptionStore.h"
+#include "text/OptionStore.h"
 
 #include <cstdlib>
 #include <string>

@@ -152,7 +152,7 @@ bool OggDecoder::Fill() {
     codec::VorbisToWaveOrder(pcm_.data(), got, stream_.channels);
     if (finished_ && !sought_ && delivered_ != stream_.samples)
         return error_.Failed(u"the stream ends early: " + Decimal(delivered_) + u" of " +
-                           Decimal(stream_.samples) + u" samples decoded");
+                             Decimal(stream_.samples) + u" samples decoded");
     return true;
 }
 

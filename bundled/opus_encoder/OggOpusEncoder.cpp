@@ -74,7 +74,7 @@ bool OggOpusEncoder::Start(const ConversionInfo& conversion) {
     wav::WaveError invalid{};
     if (!wav::NormaliseWaveFormat(format_, invalid) || !unpacker_.Start(format_))
         return error_.Failed(u"the source format is not PCM: " +
-                           String(wav::WaveErrorString[invalid]));
+                             String(wav::WaveErrorString[invalid]));
     if (format_.channels > 255)
         return error_.Failed(u"Opus holds up to 255 channels");
     if (!MakeComments(conversion))
@@ -122,8 +122,8 @@ bool OggOpusEncoder::Configure(uint16_t lsbDepth) {
     const double maxKbps = 256.0 * format_.channels;
     if (options_.bitrateKbps != 0 && (options_.bitrateKbps < 6 || options_.bitrateKbps > maxKbps))
         return error_.Failed(u"the bit rate " + Decimal(options_.bitrateKbps) +
-                           u" kbps is out of range: 6 to " + Decimal(maxKbps) + u" kbps for " +
-                           Decimal(format_.channels) + u" channels");
+                             u" kbps is out of range: 6 to " + Decimal(maxKbps) + u" kbps for " +
+                             Decimal(format_.channels) + u" channels");
     const int bitrate = options_.bitrateKbps != 0
                             ? static_cast<int>(std::lround(options_.bitrateKbps * 1000))
                             : DefaultBitrate();

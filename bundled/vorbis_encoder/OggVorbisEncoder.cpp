@@ -60,7 +60,7 @@ bool OggVorbisEncoder::Start(const ConversionInfo& conversion) {
     wav::WaveError invalid{};
     if (!wav::NormaliseWaveFormat(format_, invalid) || !unpacker_.Start(format_))
         return error_.Failed(u"the source format is not PCM: " +
-                           String(wav::WaveErrorString[invalid]));
+                             String(wav::WaveErrorString[invalid]));
     if (format_.channels > 255)
         return error_.Failed(u"Vorbis holds up to 255 channels");
     return Setup() && WriteHeaders(conversion);
@@ -91,8 +91,8 @@ bool OggVorbisEncoder::Setup() {
                                ? u"the bit rate " + Decimal(options_.bitrateKbps) + u" kbps"
                                : u"quality " + Decimal(options_.quality);
     return error_.Failed(u"libvorbis has no setting for " + setting + u" at " +
-                       Decimal(format_.samplesPerSec) + u" Hz with " + Decimal(format_.channels) +
-                       u" channels");
+                         Decimal(format_.samplesPerSec) + u" Hz with " + Decimal(format_.channels) +
+                         u" channels");
 }
 
 bool OggVorbisEncoder::WriteHeaders(const ConversionInfo& conversion) {

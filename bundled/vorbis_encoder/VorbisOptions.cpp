@@ -2,7 +2,7 @@
 
 #include "bundled/codec/OptionNumber.h"
 #include "contract/EncoderOptions.h"
-#include "converter/OptionStore.h"
+#include "text/OptionStore.h"
 
 namespace wm::bundled {
 
