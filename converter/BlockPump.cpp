@@ -8,7 +8,6 @@ namespace wm {
 
 namespace {
 constexpr uint32_t kMaxEmpties = 4;
-constexpr uint32_t kProgressColumns = 60;
 } // namespace
 
 BlockPump::BlockPump(BlockSource& source, std::span<BlockStage* const> stages, FlowHost& host,
@@ -80,13 +79,8 @@ void BlockPump::ReportProgress(uint64_t msPosition) {
         }
         return;
     }
-    if (settings_.silent)
-        return;
-    const uint32_t marks = percent * kProgressColumns / 100;
-    if (marks > marks_) {
-        host_.ProgressMarks(marks - marks_);
-        marks_ = marks;
-    }
+    if (settings_.bar)
+        settings_.bar->Percent(percent);
 }
 
 bool BlockPump::PassThroughStages(AudioBlockInfo& block) {

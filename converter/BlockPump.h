@@ -4,6 +4,7 @@
 // Portable: the platform supplies events, sleeping and output through FlowHost.
 #pragma once
 
+#include "converter/ProgressBar.h"
 #include "converter/RunStatus.h"
 #include "plugins/BlockFlow.h"
 #include "sdk/wavemill_plugin.h"
@@ -17,7 +18,7 @@ namespace wm {
 struct PumpSettings {
     uint64_t msLength = 0; // source length; 0 when unknown
     bool parentMode = false;
-    bool silent = false;
+    ProgressBar* bar = nullptr; // console marks; none when silent or in parent mode
 };
 
 class BlockPump {
@@ -40,7 +41,7 @@ class BlockPump {
     FlowHost& host_;
     RunStatus& status_;
     PumpSettings settings_;
-    uint32_t marks_ = 0, reported_ = 0, empties_ = 0;
+    uint32_t reported_ = 0, empties_ = 0;
     uint64_t bytesEncoded_ = 0;
     String lastInput_, lastOutput_;
 };

@@ -7,6 +7,7 @@
 #include "files/Folders.h"
 #include "process/Log.h"
 #include "process/WinString.h"
+#include "text/NumberText.h"
 
 #include <objbase.h>
 
@@ -65,12 +66,22 @@ void DspRender::Action(StringView text) {
         job_.host.ParentLine(u"Action: " + String(text));
 }
 
+// The bar's passes: decoding into the file, each effect over it, and the encoding after.
+void DspRender::BeginPass(size_t index) {
+    if (job_.bar)
+        job_.bar->BeginPass(static_cast<uint32_t>(index),
+                            static_cast<uint32_t>(chain_.Entries().size() + 2));
+}
+
 bool DspRender::Run() {
     if (!chain_.HasNonLive())
         return true;
     path_ = DspTempName(job_.tempFolder);
     Action(u"Rendering For DSPs...");
+    BeginPass(0);
     const bool ok = RenderAll();
+    if (ok)
+        BeginPass(chain_.Entries().size() + 1);
     Action(u"");
     return ok;
 }
@@ -78,10 +89,12 @@ bool DspRender::Run() {
 bool DspRender::RenderAll() {
     if (path_.empty() || !DecodeToFile())
         return false;
+    size_t pass = 0;
     for (DspEntry& entry : chain_.Entries()) {
         if (job_.host.QuitRequested())
             break;
         Action(u"Running DSP Effect " + entry.name);
+        BeginPass(++pass);
         if (!ApplyEffect(entry))
             return false;
     }
@@ -106,10 +119,9 @@ bool DspRender::DecodeToFile() {
     return true;
 }
 
-// The parent hears the render's progress; the console's marks belong to the encoding.
+// The console's bar moves; the parent hears only the actions, its percent is the encoding's.
 bool DspRender::Pump(BlockSource& from, std::span<BlockStage* const> stages) {
-    BlockPump pump(from, stages, job_.host, job_.status,
-                   {job_.openInfo.msLength, job_.parentMode, true});
+    BlockPump pump(from, stages, job_.host, job_.status, {job_.openInfo.msLength, false, job_.bar});
     pump.Run();
     return !job_.status.Failed();
 }
@@ -173,6 +185,8 @@ void DspRender::UpdateOpenRecord(const WmWaveFormat& format) {
     const uint64_t bytes = FileSizeOfPath(path_, nullptr);
     job_.openInfo.byteLength = bytes;
     job_.openInfo.msLength = bytes * 1000 / FrameBytesPerSecond(format);
+    LogLine(u"The rendered file holds " + IntToText(static_cast<int64_t>(bytes)) + u" bytes, " +
+            IntToText(static_cast<int64_t>(job_.openInfo.msLength)) + u" ms.");
 }
 
 } // namespace wm

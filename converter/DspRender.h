@@ -4,6 +4,7 @@
 // block loops are the run's block pump, with a stage that writes the file at the end.
 #pragma once
 
+#include "converter/ProgressBar.h"
 #include "converter/RunStatus.h"
 #include "plugins/BlockFlow.h"
 #include "plugins/DspChain.h"
@@ -22,6 +23,7 @@ struct RenderJob {
     DecodeOpenInfo& openInfo; // format and lengths follow the rendered file
     String tempFolder;        // empty: the system's temporary folder
     bool parentMode = false;
+    ProgressBar* bar = nullptr; // the console's; none when silent or in parent mode
 };
 
 class DspRender {
@@ -40,6 +42,7 @@ class DspRender {
     bool ReplaceRendered(const String& second);
     void UpdateOpenRecord(const WmWaveFormat& format);
     void Action(StringView text);
+    void BeginPass(size_t index);
 
     DspChain& chain_;
     RenderJob& job_;

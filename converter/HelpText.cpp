@@ -1,8 +1,11 @@
 #include "converter/HelpText.h"
 
 #include "files/PathText.h"
+#include "plugins/PluginFolder.h"
 #include "plugins/clTwCodecHandler.h"
 #include "process/Log.h"
+
+#include <algorithm>
 
 namespace wm {
 
@@ -20,16 +23,38 @@ void SplitLines(StringView text, StringList& into, StringView indent) {
     }
 }
 
+// A loaded plug-in's "Help" answer, or empty when it has none.
+template <class Binding> String HelpAnswer(bool loaded, Binding& plugin) {
+    String help;
+    PluginValue value{};
+    if (loaded && plugin.Get(WM_VALUE_HELP, &value) && value.pointer1)
+        help = static_cast<const char16_t*>(value.pointer1);
+    plugin.Unload();
+    return help;
+}
+
 String EncoderHelp(const String& codec, const String& programFolder) {
     clTwEncoder encoder;
-    String help;
-    if (clTwCodecHandler().LoadEncoder(codec, encoder, LogHostContext(), programFolder)) {
-        PluginValue value{};
-        if (encoder.Get(WM_VALUE_HELP, &value) && value.pointer1)
-            help = static_cast<const char16_t*>(value.pointer1);
+    return HelpAnswer(
+        clTwCodecHandler().LoadEncoder(codec, encoder, LogHostContext(), programFolder), encoder);
+}
+
+String EffectHelp(const String& effect, const String& programFolder) {
+    clTwDSP dsp;
+    return HelpAnswer(clTwCodecHandler().LoadDSP(effect, dsp, LogHostContext(), programFolder),
+                      dsp);
+}
+
+// "Normalize", "Volume", ... from the effects folder, sorted as a listing is read.
+StringList InstalledEffects(const String& programFolder) {
+    StringList effects;
+    for (const String& library : PluginLibraries(PluginFolder(programFolder, u"DSPs"))) {
+        const String file = FileNamePart(library);
+        effects.push_back(file.substr(0, file.size() - ExtensionOf(file).size()));
     }
-    encoder.Unload();
-    return help;
+    std::sort(effects.begin(), effects.end(),
+              [](const String& a, const String& b) { return CompareNoCase(a, b) < 0; });
+    return effects;
 }
 
 } // namespace
@@ -67,6 +92,12 @@ StringList InstalledHelpLines(const String& programFolder) {
     for (const String& codec : InstalledCodecs(programFolder)) {
         lines.push_back(u"  " + codec);
         SplitLines(EncoderHelp(codec, programFolder), lines, u"      ");
+    }
+    lines.push_back(u"");
+    lines.push_back(u"Effects (-dspeffect1=\"Name=settings\"):");
+    for (const String& effect : InstalledEffects(programFolder)) {
+        lines.push_back(u"  " + effect);
+        SplitLines(EffectHelp(effect, programFolder), lines, u"      ");
     }
     StringList extensions, descriptions;
     clTwCodecHandler().ListDecoders(false, &extensions, &descriptions, nullptr, programFolder);

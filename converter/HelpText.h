@@ -1,5 +1,6 @@
 // What -help shows after the usage line: the options, the installed encoders with their own
-// options, and the input types the installed decoders read.
+// options, the installed effects with their settings, and the input types the installed
+// decoders read.
 #pragma once
 
 #include "text/String.h"
@@ -10,7 +11,7 @@ namespace wm {
 StringList OptionHelpLines();
 // "Wave", "FLAC", ... from the encoder folder.
 StringList InstalledCodecs(const String& programFolder);
-// The encoders with their "Help" answers, then the input types; ready to print.
+// The encoders and the effects with their "Help" answers, then the input types; ready to print.
 StringList InstalledHelpLines(const String& programFolder);
 
 } // namespace wm

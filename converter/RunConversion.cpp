@@ -246,8 +246,10 @@ void TwWavemill::PrepareOutput() {
 }
 
 bool TwWavemill::BeginEncoding() {
-    RenderJob job{*source_,     *this,     status_,         parent_.QuitEvent(),
-                  Conversion(), openInfo_, opt_.tempFolder, parentMode_};
+    // The summary's time and speed count the render: it is part of the conversion's cost.
+    startTick_ = GetTickCount();
+    RenderJob job{*source_,  *this,           status_,     parent_.QuitEvent(), Conversion(),
+                  openInfo_, opt_.tempFolder, parentMode_, ConsoleBar()};
     DspRender render(*dsps_, job);
     if (!render.Run())
         status_.Fail("rendering the DSP effects failed");
@@ -266,7 +268,6 @@ bool TwWavemill::BeginEncoding() {
         !Succeeded(BeginEncoder(openInfo_.format), "the encoder did not begin"))
         return false;
     dsps_->EchoSettings(opt_.codec, encoderCommandLine_);
-    startTick_ = GetTickCount();
     LogLine(u"============= CONVERSION BEGIN =============");
     return true;
 }
@@ -313,7 +314,7 @@ bool TwWavemill::RunBlockLoop() {
     if (!dsps_->HasLivePass())
         stages = encoderOnly;
     BlockSource& blocks = rendered_.IsOpen() ? static_cast<BlockSource&>(rendered_) : *source_;
-    BlockPump pump(blocks, stages, *this, status_, {openInfo_.msLength, parentMode_, opt_.silent});
+    BlockPump pump(blocks, stages, *this, status_, {openInfo_.msLength, parentMode_, ConsoleBar()});
     pump.Run();
     // No block reached the encoder (stopped, failed or torn before the first): it begins in the
     // open record's format, so that the finish ends it like any other.

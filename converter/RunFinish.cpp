@@ -17,8 +17,12 @@ void TwWavemill::Finish() {
     LogLine(u"============= CONVERSION END =============");
     elapsedMs_ = GetTickCount() - startTick_;
     Relay(u"EndEncoding");
-    if (!opt_.silent)
+    if (!opt_.silent) {
+        // The last block's position is its start: a bar that ends short would look unfinished.
+        if (!status_.Failed() && !QuitRequested())
+            progress_.Complete();
         console_.Write(u"\r\n", true);
+    }
     speed_ = static_cast<double>(openInfo_.msLength) / (elapsedMs_ ? elapsedMs_ : 1);
     if (parent_.QuitSet())
         status_.Fail("the parent asked the run to stop");

@@ -141,7 +141,8 @@ void TwWavemill::SetConversionPriority() {
 
 void TwWavemill::PrintBanner() {
     console_.Write(u"", true);
-    console_.Write(u"Tonewerk Wavemill audio converter, (c) 2021 Brightfold", true);
+    console_.Write(u"Tonewerk Wavemill " WAVEMILL_VERSION u" audio converter, (c) 2021 Brightfold",
+                   true);
     console_.Write(u"", true);
 }
 

@@ -12,6 +12,7 @@
 #include "converter/EncoderTags.h"
 #include "converter/OutputSink.h"
 #include "converter/ParentChannels.h"
+#include "converter/ProgressBar.h"
 #include "converter/RunConsole.h"
 #include "converter/RunOptions.h"
 #include "converter/RunStatus.h"
@@ -76,6 +77,7 @@ class TwWavemill : private FlowHost {
     bool Succeeded(bool ok, const char* whyNot);
     // The conversion record with its error flag telling the run's state as it is now.
     ConversionInfo& Conversion();
+    ProgressBar* ConsoleBar() { return opt_.silent ? nullptr : &progress_; }
 
     // What the block flow needs from the platform.
     bool QuitRequested() override;
@@ -109,7 +111,8 @@ class TwWavemill : private FlowHost {
     DecodeOpenInfo openInfo_{};
     WmWaveFormat encodedFormat_{}; // what the encoder gets (live effects may change it)
     enum class EncoderState { NotBegun, Begun, Refused } encoderState_ = EncoderState::NotBegun;
-    uint32_t startTick_ = 0, elapsedMs_ = 0;
+    ProgressBar progress_{*this};
+    uint32_t startTick_ = 0, elapsedMs_ = 0; // from the render on, if effects render
     double speed_ = 0;
 };
 

@@ -19,21 +19,33 @@ Bytes Utf16Bytes(const String& text) {
 } // namespace
 
 TEST(StartUp, HelpNothingAndEachMissingOptionFail) {
+    // The banner's version is the one the version texts quote ("Wavemill 1.0").
+    std::string version = ReadText(StageDir() + u"Versions\\Vrx.txt");
+    version = version.substr(9, version.find_first_of("\r\n") - 9);
+    ASSERT_FALSE(version.empty());
     for (const char16_t* args :
          {u"-help", u"", u"-infile=a.wav -outfile=b.wav -convert_to=W -help"}) {
         RunResult r = RunWavemill(args);
         EXPECT_EQ(r.exitCode, 1) << Narrow(args);
-        EXPECT_EQ(r.out.rfind("\r\nTonewerk Wavemill audio converter, (c) 2021 Brightfold\r\n\r\n"
-                              "Usage: Wavemill.exe -infile=\"filename\" -outfile=\"filename\" "
-                              "-convert_to=\"codec\" [codec compression CLI]\r\n\r\n",
+        EXPECT_EQ(r.out.rfind("\r\nTonewerk Wavemill " + version +
+                                  " audio converter, (c) 2021 Brightfold\r\n\r\n"
+                                  "Usage: Wavemill.exe -infile=\"filename\" -outfile=\"filename\" "
+                                  "-convert_to=\"codec\" [codec compression CLI]\r\n\r\n",
                               0),
                   0u)
             << r.out;
-        // The installed encoders and the input types the installed decoders read.
+        // The installed encoders, the effects and the input types the installed decoders read.
         EXPECT_TRUE(Contains(r.out, "Encoders (-convert_to=):\r\n")) << r.out;
         EXPECT_TRUE(Contains(r.out, "\r\n  TestEnc\r\n  Vorbis\r\n")) << r.out;
         EXPECT_TRUE(Contains(r.out, "average bit rate instead of a quality\r\n  Wave\r\n"))
             << r.out;
+        EXPECT_TRUE(Contains(r.out, "Effects (-dspeffect1=\"Name=settings\"):\r\n  BitDepth\r\n"
+                                    "      bits=<b>           16, 24, 32 or float\r\n"))
+            << r.out;
+        for (const char* effect :
+             {"\r\n  Channels\r\n      channels=<1..8> ", "\r\n  Normalize\r\n      peak=<dBFS> ",
+              "\r\n  Resample\r\n      rate=<Hz> ", "\r\n  Volume\r\n      gain=<dB> "})
+            EXPECT_TRUE(Contains(r.out, effect)) << effect << r.out;
         EXPECT_TRUE(Contains(r.out, "\r\n  *.wav  Wave Audio\r\n")) << r.out;
     }
     const std::pair<const char16_t*, const char*> cases[] = {

@@ -52,9 +52,10 @@ TEST(Dsp, LiveThenNonLiveAreRenderedInOrderAndTheLiveOneOnlyEnded) {
     String tmp = TempFolder(dir), log = dir + u"dsp.log", out = dir + u"out.raw";
     String in = WriteScript(dir, "in.wmt", "format 8000 1 16\nblock 8000 6\n");
     // A, live: 8000 Hz 16-bit -> 4000 Hz 8-bit (a slow-down, so the length in ms doubles);
-    // B, non-live: every frame twice, at a format it cannot report (the length doubles again).
+    // B, non-live: every frame twice, at a format it cannot report (the length doubles again),
+    // taking a second over it.
     const std::string a = "name=A live=1 bits=8 rate=4000 log=" + Narrow(log);
-    const std::string b = "name=B rate=8000 log=" + Narrow(log);
+    const std::string b = "name=B rate=8000 delay=1000 log=" + Narrow(log);
     for (const auto& old : DebugLogs())
         std::filesystem::remove(old);
     DebugNextRun();
@@ -86,17 +87,20 @@ TEST(Dsp, LiveThenNonLiveAreRenderedInOrderAndTheLiveOneOnlyEnded) {
         audio[f] = static_cast<uint8_t>(HighByte(f / 2));
     EXPECT_EQ(ReadBytes(out), audio);
     EXPECT_TRUE(Contains(ReadText(dir + u"enc.log"), "SourceFormat 4000 1 8\n"));
-    // Read back in 500 ms blocks the last starts at 11.5 s of 12 s: 95 % is 57 marks. A
-    // length left from the decoder (3 s) or from before B (6 s) would reach all 60.
-    EXPECT_EQ(std::count(r.out.begin(), r.out.end(), '*'), 57) << r.out;
+    // The bar ends full, and the summary's time holds the second B took while rendering.
+    EXPECT_EQ(std::count(r.out.begin(), r.out.end(), '*'), 60) << r.out;
+    EXPECT_TRUE(Contains(r.out, "\r\nConversion completed in ") && !Contains(r.out, " mili-second"))
+        << r.out;
     EXPECT_TRUE(FolderEmpty(tmp));
 
     std::vector<std::filesystem::path> debugLogs = DebugLogs();
     ASSERT_EQ(debugLogs.size(), 1u);
-    EXPECT_TRUE(
-        Contains(DecodeUtf16(ReadBytes(debugLogs[0].u16string())),
-                 "DSP Effects:\r\n    TestDsp: " + a + "\r\n    TestDsp (non-live): " + b + "\r\n"))
-        << DecodeUtf16(ReadBytes(debugLogs[0].u16string()));
+    const std::string debugLog = DecodeUtf16(ReadBytes(debugLogs[0].u16string()));
+    EXPECT_TRUE(Contains(debugLog, "DSP Effects:\r\n    TestDsp: " + a +
+                                       "\r\n    TestDsp (non-live): " + b + "\r\n"))
+        << debugLog;
+    // The length follows the rendered file, not the decoder's (3 s) or A's (6 s).
+    EXPECT_TRUE(Contains(debugLog, "The rendered file holds 48000 bytes, 12000 ms.")) << debugLog;
     std::filesystem::remove(debugLogs[0]);
 }
 
@@ -165,6 +169,7 @@ TEST(Dsp, EveryFailureFailsTheRunClearlyAndLeavesNothingBehind) {
         const char* failCreate = "";
         bool tmpMissing = false;
         const char* script = "format 8000 1 16\nblock 6000 4\n";
+        int marks = -1; // the progress a failed run shows, when the case checks it
     };
     const Case cases[] = {
         {{"NoSuchDsp=x"}, "Error: Unable to load DSP Effect 'NoSuchDsp'."},
@@ -174,7 +179,10 @@ TEST(Dsp, EveryFailureFailsTheRunClearlyAndLeavesNothingBehind) {
         {{live + "fail=PassAudioBlock:2"}, "failed in DSP_PassAudioBlock"},
         {{live + "fail=End"}, "failed in DSP_EndConversion"},
         {{live + "torn=1"}, "returned audio that is not a whole number of sample frames"},
-        {{nonLive + " fail=PassNonLive"}, "failed in DSP_PassNonLive"},
+        // The bar has moved through the decoding's share (of three passes) when N fails.
+        {.effects = {nonLive + " fail=PassNonLive"},
+         .error = "failed in DSP_PassNonLive",
+         .marks = 20},
         // Live effects applied while rendering.
         {{live + "fail=Begin", nonLive}, "failed in DSP_BeginConversion"},
         {{live + "fail=PassAudioBlock:2", nonLive}, "failed in DSP_PassAudioBlock"},
@@ -202,6 +210,9 @@ TEST(Dsp, EveryFailureFailsTheRunClearlyAndLeavesNothingBehind) {
         EXPECT_EQ(r.exitCode, 1) << c.error;
         EXPECT_TRUE(Contains(r.err, c.error)) << c.error << ": " << r.err;
         EXPECT_TRUE(Contains(r.out, "Conversion Failed.\r\n")) << c.error << ": " << r.out;
+        if (c.marks >= 0) {
+            EXPECT_EQ(std::count(r.out.begin(), r.out.end(), '*'), c.marks) << r.out;
+        }
         EXPECT_EQ(ReadText(out), "precious") << c.error;
         EXPECT_FALSE(Exists(out + u".tmp.raw")) << c.error;
         EXPECT_TRUE(FolderEmpty(tmp)) << c.error;

@@ -81,6 +81,7 @@ class RecordingHost : public FlowHost {
 
 struct Harness {
     RecordingHost host;
+    ProgressBar bar{host};
     CountingStage stage;
     RunStatus status;
     uint64_t pumped = 0;
@@ -98,7 +99,7 @@ TEST(BlockPump, PercentFromTheBlockStartAndMarksRoundDown) {
     // 1000 ms source; blocks start at 0, 333, 666 and 999 ms, then an empty end block.
     ScriptSource source({{400, 0}, {400, 333}, {400, 666}, {400, 999}, {0, 1000, true}});
     Harness run;
-    run.Pump(source, {1000, false, false});
+    run.Pump(source, {1000, false, &run.bar});
     // 99 % x 60 / 100 = 59 marks (not 60): the last mark comes with the end block at 100 %.
     EXPECT_EQ(run.host.marks, 60u);
     EXPECT_EQ(run.stage.seen, (std::vector<uint32_t>{400, 400, 400, 400, 0}));
@@ -108,8 +109,29 @@ TEST(BlockPump, PercentFromTheBlockStartAndMarksRoundDown) {
 
     ScriptSource partial({{400, 0}, {400, 666, true}});
     Harness second;
-    second.Pump(partial, {1000, false, false});
+    second.Pump(partial, {1000, false, &second.bar});
     EXPECT_EQ(second.host.marks, 39u); // 66 % -> 39.6 marks, rounded down
+    second.bar.Complete();
+    EXPECT_EQ(second.host.marks, 60u);
+}
+
+TEST(BlockPump, PassesShareTheBarAndAPassBeginsWhereItsShareDoes) {
+    Harness run;
+    // Three passes of 20 marks: the render's decoding, one effect, the encoding.
+    run.bar.BeginPass(0, 3);
+    ScriptSource decoding({{400, 0}, {400, 500, true}});
+    run.Pump(decoding, {1000, false, &run.bar});
+    EXPECT_EQ(run.host.marks, 10u); // the last block starts half way
+    run.bar.BeginPass(1, 3);
+    EXPECT_EQ(run.host.marks, 20u);
+    run.bar.BeginPass(2, 3);
+    ScriptSource encoding({{400, 0}, {400, 750, true}});
+    run.Pump(encoding, {1000, false, &run.bar});
+    EXPECT_EQ(run.host.marks, 55u);
+    // Going back never takes marks away.
+    run.bar.BeginPass(0, 3);
+    run.bar.Percent(100);
+    EXPECT_EQ(run.host.marks, 55u);
 }
 
 TEST(BlockPump, ParentLinesOnlyWhenTheValueChanges) {
@@ -119,7 +141,7 @@ TEST(BlockPump, ParentLinesOnlyWhenTheValueChanges) {
                          {4, 2000, true}});
     Harness run;
     run.stage.outputText = u"out.wav";
-    run.Pump(source, {1000, true, true});
+    run.Pump(source, {1000, true, nullptr});
     EXPECT_EQ(run.host.lines,
               (std::vector<std::string>{"ActionInput: a.wav", "ActionOutput: out.wav",
                                         "PCDone: 50 %", "ActionInput: b.wav", "PCDone: 100 %"}));
@@ -130,7 +152,7 @@ TEST(BlockPump, QuitStopsBeforeTheNextBlock) {
     ScriptSource source({{4, 0}, {4, 1}, {4, 2}, {4, 3}, {4, 4, true}});
     Harness run;
     source.onPull = [&](int pulls) { run.host.quit = pulls == 2; };
-    run.Pump(source, {10, false, true});
+    run.Pump(source, {10, false, nullptr});
     EXPECT_EQ(source.pulls, 2);
     EXPECT_EQ(run.stage.seen.size(), 2u);
     EXPECT_FALSE(run.status.Failed()); // the finish fails the run when it sees the event
@@ -139,7 +161,7 @@ TEST(BlockPump, QuitStopsBeforeTheNextBlock) {
 TEST(BlockPump, EmptyBlocksBackOffAndStillSeeAFailedRun) {
     ScriptSource source({{0, 0}, {0, 0}, {0, 0}, {0, 0}, {0, 0}, {4, 0}, {0, 0}, {4, 1, true}});
     Harness run;
-    run.Pump(source, {10, false, true});
+    run.Pump(source, {10, false, nullptr});
     EXPECT_EQ(run.host.idles, (std::vector<uint32_t>{0, 25, 25, 50, 50, 0}));
     EXPECT_EQ(run.host.heartbeats, 8);
 
@@ -150,7 +172,7 @@ TEST(BlockPump, EmptyBlocksBackOffAndStillSeeAFailedRun) {
         if (pulls == 2)
             failing.status.Fail("error line");
     };
-    failing.Pump(stalled, {10, false, true});
+    failing.Pump(stalled, {10, false, nullptr});
     EXPECT_EQ(stalled.pulls, 2);
     EXPECT_TRUE(failing.stage.seen.empty());
 }
@@ -159,14 +181,14 @@ TEST(BlockPump, TornFramesAndFailures) {
     // At the end the whole torn block is dropped and the run succeeds.
     ScriptSource atEnd({{8, 0}, {1001, 5, true}});
     Harness end;
-    end.Pump(atEnd, {10, false, true});
+    end.Pump(atEnd, {10, false, nullptr});
     EXPECT_EQ(end.stage.seen, std::vector<uint32_t>{8});
     EXPECT_EQ(end.host.infos.size(), 1u);
     EXPECT_FALSE(end.status.Failed());
 
     ScriptSource midStream({{6, 0}, {8, 1, true}});
     Harness mid;
-    mid.Pump(midStream, {10, false, true});
+    mid.Pump(midStream, {10, false, nullptr});
     EXPECT_EQ(mid.host.errors, std::vector<std::string>{
                                    "Error: Audio data contains incomplete samples mid-stream."});
     EXPECT_TRUE(mid.status.Failed());
@@ -174,12 +196,12 @@ TEST(BlockPump, TornFramesAndFailures) {
     ScriptSource refused({{4, 0}, {4, 1}, {4, 2, true}});
     Harness stage;
     stage.stage.failAt = 2;
-    stage.Pump(refused, {10, false, true});
+    stage.Pump(refused, {10, false, nullptr});
     EXPECT_TRUE(stage.status.Failed());
     EXPECT_EQ(stage.pumped, 4u);
 
     ScriptSource broken({{4, 0}, {0, 0, false, true}});
     Harness source;
-    source.Pump(broken, {10, false, true});
+    source.Pump(broken, {10, false, nullptr});
     EXPECT_TRUE(source.status.Failed());
 }
