@@ -43,25 +43,7 @@ String Decimal(uint64_t v) {
 
 } // namespace
 
-uint32_t FlacEncoder::Get(const WmChar* name, PluginValue* value) noexcept {
-    return codec::AnswerEncoderValue(error_, name, value, u".flac", kHelp);
-}
-
-uint32_t FlacEncoder::Set(const WmChar* name, PluginValue*) noexcept {
-    return codec::Is(name, WM_VALUE_BATCH_ID) ? 1 : 0;
-}
-
-uint32_t FlacEncoder::Begin(const ConversionInfo* conversion) noexcept {
-    begun_ = codec::GuardedStart(
-                 error_,
-                 [&] {
-                     if (!conversion || !conversion->outputPath || !conversion->sourceFormat)
-                         return error_.Failed(u"no output file or source format was given");
-                     return Start(*conversion);
-                 },
-                 [&] { Reset(); }) != 0;
-    return begun_ ? 1 : 0;
-}
+FlacEncoder::FlacEncoder() : codec::EncoderFrame(u".flac", kHelp) {}
 
 bool FlacEncoder::Start(const ConversionInfo& conversion) {
     String why;

@@ -3,8 +3,8 @@
 // table in a block kept for it ahead of the padding.
 #pragma once
 
+#include "bundled/codec/EncoderFrame.h"
 #include "bundled/codec/PcmConvert.h"
-#include "bundled/codec/PluginSupport.h"
 #include "bundled/codec/SeekPoints.h"
 #include "bundled/flac_encoder/FlacOptions.h"
 #include "bundled/wav/WaveTags.h"
@@ -17,28 +17,23 @@
 
 namespace wm::bundled {
 
-class FlacEncoder {
+class FlacEncoder final : public codec::EncoderFrame {
   public:
-    FlacEncoder() = default;
-    FlacEncoder(const FlacEncoder&) = delete;
-    FlacEncoder& operator=(const FlacEncoder&) = delete;
-    ~FlacEncoder() { Reset(); }
+    FlacEncoder();
+    ~FlacEncoder() override { Reset(); }
 
-    uint32_t Get(const WmChar* name, PluginValue* value) noexcept;
-    uint32_t Set(const WmChar* name, PluginValue* value) noexcept;
-    uint32_t Begin(const ConversionInfo* conversion) noexcept;
     uint32_t Encode(const AudioBlockInfo* block) noexcept;
     uint32_t End() noexcept;
 
   private:
-    bool Start(const ConversionInfo& conversion);
+    bool Start(const ConversionInfo& conversion) override;
     bool Configure(const WmWaveFormat& format);
     bool AddMetadata(const ConversionInfo& conversion);
     // False only when memory runs out; a picture too large for a block is left out.
     bool AddPicture(const wav::Picture& picture);
     bool WriteSeekTable();
     String EncoderState() const;
-    void Reset();
+    void Reset() override;
 
     static FLAC__StreamEncoderWriteStatus OnWrite(const FLAC__StreamEncoder*,
                                                   const FLAC__byte buffer[], size_t bytes,
@@ -48,7 +43,6 @@ class FlacEncoder {
     static FLAC__StreamEncoderTellStatus OnTell(const FLAC__StreamEncoder*, FLAC__uint64* offset,
                                                 void* self);
 
-    codec::LastError error_;
     FlacOptions options_;
     FLAC__StreamEncoder* encoder_ = nullptr;
     std::vector<FLAC__StreamMetadata*> metadata_;
@@ -60,7 +54,6 @@ class FlacEncoder {
     uint32_t reserved_ = 0; // length of the padding block kept for the seek table and padding
     uint64_t firstFrameAt_ = 0;
     uint64_t metadataEnd_ = 0;
-    bool begun_ = false;
 };
 
 } // namespace wm::bundled

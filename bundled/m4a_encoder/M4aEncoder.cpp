@@ -39,26 +39,6 @@ ImageInfo InfoOf(const wav::Bytes& data) {
 
 } // namespace
 
-uint32_t M4aEncoder::Get(const WmChar* name, PluginValue* value) noexcept {
-    return codec::AnswerEncoderValue(error_, name, value, u".m4a", codec_.help);
-}
-
-uint32_t M4aEncoder::Set(const WmChar* name, PluginValue*) noexcept {
-    return codec::Is(name, WM_VALUE_BATCH_ID) ? 1 : 0;
-}
-
-uint32_t M4aEncoder::Begin(const ConversionInfo* conversion) noexcept {
-    begun_ = codec::GuardedStart(
-                 error_,
-                 [&] {
-                     if (!conversion || !conversion->outputPath || !conversion->sourceFormat)
-                         return error_.Failed(u"no output file or source format was given");
-                     return Start(*conversion);
-                 },
-                 [&] { Reset(); }) != 0;
-    return begun_ ? 1 : 0;
-}
-
 bool M4aEncoder::Start(const ConversionInfo& conversion) {
     ffmpeg::KeepLogQuiet();
     format_ = *conversion.sourceFormat;

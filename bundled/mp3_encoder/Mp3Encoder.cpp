@@ -54,27 +54,7 @@ constexpr size_t kMp3Buffer = kSliceFrames * 5 / 4 + 7200;
 
 } // namespace
 
-uint32_t Mp3Encoder::Get(const WmChar* name, PluginValue* value) noexcept {
-    if (uint32_t result = 0; information_.Answer(name, value, result))
-        return result;
-    return codec::AnswerEncoderValue(error_, name, value, u".mp3", kHelp);
-}
-
-uint32_t Mp3Encoder::Set(const WmChar* name, PluginValue*) noexcept {
-    return codec::Is(name, WM_VALUE_BATCH_ID) ? 1 : 0;
-}
-
-uint32_t Mp3Encoder::Begin(const ConversionInfo* conversion) noexcept {
-    begun_ = codec::GuardedStart(
-                 error_,
-                 [&] {
-                     if (!conversion || !conversion->outputPath || !conversion->sourceFormat)
-                         return error_.Failed(u"no output file or source format was given");
-                     return Start(*conversion);
-                 },
-                 [&] { Reset(); }) != 0;
-    return begun_ ? 1 : 0;
-}
+Mp3Encoder::Mp3Encoder() : codec::EncoderFrame(u".mp3", kHelp) {}
 
 bool Mp3Encoder::Start(const ConversionInfo& conversion) {
     information_.Clear();

@@ -45,25 +45,7 @@ String Decimal(double v) {
 
 } // namespace
 
-uint32_t OggOpusEncoder::Get(const WmChar* name, PluginValue* value) noexcept {
-    return codec::AnswerEncoderValue(error_, name, value, u".opus", kHelp);
-}
-
-uint32_t OggOpusEncoder::Set(const WmChar* name, PluginValue*) noexcept {
-    return codec::Is(name, WM_VALUE_BATCH_ID) ? 1 : 0;
-}
-
-uint32_t OggOpusEncoder::Begin(const ConversionInfo* conversion) noexcept {
-    begun_ = codec::GuardedStart(
-                 error_,
-                 [&] {
-                     if (!conversion || !conversion->outputPath || !conversion->sourceFormat)
-                         return error_.Failed(u"no output file or source format was given");
-                     return Start(*conversion);
-                 },
-                 [&] { Reset(); }) != 0;
-    return begun_ ? 1 : 0;
-}
+OggOpusEncoder::OggOpusEncoder() : codec::EncoderFrame(u".opus", kHelp) {}
 
 bool OggOpusEncoder::Start(const ConversionInfo& conversion) {
     String why;

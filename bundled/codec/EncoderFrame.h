@@ -1,0 +1,55 @@
+// The part every codec encoder shares: the answers to Get and Set, and a begin that checks the
+// conversion record, starts afresh and releases what a failed start left. A codec supplies its
+// extension, its help text, Start and Reset, and its own Encode and End.
+#pragma once
+
+#include "bundled/codec/PluginSupport.h"
+
+#include <sdk/wavemill_plugin.h>
+
+namespace wm::codec {
+
+class EncoderFrame {
+  public:
+    EncoderFrame(const char16_t* extension, const char16_t* help)
+        : extension_(extension), help_(help) {}
+    EncoderFrame(const EncoderFrame&) = delete;
+    EncoderFrame& operator=(const EncoderFrame&) = delete;
+    virtual ~EncoderFrame() = default;
+
+    uint32_t Get(const WmChar* name, PluginValue* value) noexcept {
+        if (uint32_t result = 0; information_.Answer(name, value, result))
+            return result;
+        return AnswerEncoderValue(error_, name, value, extension_, help_);
+    }
+    uint32_t Set(const WmChar* name, PluginValue*) noexcept {
+        return Is(name, WM_VALUE_BATCH_ID) ? 1 : 0;
+    }
+    uint32_t Begin(const ConversionInfo* conversion) noexcept {
+        begun_ = GuardedStart(
+                     error_,
+                     [&] {
+                         if (!conversion || !conversion->outputPath || !conversion->sourceFormat)
+                             return error_.Failed(u"no output file or source format was given");
+                         return Start(*conversion);
+                     },
+                     [&] { Reset(); }) != 0;
+        return begun_ ? 1 : 0;
+    }
+
+  protected:
+    // Opens the codec and the output file; false with the reason in error_.
+    virtual bool Start(const ConversionInfo& conversion) = 0;
+    // Releases all that Start made and clears begun_; called again on a released encoder too.
+    virtual void Reset() = 0;
+
+    LastError error_;
+    InformationLines information_; // kept past the end for the host's question
+    bool begun_ = false;
+
+  private:
+    const char16_t* extension_;
+    const char16_t* help_;
+};
+
+} // namespace wm::codec
