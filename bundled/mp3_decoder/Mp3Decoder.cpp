@@ -21,8 +21,7 @@ constexpr size_t kBlockBytes = 48000 * 4 / 2;
 // skipped unread.
 constexpr uint64_t kMaxTagRead = 64 * 1024 * 1024;
 
-const char16_t* const kExtensions[] = {u".mp3", u".mp2"};
-const char16_t* const kDescription = u"MPEG Audio";
+constexpr codec::DecodedType kTypes[] = {{u".mp3", u"MPEG Audio"}, {u".mp2", u"MPEG Audio"}};
 
 Mp3Decoder* Self(void* handle) {
     return static_cast<Mp3Decoder*>(handle);
@@ -34,30 +33,8 @@ String Decimal(uint64_t v) {
 
 } // namespace
 
-uint32_t Mp3Decoder::Get(const WmChar* name, PluginValue* value) noexcept {
-    uint32_t result = 0;
-    if (error_.Answer(name, value, result) || information_.Answer(name, value, result))
-        return result;
-    if (!value || !codec::Is(name, WM_VALUE_DECODES) || value->value1 >= std::size(kExtensions))
-        return 0;
-    value->pointer1 = const_cast<char16_t*>(kExtensions[value->value1]);
-    value->pointer2 = const_cast<char16_t*>(kDescription);
-    return 1;
-}
-
-uint32_t Mp3Decoder::Set(const WmChar* name, PluginValue*) noexcept {
-    return codec::Is(name, WM_VALUE_BATCH_ID) ? 1 : 0;
-}
-
-uint32_t Mp3Decoder::Open(DecodeOpenInfo* info) noexcept {
-    return codec::GuardedStart(
-        error_,
-        [&] {
-            if (!info || !info->path)
-                return error_.Failed(u"no input file was given");
-            return OpenStream(*info);
-        },
-        [&] { Close(); });
+std::span<const codec::DecodedType> Mp3Decoder::Types() const {
+    return kTypes;
 }
 
 bool Mp3Decoder::OpenStream(DecodeOpenInfo& info) {

@@ -26,37 +26,6 @@ String Decimal(uint64_t v) {
 
 } // namespace
 
-uint32_t OggDecoder::Get(const WmChar* name, PluginValue* value) noexcept {
-    uint32_t result = 0;
-    if (error_.Answer(name, value, result))
-        return result;
-    if (!value || !codec::Is(name, WM_VALUE_DECODES))
-        return 0;
-    const char16_t* const* extensions = Extensions();
-    for (uint32_t i = 0; extensions[i]; ++i)
-        if (i == value->value1) {
-            value->pointer1 = const_cast<char16_t*>(extensions[i]);
-            value->pointer2 = const_cast<char16_t*>(Description());
-            return 1;
-        }
-    return 0;
-}
-
-uint32_t OggDecoder::Set(const WmChar* name, PluginValue*) noexcept {
-    return codec::Is(name, WM_VALUE_BATCH_ID) ? 1 : 0;
-}
-
-uint32_t OggDecoder::Open(DecodeOpenInfo* info) noexcept {
-    return codec::GuardedStart(
-        error_,
-        [&] {
-            if (!info || !info->path)
-                return error_.Failed(u"no input file was given");
-            return OpenStream(*info);
-        },
-        [&] { Close(); });
-}
-
 bool OggDecoder::OpenStream(DecodeOpenInfo& info) {
     const String codec = Codec() == codec::OggCodec::Opus ? u"Opus" : u"Vorbis";
     if (std::u16string_view(info.path) == u"-" || !input_.Open(info.path))
