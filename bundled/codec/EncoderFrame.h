@@ -1,9 +1,10 @@
 // The part every codec encoder shares: the answers to Get and Set, and a begin that checks the
 // conversion record, starts afresh and releases what a failed start left. A codec supplies its
-// extension, its help text, Start and Reset, and its own Encode and End.
+// extension, its help text, Start, EncodeFrames and Reset, and its own End.
 #pragma once
 
 #include "bundled/codec/PluginSupport.h"
+#include "bundled/wav/WaveFormatRules.h"
 
 #include <sdk/wavemill_plugin.h>
 
@@ -36,15 +37,40 @@ class EncoderFrame {
                      [&] { Reset(); }) != 0;
         return begun_ ? 1 : 0;
     }
+    uint32_t Encode(const AudioBlockInfo* block) noexcept {
+        if (!begun_ || !block)
+            return error_.Fail(u"the encoder has not begun");
+        if (block->length == 0)
+            return 1;
+        if (!block->data || !SameFormat(block->format))
+            return error_.Fail(u"a block of audio changes format midway");
+        try {
+            return EncodeFrames(static_cast<const uint8_t*>(block->data),
+                                block->length / format_.blockAlign)
+                       ? 1
+                       : 0;
+        } catch (const std::bad_alloc&) {
+            return error_.Fail(u"out of memory");
+        }
+    }
 
   protected:
     // Opens the codec and the output file; false with the reason in error_.
     virtual bool Start(const ConversionInfo& conversion) = 0;
+    // Encodes whole frames of the begun format; false with the reason in error_.
+    virtual bool EncodeFrames(const uint8_t* data, size_t frames) = 0;
+    // Whether a block's format is the one the encoder began with (format_).
+    virtual bool SameFormat(const WmWaveFormat& format) const {
+        WmWaveFormat f = format;
+        wav::WaveError why{};
+        return wav::NormaliseWaveFormat(f, why) && wav::SameSampleLayout(f, format_);
+    }
     // Releases all that Start made and clears begun_; called again on a released encoder too.
     virtual void Reset() = 0;
 
     LastError error_;
     InformationLines information_; // kept past the end for the host's question
+    WmWaveFormat format_{};        // the source's, as Start accepted it
     bool begun_ = false;
 
   private:

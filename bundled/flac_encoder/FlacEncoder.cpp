@@ -140,28 +140,20 @@ bool FlacEncoder::AddPicture(const wav::Picture& pic) {
                                                   static_cast<FLAC__uint32>(pic.data.size()), true);
 }
 
-uint32_t FlacEncoder::Encode(const AudioBlockInfo* block) noexcept {
-    if (!begun_ || !block)
-        return error_.Fail(u"the encoder has not begun");
-    if (block->length == 0)
-        return 1;
+bool FlacEncoder::SameFormat(const WmWaveFormat& format) const {
     codec::PcmLayout layout;
-    if (!block->data || !codec::PcmLayoutOf(block->format, layout) ||
-        layout.channels != layout_.channels || layout.containerBytes != layout_.containerBytes ||
-        block->format.samplesPerSec != format_.samplesPerSec)
-        return error_.Fail(u"a block of audio changes format midway");
-    const size_t frameBytes = size_t{layout.channels} * layout.containerBytes;
-    const size_t frames = block->length / frameBytes;
-    try {
-        samples_.resize(frames * layout.channels);
-    } catch (const std::bad_alloc&) {
-        return error_.Fail(u"out of memory");
-    }
-    codec::UnpackPcm(static_cast<const uint8_t*>(block->data), frames, layout_, samples_.data());
+    return codec::PcmLayoutOf(format, layout) && layout.channels == layout_.channels &&
+           layout.containerBytes == layout_.containerBytes &&
+           format.samplesPerSec == format_.samplesPerSec;
+}
+
+bool FlacEncoder::EncodeFrames(const uint8_t* data, size_t frames) {
+    samples_.resize(frames * layout_.channels);
+    codec::UnpackPcm(data, frames, layout_, samples_.data());
     if (!FLAC__stream_encoder_process_interleaved(encoder_, samples_.data(),
                                                   static_cast<uint32_t>(frames)))
-        return error_.Fail(u"libFLAC failed: " + EncoderState());
-    return 1;
+        return error_.Failed(u"libFLAC failed: " + EncoderState());
+    return true;
 }
 
 uint32_t FlacEncoder::End() noexcept {

@@ -22,12 +22,13 @@ class FlacEncoder final : public codec::EncoderFrame {
     FlacEncoder();
     ~FlacEncoder() override { Reset(); }
 
-    uint32_t Encode(const AudioBlockInfo* block) noexcept;
     uint32_t End() noexcept;
 
   private:
     bool Start(const ConversionInfo& conversion) override;
     bool Configure(const WmWaveFormat& format);
+    bool SameFormat(const WmWaveFormat& format) const override;
+    bool EncodeFrames(const uint8_t* data, size_t frames) override;
     bool AddMetadata(const ConversionInfo& conversion);
     // False only when memory runs out; a picture too large for a block is left out.
     bool AddPicture(const wav::Picture& picture);
@@ -48,7 +49,6 @@ class FlacEncoder final : public codec::EncoderFrame {
     std::vector<FLAC__StreamMetadata*> metadata_;
     BufferedWriter out_;
     codec::PcmLayout layout_;
-    WmWaveFormat format_{};
     std::vector<int32_t> samples_;
     codec::SeekPoints seekPoints_;
     uint32_t reserved_ = 0; // length of the padding block kept for the seek table and padding

@@ -159,25 +159,7 @@ bool M4aEncoder::WritePictures() {
     return true;
 }
 
-uint32_t M4aEncoder::Encode(const AudioBlockInfo* block) noexcept {
-    if (!begun_ || !block)
-        return error_.Fail(u"the encoder has not begun");
-    if (block->length == 0)
-        return 1;
-    WmWaveFormat f = block->format;
-    wav::WaveError why{};
-    if (!block->data || !wav::NormaliseWaveFormat(f, why) || !wav::SameSampleLayout(f, format_))
-        return error_.Fail(u"a block of audio changes format midway");
-    try {
-        return Feed(static_cast<const uint8_t*>(block->data), block->length / format_.blockAlign)
-                   ? 1
-                   : 0;
-    } catch (const std::bad_alloc&) {
-        return error_.Fail(u"out of memory");
-    }
-}
-
-bool M4aEncoder::Feed(const uint8_t* data, size_t frames) {
+bool M4aEncoder::EncodeFrames(const uint8_t* data, size_t frames) {
     const size_t channels = format_.channels;
     while (frames > 0) {
         if (filled_ == 0) {

@@ -30,7 +30,6 @@ class M4aEncoder : public codec::EncoderFrame {
     explicit M4aEncoder(const M4aCodec& codec) : EncoderFrame(u".m4a", codec.help), codec_(codec) {}
     ~M4aEncoder() override { Reset(); }
 
-    uint32_t Encode(const AudioBlockInfo* block) noexcept;
     uint32_t End() noexcept;
 
   private:
@@ -40,7 +39,7 @@ class M4aEncoder : public codec::EncoderFrame {
     bool AddPictures(const std::vector<wav::Picture>& pictures);
     bool WritePictures();
     // Spreads interleaved source samples over the encoder's frames; full frames are encoded.
-    bool Feed(const uint8_t* data, size_t frames);
+    bool EncodeFrames(const uint8_t* data, size_t frames) override;
     // The source's frames (raw bytes; integers already unpacked into samples_) into frame_.
     void Store(const uint8_t* raw, size_t frames, int at);
     bool Send(const AVFrame* frame);
@@ -49,7 +48,6 @@ class M4aEncoder : public codec::EncoderFrame {
     void Reset() override;
 
     const M4aCodec& codec_;
-    WmWaveFormat format_{};
     bool isFloat_ = false;
     codec::PcmLayout layout_;
     ffmpeg::CodecContext encoder_;

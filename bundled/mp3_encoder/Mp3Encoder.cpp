@@ -111,30 +111,14 @@ bool Mp3Encoder::WriteTag(const ConversionInfo& conversion) {
     return true;
 }
 
-uint32_t Mp3Encoder::Encode(const AudioBlockInfo* block) noexcept {
-    if (!begun_ || !block)
-        return error_.Fail(u"the encoder has not begun");
-    if (block->length == 0)
-        return 1;
-    WmWaveFormat f = block->format;
-    wav::WaveError why{};
-    if (!block->data || !wav::NormaliseWaveFormat(f, why) || !wav::SameSampleLayout(f, format_))
-        return error_.Fail(u"a block of audio changes format midway");
-    try {
-        const size_t frames = block->length / format_.blockAlign;
-        for (size_t done = 0; done < frames; done += kSliceFrames) {
-            AudioBlockInfo slice = *block;
-            slice.data = static_cast<uint8_t*>(block->data) + done * format_.blockAlign;
-            if (!EncodeFrames(slice, std::min(kSliceFrames, frames - done)))
-                return 0;
-        }
-    } catch (const std::bad_alloc&) {
-        return error_.Fail(u"out of memory");
-    }
-    return 1;
+bool Mp3Encoder::EncodeFrames(const uint8_t* data, size_t frames) {
+    for (size_t done = 0; done < frames; done += kSliceFrames)
+        if (!EncodeSlice(data + done * format_.blockAlign, std::min(kSliceFrames, frames - done)))
+            return false;
+    return true;
 }
 
-bool Mp3Encoder::EncodeFrames(const AudioBlockInfo& block, size_t frames) {
+bool Mp3Encoder::EncodeSlice(const uint8_t* data, size_t frames) {
     const size_t channels = format_.channels;
     left_.resize(frames);
     right_.resize(frames);
@@ -142,7 +126,7 @@ bool Mp3Encoder::EncodeFrames(const AudioBlockInfo& block, size_t frames) {
     if (isFloat_) {
         leftFloat_.resize(frames);
         rightFloat_.resize(frames);
-        const auto* p = static_cast<const uint8_t*>(block.data);
+        const auto* p = data;
         const size_t width = format_.bitsPerSample / 8;
         for (size_t i = 0; i < frames * channels; ++i) {
             float v;
@@ -161,8 +145,7 @@ bool Mp3Encoder::EncodeFrames(const AudioBlockInfo& block, size_t frames) {
     } else {
         // Full-scale 32-bit samples, as the reference encoder's own front end feeds them.
         interleaved_.resize(frames * channels);
-        codec::UnpackPcm(static_cast<const uint8_t*>(block.data), frames, layout_,
-                         interleaved_.data());
+        codec::UnpackPcm(data, frames, layout_, interleaved_.data());
         const unsigned shift = 32u - layout_.validBits;
         for (size_t i = 0; i < frames * channels; ++i)
             (i % channels ? right_ : left_)[i / channels] =

@@ -19,20 +19,19 @@ class Mp3Encoder final : public codec::EncoderFrame {
     Mp3Encoder();
     ~Mp3Encoder() override { Reset(); }
 
-    uint32_t Encode(const AudioBlockInfo* block) noexcept;
     uint32_t End() noexcept;
 
   private:
     bool Start(const ConversionInfo& conversion) override;
     bool WriteTag(const ConversionInfo& conversion);
-    bool EncodeFrames(const AudioBlockInfo& block, size_t frames);
+    bool EncodeFrames(const uint8_t* data, size_t frames) override;
+    bool EncodeSlice(const uint8_t* data, size_t frames);
     bool WriteOutput(int bytes);
     String BitRateRefusal(int askedKbps) const;
     void Reset() override;
 
     lame_global_flags* lame_ = nullptr;
     BufferedWriter out_;
-    WmWaveFormat format_{};
     bool isFloat_ = false;
     codec::PcmLayout layout_;
     uint64_t audioAt_ = 0; // where LAME's first (info) frame starts

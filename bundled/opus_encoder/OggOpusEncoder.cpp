@@ -141,33 +141,18 @@ bool OggOpusEncoder::Failed(int status) {
     return true;
 }
 
-uint32_t OggOpusEncoder::Encode(const AudioBlockInfo* block) noexcept {
-    if (!begun_ || !block)
-        return error_.Fail(u"the encoder has not begun");
-    if (block->length == 0)
-        return 1;
-    WmWaveFormat f = block->format;
-    wav::WaveError why{};
-    if (!block->data || !wav::NormaliseWaveFormat(f, why) || !wav::SameSampleLayout(f, format_))
-        return error_.Fail(u"a block of audio changes format midway");
-    const size_t frames = block->length / format_.blockAlign;
-    const auto* bytes = static_cast<const uint8_t*>(block->data);
-    try {
-        samples_.resize(std::min(frames, kSliceFrames) * format_.channels);
-        for (size_t done = 0; done < frames; done += kSliceFrames) {
-            const size_t n = std::min(kSliceFrames, frames - done);
-            unpacker_.Unpack(bytes + done * format_.blockAlign, n, samples_.data());
-            const int status =
-                ope_encoder_write_float(encoder_, samples_.data(), static_cast<int>(n));
-            if (status != OPE_OK)
-                return error_.Fail(status == OPE_WRITE_FAIL && out_.DiskFull()
-                                       ? String(u"disk full")
-                                       : u"libopusenc failed: " + Widen(ope_strerror(status)));
-        }
-    } catch (const std::bad_alloc&) {
-        return error_.Fail(u"out of memory");
+bool OggOpusEncoder::EncodeFrames(const uint8_t* data, size_t frames) {
+    samples_.resize(std::min(frames, kSliceFrames) * format_.channels);
+    for (size_t done = 0; done < frames; done += kSliceFrames) {
+        const size_t n = std::min(kSliceFrames, frames - done);
+        unpacker_.Unpack(data + done * format_.blockAlign, n, samples_.data());
+        const int status = ope_encoder_write_float(encoder_, samples_.data(), static_cast<int>(n));
+        if (status != OPE_OK)
+            return error_.Failed(status == OPE_WRITE_FAIL && out_.DiskFull()
+                                     ? String(u"disk full")
+                                     : u"libopusenc failed: " + Widen(ope_strerror(status)));
     }
-    return 1;
+    return true;
 }
 
 uint32_t OggOpusEncoder::End() noexcept {

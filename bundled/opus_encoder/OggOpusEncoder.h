@@ -20,13 +20,13 @@ class OggOpusEncoder final : public codec::EncoderFrame {
     OggOpusEncoder();
     ~OggOpusEncoder() override { Reset(); }
 
-    uint32_t Encode(const AudioBlockInfo* block) noexcept;
     uint32_t End() noexcept;
 
   private:
     bool Start(const ConversionInfo& conversion) override;
     bool MakeComments(const ConversionInfo& conversion);
     bool Configure(uint16_t lsbDepth);
+    bool EncodeFrames(const uint8_t* data, size_t frames) override;
     int DefaultBitrate() const;
     bool Failed(int status);
     void Reset() override;
@@ -38,7 +38,6 @@ class OggOpusEncoder final : public codec::EncoderFrame {
     OggOpusComments* comments_ = nullptr;
     OggOpusEnc* encoder_ = nullptr;
     BufferedWriter out_;
-    WmWaveFormat format_{};
     codec::FloatUnpacker unpacker_;
     std::vector<float> samples_;
 };

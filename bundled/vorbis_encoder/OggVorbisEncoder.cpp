@@ -105,35 +105,21 @@ bool OggVorbisEncoder::WriteHeaders(const ConversionInfo& conversion) {
     return true;
 }
 
-uint32_t OggVorbisEncoder::Encode(const AudioBlockInfo* block) noexcept {
-    if (!begun_ || !block)
-        return error_.Fail(u"the encoder has not begun");
-    if (block->length == 0)
-        return 1;
-    WmWaveFormat f = block->format;
-    wav::WaveError why{};
-    if (!block->data || !wav::NormaliseWaveFormat(f, why) || !wav::SameSampleLayout(f, format_))
-        return error_.Fail(u"a block of audio changes format midway");
-    const size_t frames = block->length / format_.blockAlign;
+bool OggVorbisEncoder::EncodeFrames(const uint8_t* data, size_t frames) {
     const size_t channels = format_.channels;
-    const auto* bytes = static_cast<const uint8_t*>(block->data);
-    try {
-        samples_.resize(std::min(frames, kSliceFrames) * channels);
-        for (size_t done = 0; done < frames; done += kSliceFrames) {
-            const size_t n = std::min(kSliceFrames, frames - done);
-            unpacker_.Unpack(bytes + done * format_.blockAlign, n, samples_.data());
-            float** planes = vorbis_analysis_buffer(&dsp_, static_cast<int>(n));
-            for (size_t i = 0; i < n; ++i)
-                for (size_t c = 0; c < channels; ++c)
-                    planes[c][i] = samples_[i * channels + c];
-            vorbis_analysis_wrote(&dsp_, static_cast<int>(n));
-            if (!Drain())
-                return 0;
-        }
-    } catch (const std::bad_alloc&) {
-        return error_.Fail(u"out of memory");
+    samples_.resize(std::min(frames, kSliceFrames) * channels);
+    for (size_t done = 0; done < frames; done += kSliceFrames) {
+        const size_t n = std::min(kSliceFrames, frames - done);
+        unpacker_.Unpack(data + done * format_.blockAlign, n, samples_.data());
+        float** planes = vorbis_analysis_buffer(&dsp_, static_cast<int>(n));
+        for (size_t i = 0; i < n; ++i)
+            for (size_t c = 0; c < channels; ++c)
+                planes[c][i] = samples_[i * channels + c];
+        vorbis_analysis_wrote(&dsp_, static_cast<int>(n));
+        if (!Drain())
+            return false;
     }
-    return 1;
+    return true;
 }
 
 bool OggVorbisEncoder::Drain() {

@@ -19,12 +19,12 @@ class OggVorbisEncoder final : public codec::EncoderFrame {
     OggVorbisEncoder();
     ~OggVorbisEncoder() override { Reset(); }
 
-    uint32_t Encode(const AudioBlockInfo* block) noexcept;
     uint32_t End() noexcept;
 
   private:
     bool Start(const ConversionInfo& conversion) override;
     bool Setup();
+    bool EncodeFrames(const uint8_t* data, size_t frames) override;
     bool WriteHeaders(const ConversionInfo& conversion);
     // Analyses what libvorbis holds and writes every page that is full (all of them at the end).
     bool Drain();
@@ -32,7 +32,6 @@ class OggVorbisEncoder final : public codec::EncoderFrame {
     void Reset() override;
 
     VorbisOptions options_;
-    WmWaveFormat format_{};
     codec::FloatUnpacker unpacker_;
     std::vector<float> samples_;
     vorbis_info info_{};
