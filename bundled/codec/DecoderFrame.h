@@ -5,10 +5,13 @@
 #pragma once
 
 #include "bundled/codec/PluginSupport.h"
+#include "bundled/wav/TagSetBridge.h"
+#include "tags/IDTagSet.h"
 
 #include <sdk/wavemill_plugin.h>
 
 #include <span>
+#include <vector>
 
 namespace wm::codec {
 
@@ -57,8 +60,25 @@ class DecoderFrame {
     virtual bool OpenStream(DecodeOpenInfo& info) = 0;
     virtual std::span<const DecodedType> Types() const = 0;
 
+    // Hands the host the source's tags (none when empty) as a tag set, kept until ReleaseTags.
+    void HandOutTags(const wav::WaveTags& tags, DecodeOpenInfo& info) {
+        if (!tags.Empty()) {
+            IDTagSet set;
+            wav::ToTagSet(tags, set);
+            std::vector<uint8_t> block = set.Serialize();
+            if (block.size() <= UINT32_MAX)
+                tagBlock_ = std::move(block);
+        }
+        info.tagData = tagBlock_.empty() ? nullptr : tagBlock_.data();
+        info.tagSize = static_cast<uint32_t>(tagBlock_.size());
+    }
+    void ReleaseTags() { std::vector<uint8_t>().swap(tagBlock_); }
+
     LastError error_;
     InformationLines information_; // kept past the end for the host's question
+
+  private:
+    std::vector<uint8_t> tagBlock_;
 };
 
 } // namespace wm::codec

@@ -165,15 +165,7 @@ void FfmpegDecoder::DescribeSource(DecodeOpenInfo& info) {
     info.bitRate = rate > 0 && rate <= INT32_MAX ? static_cast<uint32_t>(rate) : 0;
     wav::WaveTags tags;
     ffmpeg::ReadAvTags(*format_, stream_, tags);
-    if (!tags.Empty()) {
-        IDTagSet set;
-        wav::ToTagSet(tags, set);
-        std::vector<uint8_t> block = set.Serialize();
-        if (block.size() <= UINT32_MAX)
-            tagBlock_ = std::move(block);
-    }
-    info.tagData = tagBlock_.empty() ? nullptr : tagBlock_.data();
-    info.tagSize = static_cast<uint32_t>(tagBlock_.size());
+    HandOutTags(tags, info);
 }
 
 bool FfmpegDecoder::NextFrame() {
@@ -264,7 +256,7 @@ uint32_t FfmpegDecoder::Close() noexcept {
     exactFrames_ = takenFrames_ = deliveredBytes_ = 0;
     handed_ = 0;
     std::vector<uint8_t>().swap(pcm_);
-    std::vector<uint8_t>().swap(tagBlock_);
+    ReleaseTags();
     return 1;
 }
 

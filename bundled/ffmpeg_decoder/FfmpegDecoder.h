@@ -56,7 +56,6 @@ class FfmpegDecoder final : public codec::DecoderFrame {
     size_t handed_ = 0;
     uint64_t deliveredBytes_ = 0;
     bool finished_ = false;
-    std::vector<uint8_t> tagBlock_;
 };
 
 } // namespace wm::bundled

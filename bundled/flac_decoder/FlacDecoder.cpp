@@ -76,13 +76,11 @@ bool FlacDecoder::OpenStream(DecodeOpenInfo& info) {
     info.bitRate = info.msLength ? static_cast<uint32_t>(std::min<uint64_t>(
                                        fileSize_ * 8000 / info.msLength, UINT32_MAX))
                                  : 0;
-    MakeTagBlock();
-    info.tagData = tagBlock_.empty() ? nullptr : tagBlock_.data();
-    info.tagSize = static_cast<uint32_t>(tagBlock_.size());
+    HandOutTags(TakeTags(), info);
     return true;
 }
 
-void FlacDecoder::MakeTagBlock() {
+wav::WaveTags FlacDecoder::TakeTags() {
     std::vector<std::string_view> comments(comments_.begin(), comments_.end());
     wav::WaveTags tags;
     codec::ReadVorbisComments(comments, tags);
@@ -97,13 +95,7 @@ void FlacDecoder::MakeTagBlock() {
     tags.AdoptPictures(std::move(pictures));
     pictures_.clear();
     comments_.clear();
-    if (tags.Empty())
-        return;
-    IDTagSet set;
-    wav::ToTagSet(tags, set);
-    std::vector<uint8_t> block = set.Serialize();
-    if (block.size() <= UINT32_MAX)
-        tagBlock_ = std::move(block);
+    return tags;
 }
 
 uint32_t FlacDecoder::Close() noexcept {
@@ -114,7 +106,7 @@ uint32_t FlacDecoder::Close() noexcept {
     fileSize_ = readAt_ = deliveredBytes_ = decodedFrames_ = 0;
     std::vector<uint8_t>().swap(pcm_);
     handed_ = 0;
-    std::vector<uint8_t>().swap(tagBlock_);
+    ReleaseTags();
     comments_.clear();
     pictures_.clear();
     return file_.Close() ? 1 : 0;

@@ -29,7 +29,8 @@ class FlacDecoder final : public codec::DecoderFrame {
     // Whether damage lies in a last frame that the end of the file cut off.
     bool CutOff() const;
     String EndsEarly() const;
-    void MakeTagBlock();
+    // The comments and pictures read, moved out.
+    wav::WaveTags TakeTags();
     std::span<const codec::DecodedType> Types() const override;
 
     static FLAC__StreamDecoderReadStatus OnRead(const FLAC__StreamDecoder*, FLAC__byte buffer[],
@@ -69,7 +70,6 @@ class FlacDecoder final : public codec::DecoderFrame {
         std::vector<uint8_t> data;
     };
     std::vector<PictureBlock> pictures_;
-    std::vector<uint8_t> tagBlock_;
 };
 
 } // namespace wm::bundled

@@ -63,15 +63,7 @@ bool Mp3Decoder::OpenStream(DecodeOpenInfo& info) {
     mpg123_frameinfo frame{};
     if (mpg123_info(handle_, &frame) == MPG123_OK)
         info.bitRate = static_cast<uint32_t>(frame.bitrate) * 1000;
-    if (!tags.Empty()) {
-        IDTagSet set;
-        wav::ToTagSet(tags, set);
-        std::vector<uint8_t> block = set.Serialize();
-        if (block.size() <= UINT32_MAX)
-            tagBlock_ = std::move(block);
-    }
-    info.tagData = tagBlock_.empty() ? nullptr : tagBlock_.data();
-    info.tagSize = static_cast<uint32_t>(tagBlock_.size());
+    HandOutTags(tags, info);
     return true;
 }
 
@@ -178,7 +170,7 @@ uint32_t Mp3Decoder::Close() noexcept {
     audioStart_ = audioEnd_ = readAt_ = deliveredBytes_ = expectedBytes_ = 0;
     finished_ = false;
     std::vector<uint8_t>().swap(pcm_);
-    std::vector<uint8_t>().swap(tagBlock_);
+    ReleaseTags();
     return file_.Close() ? 1 : 0;
 }
 

@@ -51,7 +51,6 @@ class Mp3Decoder final : public codec::DecoderFrame {
     uint64_t deliveredBytes_ = 0;
     uint64_t expectedBytes_ = 0; // from LAME's info frame; 0 when unknown
     bool finished_ = false;
-    std::vector<uint8_t> tagBlock_;
 };
 
 } // namespace wm::bundled

@@ -47,26 +47,18 @@ bool OggDecoder::OpenStream(DecodeOpenInfo& info) {
     info.byteLength = stream_.samples * format_.blockAlign;
     info.msLength = stream_.samples * 1000 / stream_.rate;
     info.bitRate = stream_.bitRate;
-    if (!MakeTagBlock())
+    wav::WaveTags tags;
+    if (!ReadTags(tags))
         return false;
-    info.tagData = tagBlock_.empty() ? nullptr : tagBlock_.data();
-    info.tagSize = static_cast<uint32_t>(tagBlock_.size());
+    HandOutTags(tags, info);
     pcm_.resize(size_t{stream_.rate} * kBlockMs / 1000 * stream_.channels);
     return true;
 }
 
-bool OggDecoder::MakeTagBlock() {
-    wav::WaveTags tags;
+bool OggDecoder::ReadTags(wav::WaveTags& tags) {
     std::string why;
     if (!codec::ReadOggComments(stream_.comments, Codec(), tags, why))
         return error_.Failed(Widen(why));
-    if (tags.Empty())
-        return true;
-    IDTagSet set;
-    wav::ToTagSet(tags, set);
-    std::vector<uint8_t> block = set.Serialize();
-    if (block.size() <= UINT32_MAX)
-        tagBlock_ = std::move(block);
     return true;
 }
 
@@ -77,7 +69,7 @@ uint32_t OggDecoder::Close() noexcept {
     stream_ = Stream{};
     delivered_ = 0;
     std::vector<int16_t>().swap(pcm_);
-    std::vector<uint8_t>().swap(tagBlock_);
+    ReleaseTags();
     return input_.Close() ? 1 : 0;
 }
 

@@ -42,7 +42,7 @@ class OggDecoder : public codec::DecoderFrame {
 
   private:
     bool OpenStream(DecodeOpenInfo& info) override;
-    bool MakeTagBlock();
+    bool ReadTags(wav::WaveTags& tags);
     bool Fill();
     String At() const;
 
@@ -53,7 +53,6 @@ class OggDecoder : public codec::DecoderFrame {
     uint64_t delivered_ = 0; // frames handed out
     bool sought_ = false;    // after a seek the length check no longer applies
     bool finished_ = false;
-    std::vector<uint8_t> tagBlock_;
 };
 
 } // namespace wm::bundled
