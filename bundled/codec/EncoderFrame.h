@@ -4,7 +4,9 @@
 #pragma once
 
 #include "bundled/codec/PluginSupport.h"
+#include "bundled/wav/TagSetBridge.h"
 #include "bundled/wav/WaveFormatRules.h"
+#include "tags/IDTagSet.h"
 
 #include <sdk/wavemill_plugin.h>
 
@@ -64,6 +66,13 @@ class EncoderFrame {
         WmWaveFormat f = format;
         wav::WaveError why{};
         return wav::NormaliseWaveFormat(f, why) && wav::SameSampleLayout(f, format_);
+    }
+    // The tags the host hands over with the conversion (none when it hands none).
+    static wav::WaveTags SourceTags(const ConversionInfo& conversion) {
+        IDTagSet set;
+        if (conversion.tagData && conversion.tagSize)
+            set.Deserialize(conversion.tagData, conversion.tagSize);
+        return wav::FromTagSet(set);
     }
     // Releases all that Start made and clears begun_; called again on a released encoder too.
     virtual void Reset() = 0;

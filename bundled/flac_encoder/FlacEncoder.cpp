@@ -83,10 +83,7 @@ bool FlacEncoder::Configure(const WmWaveFormat& format) {
 }
 
 bool FlacEncoder::AddMetadata(const ConversionInfo& conversion) {
-    IDTagSet set;
-    if (conversion.tagData && conversion.tagSize)
-        set.Deserialize(conversion.tagData, conversion.tagSize);
-    const wav::WaveTags tags = wav::FromTagSet(set);
+    const wav::WaveTags tags = SourceTags(conversion);
 
     FLAC__StreamMetadata* comments = FLAC__metadata_object_new(FLAC__METADATA_TYPE_VORBIS_COMMENT);
     if (!comments)

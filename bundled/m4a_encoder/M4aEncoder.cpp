@@ -94,10 +94,7 @@ bool M4aEncoder::OpenMuxer(const ConversionInfo& conversion) {
         return error_.Failed(u"out of memory");
     audio_->time_base = encoder_->time_base;
     avcodec_parameters_from_context(audio_->codecpar, encoder_.get());
-    IDTagSet set;
-    if (conversion.tagData && conversion.tagSize)
-        set.Deserialize(conversion.tagData, conversion.tagSize);
-    const wav::WaveTags tags = wav::FromTagSet(set);
+    const wav::WaveTags tags = SourceTags(conversion);
     ffmpeg::WriteAvTags(tags, &muxer_->metadata, freeForm_);
     // The tool's own atom also keeps the tag list present for the free-form atoms.
     if (!av_dict_get(muxer_->metadata, "encoder", nullptr, 0))

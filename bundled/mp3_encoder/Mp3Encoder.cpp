@@ -101,10 +101,7 @@ bool Mp3Encoder::Start(const ConversionInfo& conversion) {
 }
 
 bool Mp3Encoder::WriteTag(const ConversionInfo& conversion) {
-    IDTagSet set;
-    if (conversion.tagData && conversion.tagSize)
-        set.Deserialize(conversion.tagData, conversion.tagSize);
-    const wav::Bytes tag = wav::BuildId3Tag(wav::FromTagSet(set), 3);
+    const wav::Bytes tag = wav::BuildId3Tag(SourceTags(conversion), 3);
     if (!tag.empty() && !out_.Write(tag.data(), tag.size()))
         return error_.Failed(u"writing the output file failed");
     audioAt_ = out_.Tell();

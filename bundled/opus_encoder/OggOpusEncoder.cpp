@@ -90,10 +90,8 @@ bool OggOpusEncoder::MakeComments(const ConversionInfo& conversion) {
     comments_ = ope_comments_create();
     if (!comments_)
         return error_.Failed(u"out of memory");
-    IDTagSet set;
-    if (conversion.tagData && conversion.tagSize)
-        set.Deserialize(conversion.tagData, conversion.tagSize);
-    for (const std::string& c : codec::MakeOggComments(wav::FromTagSet(set), codec::OggCodec::Opus))
+    for (const std::string& c :
+         codec::MakeOggComments(SourceTags(conversion), codec::OggCodec::Opus))
         if (ope_comments_add_string(comments_, c.c_str()) != OPE_OK)
             return error_.Failed(u"out of memory");
     return true;

@@ -78,11 +78,8 @@ bool OggVorbisEncoder::Setup() {
 }
 
 bool OggVorbisEncoder::WriteHeaders(const ConversionInfo& conversion) {
-    IDTagSet set;
-    if (conversion.tagData && conversion.tagSize)
-        set.Deserialize(conversion.tagData, conversion.tagSize);
     for (const std::string& c :
-         codec::MakeOggComments(wav::FromTagSet(set), codec::OggCodec::Vorbis))
+         codec::MakeOggComments(SourceTags(conversion), codec::OggCodec::Vorbis))
         vorbis_comment_add(&comment_, c.c_str());
     if (vorbis_analysis_init(&dsp_, &info_) != 0 || vorbis_block_init(&dsp_, &block_) != 0)
         return error_.Failed(u"libvorbis could not start");
