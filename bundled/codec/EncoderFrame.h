@@ -74,6 +74,16 @@ class EncoderFrame {
             set.Deserialize(conversion.tagData, conversion.tagSize);
         return wav::FromTagSet(set);
     }
+    // The last steps of every End: the output closed ("disk full" the reason when the disk ran
+    // out, the plainest one) and all released; the result End returns.
+    template <class Output> uint32_t CloseAndReset(bool ok, Output& out) {
+        if (!out.Close() && ok)
+            ok = error_.Failed(u"writing the output file failed");
+        if (!ok && out.DiskFull())
+            error_.Fail(u"disk full");
+        Reset();
+        return ok ? 1 : 0;
+    }
     // Releases all that Start made and clears begun_; called again on a released encoder too.
     virtual void Reset() = 0;
 

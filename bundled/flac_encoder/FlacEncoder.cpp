@@ -164,12 +164,7 @@ uint32_t FlacEncoder::End() noexcept {
     } catch (const std::bad_alloc&) {
         ok = error_.Fail(u"out of memory");
     }
-    if (!out_.Close() && ok)
-        ok = error_.Fail(u"writing the output file failed");
-    if (!ok && out_.DiskFull())
-        error_.Fail(u"disk full"); // the plainest of the reasons the file could not be written
-    Reset();
-    return ok ? 1 : 0;
+    return CloseAndReset(ok, out_);
 }
 
 bool FlacEncoder::WriteSeekTable() {

@@ -176,12 +176,7 @@ uint32_t Mp3Encoder::End() noexcept {
                              u" Hz an MPEG frame is too small to hold it, so players cannot "
                              u"remove the encoder delay (a higher -b keeps playback gapless)");
     }
-    if (!out_.Close() && ok)
-        ok = error_.Fail(u"writing the output file failed");
-    if (!ok && out_.DiskFull())
-        error_.Fail(u"disk full"); // the plainest of the reasons the file could not be written
-    Reset();
-    return ok ? 1 : 0;
+    return CloseAndReset(ok, out_);
 }
 
 void Mp3Encoder::Reset() {

@@ -159,12 +159,7 @@ uint32_t OggOpusEncoder::End() noexcept {
     const int status = ope_encoder_drain(encoder_);
     bool ok = status == OPE_OK ||
               error_.Fail(u"libopusenc could not finish: " + Widen(ope_strerror(status)));
-    if (!out_.Close() && ok)
-        ok = error_.Fail(u"writing the output file failed");
-    if (!ok && out_.DiskFull())
-        error_.Fail(u"disk full"); // the plainest of the reasons the file could not be written
-    Reset();
-    return ok ? 1 : 0;
+    return CloseAndReset(ok, out_);
 }
 
 void OggOpusEncoder::Reset() {

@@ -150,12 +150,7 @@ uint32_t OggVorbisEncoder::End() noexcept {
     ogg_page page;
     while (ok && ogg_stream_flush(&stream_, &page))
         ok = WritePage(page);
-    if (!out_.Close() && ok)
-        ok = error_.Fail(u"writing the output file failed");
-    if (!ok && out_.DiskFull())
-        error_.Fail(u"disk full"); // the plainest of the reasons the file could not be written
-    Reset();
-    return ok ? 1 : 0;
+    return CloseAndReset(ok, out_);
 }
 
 void OggVorbisEncoder::Reset() {
