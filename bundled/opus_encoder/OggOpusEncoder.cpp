@@ -90,8 +90,12 @@ bool OggOpusEncoder::MakeComments(const ConversionInfo& conversion) {
     comments_ = ope_comments_create();
     if (!comments_)
         return error_.Failed(u"out of memory");
-    for (const std::string& c :
-         codec::MakeOggComments(SourceTags(conversion), codec::OggCodec::Opus))
+    // Not SourceTags: with it, libopusenc 0.2.1 asserts in ope_encoder_drain in plugin-check's
+    // run (enc->streams not ended), so the drain depends on memory layout; cause not yet found.
+    IDTagSet set;
+    if (conversion.tagData && conversion.tagSize)
+        set.Deserialize(conversion.tagData, conversion.tagSize);
+    for (const std::string& c : codec::MakeOggComments(wav::FromTagSet(set), codec::OggCodec::Opus))
         if (ope_comments_add_string(comments_, c.c_str()) != OPE_OK)
             return error_.Failed(u"out of memory");
     return true;
