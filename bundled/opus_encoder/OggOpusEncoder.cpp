@@ -90,12 +90,8 @@ bool OggOpusEncoder::MakeComments(const ConversionInfo& conversion) {
     comments_ = ope_comments_create();
     if (!comments_)
         return error_.Failed(u"out of memory");
-    // Not SourceTags: with it, libopusenc 0.2.1 asserts in ope_encoder_drain in plugin-check's
-    // run (enc->streams not ended), so the drain depends on memory layout; cause not yet found.
-    IDTagSet set;
-    if (conversion.tagData && conversion.tagSize)
-        set.Deserialize(conversion.tagData, conversion.tagSize);
-    for (const std::string& c : codec::MakeOggComments(wav::FromTagSet(set), codec::OggCodec::Opus))
+    for (const std::string& c :
+         codec::MakeOggComments(SourceTags(conversion), codec::OggCodec::Opus))
         if (ope_comments_add_string(comments_, c.c_str()) != OPE_OK)
             return error_.Failed(u"out of memory");
     return true;
@@ -160,7 +156,12 @@ bool OggOpusEncoder::EncodeFrames(const uint8_t* data, size_t frames) {
 uint32_t OggOpusEncoder::End() noexcept {
     if (!begun_)
         return error_.Fail(u"the encoder has not begun");
-    const int status = ope_encoder_drain(encoder_);
+    // libopusenc sets a stream's end only when audio is written and drains up to it, so a run
+    // that ends with none (an empty source, a failed run) writes an empty block first.
+    const float none = 0;
+    int status = ope_encoder_write_float(encoder_, &none, 0);
+    if (status == OPE_OK)
+        status = ope_encoder_drain(encoder_);
     bool ok = status == OPE_OK ||
               error_.Fail(u"libopusenc could not finish: " + Widen(ope_strerror(status)));
     return CloseAndReset(ok, out_);
