@@ -1,6 +1,7 @@
 #include "bundled/opus_encoder/OggOpusEncoder.h"
 
 #include "bundled/codec/OggComments.h"
+#include "bundled/codec/OptionNumber.h"
 #include "bundled/wav/TagSetBridge.h"
 #include "bundled/wav/WaveFormatRules.h"
 #include "tags/IDTagSet.h"
@@ -33,14 +34,6 @@ int FrameDurationCode(double ms) {
            : ms == 40 ? OPUS_FRAMESIZE_40_MS
            : ms == 60 ? OPUS_FRAMESIZE_60_MS
                       : OPUS_FRAMESIZE_20_MS;
-}
-
-String Decimal(double v) {
-    std::string s = std::to_string(v);
-    s.erase(s.find_last_not_of('0') + 1);
-    if (s.back() == '.')
-        s.pop_back();
-    return Widen(s);
 }
 
 } // namespace
@@ -101,9 +94,9 @@ bool OggOpusEncoder::MakeComments(const ConversionInfo& conversion) {
 bool OggOpusEncoder::Configure(uint16_t lsbDepth) {
     const double maxKbps = 256.0 * format_.channels;
     if (options_.bitrateKbps != 0 && (options_.bitrateKbps < 6 || options_.bitrateKbps > maxKbps))
-        return error_.Failed(u"the bit rate " + Decimal(options_.bitrateKbps) +
-                             u" kbps is out of range: 6 to " + Decimal(maxKbps) + u" kbps for " +
-                             Decimal(format_.channels) + u" channels");
+        return error_.Failed(u"the bit rate " + codec::DecimalText(options_.bitrateKbps) +
+                             u" kbps is out of range: 6 to " + codec::DecimalText(maxKbps) +
+                             u" kbps for " + codec::DecimalText(format_.channels) + u" channels");
     const int bitrate = options_.bitrateKbps != 0
                             ? static_cast<int>(std::lround(options_.bitrateKbps * 1000))
                             : DefaultBitrate();

@@ -1,6 +1,7 @@
 #include "bundled/vorbis_encoder/OggVorbisEncoder.h"
 
 #include "bundled/codec/OggComments.h"
+#include "bundled/codec/OptionNumber.h"
 #include "bundled/wav/TagSetBridge.h"
 #include "bundled/wav/WaveFormatRules.h"
 #include "tags/IDTagSet.h"
@@ -20,14 +21,6 @@ constexpr const char16_t* kHelp = u"-q <-1..10>        quality, fractions allowe
 
 // A block is handed to libvorbis in slices of this many frames.
 constexpr size_t kSliceFrames = 4096;
-
-String Decimal(double v) {
-    std::string s = std::to_string(v);
-    s.erase(s.find_last_not_of('0') + 1);
-    if (s.back() == '.')
-        s.pop_back();
-    return Widen(s);
-}
 
 } // namespace
 
@@ -69,12 +62,13 @@ bool OggVorbisEncoder::Setup() {
         status = vorbis_encode_setup_init(&info_);
     if (status == 0)
         return true;
-    const String setting = options_.bitrateKbps != 0
-                               ? u"the bit rate " + Decimal(options_.bitrateKbps) + u" kbps"
-                               : u"quality " + Decimal(options_.quality);
+    const String setting =
+        options_.bitrateKbps != 0
+            ? u"the bit rate " + codec::DecimalText(options_.bitrateKbps) + u" kbps"
+            : u"quality " + codec::DecimalText(options_.quality);
     return error_.Failed(u"libvorbis has no setting for " + setting + u" at " +
-                         Decimal(format_.samplesPerSec) + u" Hz with " + Decimal(format_.channels) +
-                         u" channels");
+                         codec::DecimalText(format_.samplesPerSec) + u" Hz with " +
+                         codec::DecimalText(format_.channels) + u" channels");
 }
 
 bool OggVorbisEncoder::WriteHeaders(const ConversionInfo& conversion) {
