@@ -19,8 +19,8 @@ quietly "$root/scripts/install-deps.sh"
 [ -f "$root/dist/WavemillBatch.exe" ] ||
     (cd "$root" && quietly cmake --preset windows && quietly cmake --build --preset windows &&
         quietly cmake --install build/windows --strip)
-export WINEPREFIX=$out/wineprefix WINEDEBUG=-all WINEDLLOVERRIDES=mscoree,mshtml=
-unset DISPLAY
+. "$root/tests/wine_env.sh"
+use_wine_prefix "$out/wineprefix"
 quietly "$root/tests/wine_prefix.sh" up "$WINEPREFIX"
 trap 'wineserver -k >/dev/null 2>&1 || true' EXIT
 cd "$out"

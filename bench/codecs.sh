@@ -21,8 +21,8 @@ quietly "$root/scripts/install-deps.sh"
 if [ ! -f "$root/dist/encoder/FLAC.dll" ]; then
     (cd "$root" && quietly cmake --preset windows && quietly cmake --build --preset windows)
 fi
-export WINEPREFIX=$out/wineprefix WINEDEBUG=-all WINEDLLOVERRIDES=mscoree,mshtml=
-unset DISPLAY
+. "$root/tests/wine_env.sh"
+use_wine_prefix "$out/wineprefix"
 quietly "$root/tests/wine_prefix.sh" up "$WINEPREFIX"
 trap 'wineserver -k >/dev/null 2>&1 || true; rm -f "$out"/*.codec.*' EXIT
 cd "$out"

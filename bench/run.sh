@@ -31,8 +31,8 @@ for name in empty peakmem; do
 done
 
 # --- Wine: a private prefix with its server kept up, so that every start is warm -----------------
-export WINEPREFIX=$out/wineprefix WINEDEBUG=-all WINEDLLOVERRIDES=mscoree,mshtml=
-unset DISPLAY
+. "$root/tests/wine_env.sh"
+use_wine_prefix "$out/wineprefix"
 settings='HKCU\Software\Brightfold\Tonewerk'
 no_precache() { # on|off
     if [ "$1" = on ]; then

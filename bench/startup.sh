@@ -27,8 +27,8 @@ if [ ! "$out/empty.exe" -nt "$bench/empty.c" ]; then
         -DUNICODE -D_WIN32_WINNT=0x0601 -o "$out/empty.exe" "$bench/empty.c"
 fi
 
-export WINEPREFIX=$out/wineprefix WINEDEBUG=-all WINEDLLOVERRIDES=mscoree,mshtml=
-unset DISPLAY
+. "$root/tests/wine_env.sh"
+use_wine_prefix "$out/wineprefix"
 quietly "$root/tests/wine_prefix.sh" up "$WINEPREFIX"
 trap 'wineserver -k >/dev/null 2>&1 || true' EXIT
 

@@ -4,6 +4,7 @@
 // an effect the user meant and should hear about rather than lose.
 #pragma once
 
+#include "text/OptionStore.h"
 #include "text/String.h"
 
 namespace wm {
@@ -19,6 +20,24 @@ inline bool IsHostOptionForEveryEncoder(StringView name) {
 // For an encoder's option loop: true when `name` is one of the host's own, with `refusal` set for
 // a -dspeffectN ("-dspeffect2: not an encoder option: ...") and left empty for a harmless one.
 bool TakeHostOption(StringView name, String& refusal);
+
+// An encoder's option loop: the host's options taken (a refusal ends it, in `error`), each of
+// the encoder's own handed to `take(name, value)`, which returns false, `error` set, to end it.
+template <class Take> bool ForEachEncoderOption(StringView commandLine, String& error, Take take) {
+    OptionStore store;
+    store.Fill(commandLine);
+    for (size_t i = 0; i < store.Count(); ++i) {
+        const String& name = store.NameAt(i);
+        if (String refusal; TakeHostOption(name, refusal)) {
+            if (!refusal.empty())
+                return error = refusal, false;
+            continue;
+        }
+        if (!take(name, store.ValueAt(i)))
+            return false;
+    }
+    return true;
+}
 
 // Why a -dspeffectN reached the encoder.
 inline constexpr const char16_t* kEffectOptionReason =

@@ -10,7 +10,8 @@ demo=build/demo
 mkdir -p $demo
 # Wine builds the UTF-16 command line through the locale: UTF-8 keeps non-ASCII tags whole.
 export LC_ALL=C.UTF-8
-export WINEPREFIX="$PWD/build/windows/wineprefix" WINEDEBUG=-all WINEDLLOVERRIDES=mscoree,mshtml=
+. tests/wine_env.sh
+use_wine_prefix "$PWD/build/windows/wineprefix"
 tests/wine_prefix.sh up "$WINEPREFIX"
 wm() { wine dist/Wavemill.exe "$@" </dev/null | iconv -f UTF-16LE -t UTF-8; }
 

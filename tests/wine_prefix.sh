@@ -2,10 +2,8 @@
 # Private Wine prefix for the test suite: made once per build tree, then reused.
 set -e
 action=$1
-export WINEPREFIX=$2
-export WINEDEBUG=-all
-export WINEDLLOVERRIDES=mscoree,mshtml=
-unset DISPLAY
+. "$(dirname "$0")/wine_env.sh"
+use_wine_prefix "$2"
 case "$action" in
 up)
     if [ ! -f "$WINEPREFIX/system.reg" ]; then

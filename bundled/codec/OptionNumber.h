@@ -1,4 +1,5 @@
-// A decimal option value ("128", "-1", "4.5") within a range, for the encoders' own options.
+// A decimal option value ("128", "-1", "4.5") within a range, for the encoders' own options,
+// and a value written back the same way in a refusal.
 #pragma once
 
 #include "text/String.h"
@@ -26,6 +27,15 @@ inline bool ReadNumber(StringView text, double low, double high, double& out) {
         return false;
     out = v;
     return true;
+}
+
+// Shortest decimal form of `v` (no trailing zeros): "96", "2.5".
+inline String DecimalText(double v) {
+    std::string s = std::to_string(v);
+    s.erase(s.find_last_not_of('0') + 1);
+    if (s.back() == '.')
+        s.pop_back();
+    return Widen(s);
 }
 
 } // namespace wm::codec

@@ -18,13 +18,8 @@ namespace {
 // About half a second a block at the highest common rate.
 constexpr size_t kBlockFrames = 24000;
 
-struct Extension {
-    const char16_t* extension;
-    const char16_t* description;
-};
-
 // What the configured demuxers read; the types other bundled decoders serve are not claimed.
-const Extension kExtensions[] = {
+constexpr codec::DecodedType kTypes[] = {
     {u".m4a", u"MPEG-4 Audio (AAC, ALAC)"},
     {u".m4b", u"MPEG-4 Audio Book"},
     {u".mp4", u"MPEG-4"},
@@ -69,30 +64,8 @@ uint64_t ITunesLength(const AVDictionary* metadata) {
 
 } // namespace
 
-uint32_t FfmpegDecoder::Get(const WmChar* name, PluginValue* value) noexcept {
-    uint32_t result = 0;
-    if (error_.Answer(name, value, result))
-        return result;
-    if (!value || !codec::Is(name, WM_VALUE_DECODES) || value->value1 >= std::size(kExtensions))
-        return 0;
-    value->pointer1 = const_cast<char16_t*>(kExtensions[value->value1].extension);
-    value->pointer2 = const_cast<char16_t*>(kExtensions[value->value1].description);
-    return 1;
-}
-
-uint32_t FfmpegDecoder::Set(const WmChar* name, PluginValue*) noexcept {
-    return codec::Is(name, WM_VALUE_BATCH_ID) ? 1 : 0;
-}
-
-uint32_t FfmpegDecoder::Open(DecodeOpenInfo* info) noexcept {
-    return codec::GuardedStart(
-        error_,
-        [&] {
-            if (!info || !info->path)
-                return error_.Failed(u"no input file was given");
-            return OpenStream(*info);
-        },
-        [&] { Close(); });
+std::span<const codec::DecodedType> FfmpegDecoder::Types() const {
+    return kTypes;
 }
 
 bool FfmpegDecoder::OpenStream(DecodeOpenInfo& info) {
@@ -192,15 +165,7 @@ void FfmpegDecoder::DescribeSource(DecodeOpenInfo& info) {
     info.bitRate = rate > 0 && rate <= INT32_MAX ? static_cast<uint32_t>(rate) : 0;
     wav::WaveTags tags;
     ffmpeg::ReadAvTags(*format_, stream_, tags);
-    if (!tags.Empty()) {
-        IDTagSet set;
-        wav::ToTagSet(tags, set);
-        std::vector<uint8_t> block = set.Serialize();
-        if (block.size() <= UINT32_MAX)
-            tagBlock_ = std::move(block);
-    }
-    info.tagData = tagBlock_.empty() ? nullptr : tagBlock_.data();
-    info.tagSize = static_cast<uint32_t>(tagBlock_.size());
+    HandOutTags(tags, info);
 }
 
 bool FfmpegDecoder::NextFrame() {
@@ -291,7 +256,7 @@ uint32_t FfmpegDecoder::Close() noexcept {
     exactFrames_ = takenFrames_ = deliveredBytes_ = 0;
     handed_ = 0;
     std::vector<uint8_t>().swap(pcm_);
-    std::vector<uint8_t>().swap(tagBlock_);
+    ReleaseTags();
     return 1;
 }
 

@@ -4,7 +4,7 @@
 // encoder delay skipped, the padding at the end cut by iTunSMPB or the edit list's length).
 #pragma once
 
-#include "bundled/codec/PluginSupport.h"
+#include "bundled/codec/DecoderFrame.h"
 #include "bundled/ffmpeg/FfmpegSupport.h"
 #include "bundled/ffmpeg_decoder/FormatFollower.h"
 #include "bundled/ffmpeg_decoder/SampleOutput.h"
@@ -15,23 +15,18 @@
 
 namespace wm::bundled {
 
-class FfmpegDecoder {
+class FfmpegDecoder final : public codec::DecoderFrame {
   public:
-    FfmpegDecoder() = default;
-    FfmpegDecoder(const FfmpegDecoder&) = delete;
-    FfmpegDecoder& operator=(const FfmpegDecoder&) = delete;
-    ~FfmpegDecoder() { Close(); }
+    ~FfmpegDecoder() override { Close(); }
 
-    uint32_t Get(const WmChar* name, PluginValue* value) noexcept;
-    uint32_t Set(const WmChar* name, PluginValue* value) noexcept;
-    uint32_t Open(DecodeOpenInfo* info) noexcept;
-    uint32_t Close() noexcept;
+    uint32_t Close() noexcept override;
     uint32_t DecodeBlock(AudioBlockInfo* block) noexcept;
     // Moves the next block to `ms` milliseconds from the start.
     uint32_t SetPosition(uint64_t ms) noexcept;
 
   private:
-    bool OpenStream(DecodeOpenInfo& info);
+    std::span<const codec::DecodedType> Types() const override;
+    bool OpenStream(DecodeOpenInfo& info) override;
     bool OpenCodec();
     bool ChooseOutput();
     void FindExactLength();
@@ -44,7 +39,6 @@ class FfmpegDecoder {
     bool TakeFrame(const AVFrame& frame);
     bool Fill(size_t wanted);
 
-    codec::LastError error_;
     AVFormatContext* format_ = nullptr;
     ffmpeg::CodecContext codec_;
     ffmpeg::Packet packet_;
@@ -62,7 +56,6 @@ class FfmpegDecoder {
     size_t handed_ = 0;
     uint64_t deliveredBytes_ = 0;
     bool finished_ = false;
-    std::vector<uint8_t> tagBlock_;
 };
 
 } // namespace wm::bundled

@@ -17,8 +17,8 @@ namespace {
 // Half a second a block keeps the host's loop responsive; one frame may overshoot it.
 constexpr uint32_t kBlockMs = 500;
 
-const char16_t* const kExtensions[] = {u".flac", u".fla"};
-const char16_t* const kDescription = u"FLAC Lossless Audio";
+constexpr codec::DecodedType kTypes[] = {{u".flac", u"FLAC Lossless Audio"},
+                                         {u".fla", u"FLAC Lossless Audio"}};
 
 FlacDecoder* Self(void* client) {
     return static_cast<FlacDecoder*>(client);
@@ -39,30 +39,8 @@ String ErrorName(FLAC__StreamDecoderErrorStatus status) {
 
 } // namespace
 
-uint32_t FlacDecoder::Get(const WmChar* name, PluginValue* value) noexcept {
-    uint32_t result = 0;
-    if (error_.Answer(name, value, result))
-        return result;
-    if (!value || !codec::Is(name, WM_VALUE_DECODES) || value->value1 >= std::size(kExtensions))
-        return 0;
-    value->pointer1 = const_cast<char16_t*>(kExtensions[value->value1]);
-    value->pointer2 = const_cast<char16_t*>(kDescription);
-    return 1;
-}
-
-uint32_t FlacDecoder::Set(const WmChar* name, PluginValue*) noexcept {
-    return codec::Is(name, WM_VALUE_BATCH_ID) ? 1 : 0;
-}
-
-uint32_t FlacDecoder::Open(DecodeOpenInfo* info) noexcept {
-    return codec::GuardedStart(
-        error_,
-        [&] {
-            if (!info || !info->path)
-                return error_.Failed(u"no input file was given");
-            return OpenStream(*info);
-        },
-        [&] { Close(); });
+std::span<const codec::DecodedType> FlacDecoder::Types() const {
+    return kTypes;
 }
 
 bool FlacDecoder::OpenStream(DecodeOpenInfo& info) {
@@ -98,13 +76,11 @@ bool FlacDecoder::OpenStream(DecodeOpenInfo& info) {
     info.bitRate = info.msLength ? static_cast<uint32_t>(std::min<uint64_t>(
                                        fileSize_ * 8000 / info.msLength, UINT32_MAX))
                                  : 0;
-    MakeTagBlock();
-    info.tagData = tagBlock_.empty() ? nullptr : tagBlock_.data();
-    info.tagSize = static_cast<uint32_t>(tagBlock_.size());
+    HandOutTags(TakeTags(), info);
     return true;
 }
 
-void FlacDecoder::MakeTagBlock() {
+wav::WaveTags FlacDecoder::TakeTags() {
     std::vector<std::string_view> comments(comments_.begin(), comments_.end());
     wav::WaveTags tags;
     codec::ReadVorbisComments(comments, tags);
@@ -119,13 +95,7 @@ void FlacDecoder::MakeTagBlock() {
     tags.AdoptPictures(std::move(pictures));
     pictures_.clear();
     comments_.clear();
-    if (tags.Empty())
-        return;
-    IDTagSet set;
-    wav::ToTagSet(tags, set);
-    std::vector<uint8_t> block = set.Serialize();
-    if (block.size() <= UINT32_MAX)
-        tagBlock_ = std::move(block);
+    return tags;
 }
 
 uint32_t FlacDecoder::Close() noexcept {
@@ -136,7 +106,7 @@ uint32_t FlacDecoder::Close() noexcept {
     fileSize_ = readAt_ = deliveredBytes_ = decodedFrames_ = 0;
     std::vector<uint8_t>().swap(pcm_);
     handed_ = 0;
-    std::vector<uint8_t>().swap(tagBlock_);
+    ReleaseTags();
     comments_.clear();
     pictures_.clear();
     return file_.Close() ? 1 : 0;

@@ -2,8 +2,8 @@
 // blocks of about half a second, its Vorbis comments and pictures as the source's tags.
 #pragma once
 
+#include "bundled/codec/DecoderFrame.h"
 #include "bundled/codec/PcmConvert.h"
-#include "bundled/codec/PluginSupport.h"
 #include "bundled/win/BufferedReader.h"
 
 #include <FLAC/stream_decoder.h>
@@ -13,29 +13,25 @@
 
 namespace wm::bundled {
 
-class FlacDecoder {
+class FlacDecoder final : public codec::DecoderFrame {
   public:
-    FlacDecoder() = default;
-    FlacDecoder(const FlacDecoder&) = delete;
-    FlacDecoder& operator=(const FlacDecoder&) = delete;
-    ~FlacDecoder() { Close(); }
+    ~FlacDecoder() override { Close(); }
 
-    uint32_t Get(const WmChar* name, PluginValue* value) noexcept;
-    uint32_t Set(const WmChar* name, PluginValue* value) noexcept;
-    uint32_t Open(DecodeOpenInfo* info) noexcept;
-    uint32_t Close() noexcept;
+    uint32_t Close() noexcept override;
     uint32_t DecodeBlock(AudioBlockInfo* block) noexcept;
     // Moves the next block to `ms` milliseconds from the start.
     uint32_t SetPosition(uint64_t ms) noexcept;
 
   private:
-    bool OpenStream(DecodeOpenInfo& info);
+    bool OpenStream(DecodeOpenInfo& info) override;
     bool FillBlock(size_t wanted);
     bool FinishStream();
     // Whether damage lies in a last frame that the end of the file cut off.
     bool CutOff() const;
     String EndsEarly() const;
-    void MakeTagBlock();
+    // The comments and pictures read, moved out.
+    wav::WaveTags TakeTags();
+    std::span<const codec::DecodedType> Types() const override;
 
     static FLAC__StreamDecoderReadStatus OnRead(const FLAC__StreamDecoder*, FLAC__byte buffer[],
                                                 size_t* bytes, void* self);
@@ -51,7 +47,6 @@ class FlacDecoder {
     static void OnMetadata(const FLAC__StreamDecoder*, const FLAC__StreamMetadata*, void* self);
     static void OnError(const FLAC__StreamDecoder*, FLAC__StreamDecoderErrorStatus, void* self);
 
-    codec::LastError error_;
     BufferedReader file_;
     uint64_t fileSize_ = 0;
     uint64_t readAt_ = 0;
@@ -75,7 +70,6 @@ class FlacDecoder {
         std::vector<uint8_t> data;
     };
     std::vector<PictureBlock> pictures_;
-    std::vector<uint8_t> tagBlock_;
 };
 
 } // namespace wm::bundled

@@ -43,25 +43,7 @@ String Decimal(uint64_t v) {
 
 } // namespace
 
-uint32_t FlacEncoder::Get(const WmChar* name, PluginValue* value) noexcept {
-    return codec::AnswerEncoderValue(error_, name, value, u".flac", kHelp);
-}
-
-uint32_t FlacEncoder::Set(const WmChar* name, PluginValue*) noexcept {
-    return codec::Is(name, WM_VALUE_BATCH_ID) ? 1 : 0;
-}
-
-uint32_t FlacEncoder::Begin(const ConversionInfo* conversion) noexcept {
-    begun_ = codec::GuardedStart(
-                 error_,
-                 [&] {
-                     if (!conversion || !conversion->outputPath || !conversion->sourceFormat)
-                         return error_.Failed(u"no output file or source format was given");
-                     return Start(*conversion);
-                 },
-                 [&] { Reset(); }) != 0;
-    return begun_ ? 1 : 0;
-}
+FlacEncoder::FlacEncoder() : codec::EncoderFrame(u".flac", kHelp) {}
 
 bool FlacEncoder::Start(const ConversionInfo& conversion) {
     String why;
@@ -101,10 +83,7 @@ bool FlacEncoder::Configure(const WmWaveFormat& format) {
 }
 
 bool FlacEncoder::AddMetadata(const ConversionInfo& conversion) {
-    IDTagSet set;
-    if (conversion.tagData && conversion.tagSize)
-        set.Deserialize(conversion.tagData, conversion.tagSize);
-    const wav::WaveTags tags = wav::FromTagSet(set);
+    const wav::WaveTags tags = SourceTags(conversion);
 
     FLAC__StreamMetadata* comments = FLAC__metadata_object_new(FLAC__METADATA_TYPE_VORBIS_COMMENT);
     if (!comments)
@@ -158,28 +137,20 @@ bool FlacEncoder::AddPicture(const wav::Picture& pic) {
                                                   static_cast<FLAC__uint32>(pic.data.size()), true);
 }
 
-uint32_t FlacEncoder::Encode(const AudioBlockInfo* block) noexcept {
-    if (!begun_ || !block)
-        return error_.Fail(u"the encoder has not begun");
-    if (block->length == 0)
-        return 1;
+bool FlacEncoder::SameFormat(const WmWaveFormat& format) const {
     codec::PcmLayout layout;
-    if (!block->data || !codec::PcmLayoutOf(block->format, layout) ||
-        layout.channels != layout_.channels || layout.containerBytes != layout_.containerBytes ||
-        block->format.samplesPerSec != format_.samplesPerSec)
-        return error_.Fail(u"a block of audio changes format midway");
-    const size_t frameBytes = size_t{layout.channels} * layout.containerBytes;
-    const size_t frames = block->length / frameBytes;
-    try {
-        samples_.resize(frames * layout.channels);
-    } catch (const std::bad_alloc&) {
-        return error_.Fail(u"out of memory");
-    }
-    codec::UnpackPcm(static_cast<const uint8_t*>(block->data), frames, layout_, samples_.data());
+    return codec::PcmLayoutOf(format, layout) && layout.channels == layout_.channels &&
+           layout.containerBytes == layout_.containerBytes &&
+           format.samplesPerSec == format_.samplesPerSec;
+}
+
+bool FlacEncoder::EncodeFrames(const uint8_t* data, size_t frames) {
+    samples_.resize(frames * layout_.channels);
+    codec::UnpackPcm(data, frames, layout_, samples_.data());
     if (!FLAC__stream_encoder_process_interleaved(encoder_, samples_.data(),
                                                   static_cast<uint32_t>(frames)))
-        return error_.Fail(u"libFLAC failed: " + EncoderState());
-    return 1;
+        return error_.Failed(u"libFLAC failed: " + EncoderState());
+    return true;
 }
 
 uint32_t FlacEncoder::End() noexcept {
@@ -193,12 +164,7 @@ uint32_t FlacEncoder::End() noexcept {
     } catch (const std::bad_alloc&) {
         ok = error_.Fail(u"out of memory");
     }
-    if (!out_.Close() && ok)
-        ok = error_.Fail(u"writing the output file failed");
-    if (!ok && out_.DiskFull())
-        error_.Fail(u"disk full"); // the plainest of the reasons the file could not be written
-    Reset();
-    return ok ? 1 : 0;
+    return CloseAndReset(ok, out_);
 }
 
 bool FlacEncoder::WriteSeekTable() {

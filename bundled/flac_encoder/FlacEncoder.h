@@ -3,8 +3,8 @@
 // table in a block kept for it ahead of the padding.
 #pragma once
 
+#include "bundled/codec/EncoderFrame.h"
 #include "bundled/codec/PcmConvert.h"
-#include "bundled/codec/PluginSupport.h"
 #include "bundled/codec/SeekPoints.h"
 #include "bundled/flac_encoder/FlacOptions.h"
 #include "bundled/wav/WaveTags.h"
@@ -17,28 +17,24 @@
 
 namespace wm::bundled {
 
-class FlacEncoder {
+class FlacEncoder final : public codec::EncoderFrame {
   public:
-    FlacEncoder() = default;
-    FlacEncoder(const FlacEncoder&) = delete;
-    FlacEncoder& operator=(const FlacEncoder&) = delete;
-    ~FlacEncoder() { Reset(); }
+    FlacEncoder();
+    ~FlacEncoder() override { Reset(); }
 
-    uint32_t Get(const WmChar* name, PluginValue* value) noexcept;
-    uint32_t Set(const WmChar* name, PluginValue* value) noexcept;
-    uint32_t Begin(const ConversionInfo* conversion) noexcept;
-    uint32_t Encode(const AudioBlockInfo* block) noexcept;
     uint32_t End() noexcept;
 
   private:
-    bool Start(const ConversionInfo& conversion);
+    bool Start(const ConversionInfo& conversion) override;
     bool Configure(const WmWaveFormat& format);
+    bool SameFormat(const WmWaveFormat& format) const override;
+    bool EncodeFrames(const uint8_t* data, size_t frames) override;
     bool AddMetadata(const ConversionInfo& conversion);
     // False only when memory runs out; a picture too large for a block is left out.
     bool AddPicture(const wav::Picture& picture);
     bool WriteSeekTable();
     String EncoderState() const;
-    void Reset();
+    void Reset() override;
 
     static FLAC__StreamEncoderWriteStatus OnWrite(const FLAC__StreamEncoder*,
                                                   const FLAC__byte buffer[], size_t bytes,
@@ -48,19 +44,16 @@ class FlacEncoder {
     static FLAC__StreamEncoderTellStatus OnTell(const FLAC__StreamEncoder*, FLAC__uint64* offset,
                                                 void* self);
 
-    codec::LastError error_;
     FlacOptions options_;
     FLAC__StreamEncoder* encoder_ = nullptr;
     std::vector<FLAC__StreamMetadata*> metadata_;
     BufferedWriter out_;
     codec::PcmLayout layout_;
-    WmWaveFormat format_{};
     std::vector<int32_t> samples_;
     codec::SeekPoints seekPoints_;
     uint32_t reserved_ = 0; // length of the padding block kept for the seek table and padding
     uint64_t firstFrameAt_ = 0;
     uint64_t metadataEnd_ = 0;
-    bool begun_ = false;
 };
 
 } // namespace wm::bundled

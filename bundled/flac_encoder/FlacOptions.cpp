@@ -1,7 +1,6 @@
 #include "bundled/flac_encoder/FlacOptions.h"
 
 #include "contract/EncoderOptions.h"
-#include "text/OptionStore.h"
 
 #include <string>
 
@@ -28,16 +27,7 @@ bool Number(const String& text, uint32_t low, uint32_t high, uint32_t& out) {
 } // namespace
 
 bool ParseFlacOptions(StringView commandLine, FlacOptions& o, String& error) {
-    OptionStore store;
-    store.Fill(commandLine);
-    for (size_t i = 0; i < store.Count(); ++i) {
-        const String& name = store.NameAt(i);
-        const String& value = store.ValueAt(i);
-        if (String refusal; TakeHostOption(name, refusal)) {
-            if (!refusal.empty())
-                return error = refusal, false;
-            continue;
-        }
+    return ForEachEncoderOption(commandLine, error, [&](const String& name, const String& value) {
         const String level = name.starts_with(u"compression-level-") ? name.substr(18) : name;
         bool ok = true;
         if (level.size() == 1 && level[0] >= u'0' && level[0] <= u'8')
@@ -56,8 +46,8 @@ bool ParseFlacOptions(StringView commandLine, FlacOptions& o, String& error) {
             return error = u"unknown FLAC option -" + name, false;
         if (!ok)
             return error = u"bad value '" + value + u"' for the FLAC option -" + name, false;
-    }
-    return true;
+        return true;
+    });
 }
 
 } // namespace wm::bundled

@@ -39,26 +39,6 @@ ImageInfo InfoOf(const wav::Bytes& data) {
 
 } // namespace
 
-uint32_t M4aEncoder::Get(const WmChar* name, PluginValue* value) noexcept {
-    return codec::AnswerEncoderValue(error_, name, value, u".m4a", codec_.help);
-}
-
-uint32_t M4aEncoder::Set(const WmChar* name, PluginValue*) noexcept {
-    return codec::Is(name, WM_VALUE_BATCH_ID) ? 1 : 0;
-}
-
-uint32_t M4aEncoder::Begin(const ConversionInfo* conversion) noexcept {
-    begun_ = codec::GuardedStart(
-                 error_,
-                 [&] {
-                     if (!conversion || !conversion->outputPath || !conversion->sourceFormat)
-                         return error_.Failed(u"no output file or source format was given");
-                     return Start(*conversion);
-                 },
-                 [&] { Reset(); }) != 0;
-    return begun_ ? 1 : 0;
-}
-
 bool M4aEncoder::Start(const ConversionInfo& conversion) {
     ffmpeg::KeepLogQuiet();
     format_ = *conversion.sourceFormat;
@@ -114,10 +94,7 @@ bool M4aEncoder::OpenMuxer(const ConversionInfo& conversion) {
         return error_.Failed(u"out of memory");
     audio_->time_base = encoder_->time_base;
     avcodec_parameters_from_context(audio_->codecpar, encoder_.get());
-    IDTagSet set;
-    if (conversion.tagData && conversion.tagSize)
-        set.Deserialize(conversion.tagData, conversion.tagSize);
-    const wav::WaveTags tags = wav::FromTagSet(set);
+    const wav::WaveTags tags = SourceTags(conversion);
     ffmpeg::WriteAvTags(tags, &muxer_->metadata, freeForm_);
     // The tool's own atom also keeps the tag list present for the free-form atoms.
     if (!av_dict_get(muxer_->metadata, "encoder", nullptr, 0))
@@ -179,25 +156,7 @@ bool M4aEncoder::WritePictures() {
     return true;
 }
 
-uint32_t M4aEncoder::Encode(const AudioBlockInfo* block) noexcept {
-    if (!begun_ || !block)
-        return error_.Fail(u"the encoder has not begun");
-    if (block->length == 0)
-        return 1;
-    WmWaveFormat f = block->format;
-    wav::WaveError why{};
-    if (!block->data || !wav::NormaliseWaveFormat(f, why) || !wav::SameSampleLayout(f, format_))
-        return error_.Fail(u"a block of audio changes format midway");
-    try {
-        return Feed(static_cast<const uint8_t*>(block->data), block->length / format_.blockAlign)
-                   ? 1
-                   : 0;
-    } catch (const std::bad_alloc&) {
-        return error_.Fail(u"out of memory");
-    }
-}
-
-bool M4aEncoder::Feed(const uint8_t* data, size_t frames) {
+bool M4aEncoder::EncodeFrames(const uint8_t* data, size_t frames) {
     const size_t channels = format_.channels;
     while (frames > 0) {
         if (filled_ == 0) {

@@ -4,8 +4,8 @@
 // edit list. The encoders (AAC.dll, ALAC.dll) differ only in their codec descriptions.
 #pragma once
 
+#include "bundled/codec/EncoderFrame.h"
 #include "bundled/codec/PcmConvert.h"
-#include "bundled/codec/PluginSupport.h"
 #include "bundled/ffmpeg/FfmpegSupport.h"
 #include "bundled/ffmpeg/FfmpegTags.h"
 #include "bundled/m4a_encoder/M4aOutput.h"
@@ -25,37 +25,29 @@ struct M4aCodec {
     String (*refusal)(const WmWaveFormat& source, bool isFloat, const codec::PcmLayout& layout);
 };
 
-class M4aEncoder {
+class M4aEncoder : public codec::EncoderFrame {
   public:
-    explicit M4aEncoder(const M4aCodec& codec) : codec_(codec) {}
-    M4aEncoder(const M4aEncoder&) = delete;
-    M4aEncoder& operator=(const M4aEncoder&) = delete;
-    ~M4aEncoder() { Reset(); }
+    explicit M4aEncoder(const M4aCodec& codec) : EncoderFrame(u".m4a", codec.help), codec_(codec) {}
+    ~M4aEncoder() override { Reset(); }
 
-    uint32_t Get(const WmChar* name, PluginValue* value) noexcept;
-    uint32_t Set(const WmChar* name, PluginValue* value) noexcept;
-    uint32_t Begin(const ConversionInfo* conversion) noexcept;
-    uint32_t Encode(const AudioBlockInfo* block) noexcept;
     uint32_t End() noexcept;
 
   private:
-    bool Start(const ConversionInfo& conversion);
+    bool Start(const ConversionInfo& conversion) override;
     bool OpenCodec(const ConversionInfo& conversion);
     bool OpenMuxer(const ConversionInfo& conversion);
     bool AddPictures(const std::vector<wav::Picture>& pictures);
     bool WritePictures();
     // Spreads interleaved source samples over the encoder's frames; full frames are encoded.
-    bool Feed(const uint8_t* data, size_t frames);
+    bool EncodeFrames(const uint8_t* data, size_t frames) override;
     // The source's frames (raw bytes; integers already unpacked into samples_) into frame_.
     void Store(const uint8_t* raw, size_t frames, int at);
     bool Send(const AVFrame* frame);
     bool Finish();
     bool WriteFailed(int status);
-    void Reset();
+    void Reset() override;
 
     const M4aCodec& codec_;
-    codec::LastError error_;
-    WmWaveFormat format_{};
     bool isFloat_ = false;
     codec::PcmLayout layout_;
     ffmpeg::CodecContext encoder_;
@@ -72,7 +64,6 @@ class M4aEncoder {
     std::vector<int> pictureStreams_;
     std::vector<codec::NamedText> freeForm_;
     std::vector<int32_t> samples_;
-    bool begun_ = false;
 };
 
 } // namespace wm::bundled

@@ -1,7 +1,6 @@
 #include "bundled/m4a_encoder/M4aOptions.h"
 
 #include "contract/EncoderOptions.h"
-#include "text/OptionStore.h"
 
 #include <cstdlib>
 #include <string>
@@ -25,16 +24,7 @@ bool Number(const String& text, double low, double high, double& out) {
 } // namespace
 
 bool ApplyAacOptions(StringView commandLine, AVCodecContext& codec, String& error) {
-    OptionStore store;
-    store.Fill(commandLine);
-    for (size_t i = 0; i < store.Count(); ++i) {
-        const String& name = store.NameAt(i);
-        const String& value = store.ValueAt(i);
-        if (String refusal; TakeHostOption(name, refusal)) {
-            if (!refusal.empty())
-                return error = refusal, false;
-            continue;
-        }
+    return ForEachEncoderOption(commandLine, error, [&](const String& name, const String& value) {
         double v = 0;
         if (name == u"b" && Number(value, 8, 512 * ((codec.ch_layout.nb_channels + 1) / 2), v)) {
             codec.bit_rate = static_cast<int64_t>(v) * 1000;
@@ -50,23 +40,14 @@ bool ApplyAacOptions(StringView commandLine, AVCodecContext& codec, String& erro
         } else {
             return error = u"unknown AAC option -" + name, false;
         }
-    }
-    return true;
+        return true;
+    });
 }
 
 bool ApplyAlacOptions(StringView commandLine, AVCodecContext&, String& error) {
-    OptionStore store;
-    store.Fill(commandLine);
-    for (size_t i = 0; i < store.Count(); ++i) {
-        const String& name = store.NameAt(i);
-        if (String refusal; TakeHostOption(name, refusal)) {
-            if (!refusal.empty())
-                return error = refusal, false;
-            continue;
-        }
+    return ForEachEncoderOption(commandLine, error, [&](const String& name, const String&) {
         return error = u"unknown ALAC option -" + name + u" (ALAC takes no options)", false;
-    }
-    return true;
+    });
 }
 
 } // namespace wm::bundled

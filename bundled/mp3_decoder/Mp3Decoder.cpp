@@ -21,8 +21,7 @@ constexpr size_t kBlockBytes = 48000 * 4 / 2;
 // skipped unread.
 constexpr uint64_t kMaxTagRead = 64 * 1024 * 1024;
 
-const char16_t* const kExtensions[] = {u".mp3", u".mp2"};
-const char16_t* const kDescription = u"MPEG Audio";
+constexpr codec::DecodedType kTypes[] = {{u".mp3", u"MPEG Audio"}, {u".mp2", u"MPEG Audio"}};
 
 Mp3Decoder* Self(void* handle) {
     return static_cast<Mp3Decoder*>(handle);
@@ -34,30 +33,8 @@ String Decimal(uint64_t v) {
 
 } // namespace
 
-uint32_t Mp3Decoder::Get(const WmChar* name, PluginValue* value) noexcept {
-    uint32_t result = 0;
-    if (error_.Answer(name, value, result) || information_.Answer(name, value, result))
-        return result;
-    if (!value || !codec::Is(name, WM_VALUE_DECODES) || value->value1 >= std::size(kExtensions))
-        return 0;
-    value->pointer1 = const_cast<char16_t*>(kExtensions[value->value1]);
-    value->pointer2 = const_cast<char16_t*>(kDescription);
-    return 1;
-}
-
-uint32_t Mp3Decoder::Set(const WmChar* name, PluginValue*) noexcept {
-    return codec::Is(name, WM_VALUE_BATCH_ID) ? 1 : 0;
-}
-
-uint32_t Mp3Decoder::Open(DecodeOpenInfo* info) noexcept {
-    return codec::GuardedStart(
-        error_,
-        [&] {
-            if (!info || !info->path)
-                return error_.Failed(u"no input file was given");
-            return OpenStream(*info);
-        },
-        [&] { Close(); });
+std::span<const codec::DecodedType> Mp3Decoder::Types() const {
+    return kTypes;
 }
 
 bool Mp3Decoder::OpenStream(DecodeOpenInfo& info) {
@@ -86,15 +63,7 @@ bool Mp3Decoder::OpenStream(DecodeOpenInfo& info) {
     mpg123_frameinfo frame{};
     if (mpg123_info(handle_, &frame) == MPG123_OK)
         info.bitRate = static_cast<uint32_t>(frame.bitrate) * 1000;
-    if (!tags.Empty()) {
-        IDTagSet set;
-        wav::ToTagSet(tags, set);
-        std::vector<uint8_t> block = set.Serialize();
-        if (block.size() <= UINT32_MAX)
-            tagBlock_ = std::move(block);
-    }
-    info.tagData = tagBlock_.empty() ? nullptr : tagBlock_.data();
-    info.tagSize = static_cast<uint32_t>(tagBlock_.size());
+    HandOutTags(tags, info);
     return true;
 }
 
@@ -201,7 +170,7 @@ uint32_t Mp3Decoder::Close() noexcept {
     audioStart_ = audioEnd_ = readAt_ = deliveredBytes_ = expectedBytes_ = 0;
     finished_ = false;
     std::vector<uint8_t>().swap(pcm_);
-    std::vector<uint8_t>().swap(tagBlock_);
+    ReleaseTags();
     return file_.Close() ? 1 : 0;
 }
 

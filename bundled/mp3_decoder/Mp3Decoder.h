@@ -2,7 +2,7 @@
 // the LAME info frame, 16-bit output; ID3v2 (2.2 to 2.4) and ID3v1 tags as the source's tags.
 #pragma once
 
-#include "bundled/codec/PluginSupport.h"
+#include "bundled/codec/DecoderFrame.h"
 #include "bundled/wav/WaveTags.h"
 #include "bundled/win/BufferedReader.h"
 
@@ -13,23 +13,18 @@
 
 namespace wm::bundled {
 
-class Mp3Decoder {
+class Mp3Decoder final : public codec::DecoderFrame {
   public:
-    Mp3Decoder() = default;
-    Mp3Decoder(const Mp3Decoder&) = delete;
-    Mp3Decoder& operator=(const Mp3Decoder&) = delete;
-    ~Mp3Decoder() { Close(); }
+    ~Mp3Decoder() override { Close(); }
 
-    uint32_t Get(const WmChar* name, PluginValue* value) noexcept;
-    uint32_t Set(const WmChar* name, PluginValue* value) noexcept;
-    uint32_t Open(DecodeOpenInfo* info) noexcept;
-    uint32_t Close() noexcept;
+    uint32_t Close() noexcept override;
     uint32_t DecodeBlock(AudioBlockInfo* block) noexcept;
     // Moves the next block to `ms` milliseconds from the start.
     uint32_t SetPosition(uint64_t ms) noexcept;
 
   private:
-    bool OpenStream(DecodeOpenInfo& info);
+    std::span<const codec::DecodedType> Types() const override;
+    bool OpenStream(DecodeOpenInfo& info) override;
     // Finds the audio between the tags and reads the tags on the way.
     void ReadTags(wav::WaveTags& tags);
     bool StartDecoder();
@@ -44,9 +39,7 @@ class Mp3Decoder {
     static mpg123_ssize_t OnRead(void* self, void* buffer, size_t bytes);
     static off_t OnSeek(void* self, off_t offset, int whence);
 
-    codec::LastError error_;
-    codec::InformationLines information_; // kept past Close for the host's question
-    uint64_t skipped_ = 0;                // places of damage skipped, length unknown
+    uint64_t skipped_ = 0; // places of damage skipped, length unknown
     String firstSkipped_;
     BufferedReader file_;
     uint64_t audioStart_ = 0; // the audio lies in [audioStart_, audioEnd_)
@@ -58,7 +51,6 @@ class Mp3Decoder {
     uint64_t deliveredBytes_ = 0;
     uint64_t expectedBytes_ = 0; // from LAME's info frame; 0 when unknown
     bool finished_ = false;
-    std::vector<uint8_t> tagBlock_;
 };
 
 } // namespace wm::bundled

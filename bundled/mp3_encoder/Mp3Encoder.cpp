@@ -54,27 +54,7 @@ constexpr size_t kMp3Buffer = kSliceFrames * 5 / 4 + 7200;
 
 } // namespace
 
-uint32_t Mp3Encoder::Get(const WmChar* name, PluginValue* value) noexcept {
-    if (uint32_t result = 0; information_.Answer(name, value, result))
-        return result;
-    return codec::AnswerEncoderValue(error_, name, value, u".mp3", kHelp);
-}
-
-uint32_t Mp3Encoder::Set(const WmChar* name, PluginValue*) noexcept {
-    return codec::Is(name, WM_VALUE_BATCH_ID) ? 1 : 0;
-}
-
-uint32_t Mp3Encoder::Begin(const ConversionInfo* conversion) noexcept {
-    begun_ = codec::GuardedStart(
-                 error_,
-                 [&] {
-                     if (!conversion || !conversion->outputPath || !conversion->sourceFormat)
-                         return error_.Failed(u"no output file or source format was given");
-                     return Start(*conversion);
-                 },
-                 [&] { Reset(); }) != 0;
-    return begun_ ? 1 : 0;
-}
+Mp3Encoder::Mp3Encoder() : codec::EncoderFrame(u".mp3", kHelp) {}
 
 bool Mp3Encoder::Start(const ConversionInfo& conversion) {
     information_.Clear();
@@ -121,40 +101,21 @@ bool Mp3Encoder::Start(const ConversionInfo& conversion) {
 }
 
 bool Mp3Encoder::WriteTag(const ConversionInfo& conversion) {
-    IDTagSet set;
-    if (conversion.tagData && conversion.tagSize)
-        set.Deserialize(conversion.tagData, conversion.tagSize);
-    const wav::Bytes tag = wav::BuildId3Tag(wav::FromTagSet(set), 3);
+    const wav::Bytes tag = wav::BuildId3Tag(SourceTags(conversion), 3);
     if (!tag.empty() && !out_.Write(tag.data(), tag.size()))
         return error_.Failed(u"writing the output file failed");
     audioAt_ = out_.Tell();
     return true;
 }
 
-uint32_t Mp3Encoder::Encode(const AudioBlockInfo* block) noexcept {
-    if (!begun_ || !block)
-        return error_.Fail(u"the encoder has not begun");
-    if (block->length == 0)
-        return 1;
-    WmWaveFormat f = block->format;
-    wav::WaveError why{};
-    if (!block->data || !wav::NormaliseWaveFormat(f, why) || !wav::SameSampleLayout(f, format_))
-        return error_.Fail(u"a block of audio changes format midway");
-    try {
-        const size_t frames = block->length / format_.blockAlign;
-        for (size_t done = 0; done < frames; done += kSliceFrames) {
-            AudioBlockInfo slice = *block;
-            slice.data = static_cast<uint8_t*>(block->data) + done * format_.blockAlign;
-            if (!EncodeFrames(slice, std::min(kSliceFrames, frames - done)))
-                return 0;
-        }
-    } catch (const std::bad_alloc&) {
-        return error_.Fail(u"out of memory");
-    }
-    return 1;
+bool Mp3Encoder::EncodeFrames(const uint8_t* data, size_t frames) {
+    for (size_t done = 0; done < frames; done += kSliceFrames)
+        if (!EncodeSlice(data + done * format_.blockAlign, std::min(kSliceFrames, frames - done)))
+            return false;
+    return true;
 }
 
-bool Mp3Encoder::EncodeFrames(const AudioBlockInfo& block, size_t frames) {
+bool Mp3Encoder::EncodeSlice(const uint8_t* data, size_t frames) {
     const size_t channels = format_.channels;
     left_.resize(frames);
     right_.resize(frames);
@@ -162,7 +123,7 @@ bool Mp3Encoder::EncodeFrames(const AudioBlockInfo& block, size_t frames) {
     if (isFloat_) {
         leftFloat_.resize(frames);
         rightFloat_.resize(frames);
-        const auto* p = static_cast<const uint8_t*>(block.data);
+        const auto* p = data;
         const size_t width = format_.bitsPerSample / 8;
         for (size_t i = 0; i < frames * channels; ++i) {
             float v;
@@ -181,8 +142,7 @@ bool Mp3Encoder::EncodeFrames(const AudioBlockInfo& block, size_t frames) {
     } else {
         // Full-scale 32-bit samples, as the reference encoder's own front end feeds them.
         interleaved_.resize(frames * channels);
-        codec::UnpackPcm(static_cast<const uint8_t*>(block.data), frames, layout_,
-                         interleaved_.data());
+        codec::UnpackPcm(data, frames, layout_, interleaved_.data());
         const unsigned shift = 32u - layout_.validBits;
         for (size_t i = 0; i < frames * channels; ++i)
             (i % channels ? right_ : left_)[i / channels] =
@@ -216,12 +176,7 @@ uint32_t Mp3Encoder::End() noexcept {
                              u" Hz an MPEG frame is too small to hold it, so players cannot "
                              u"remove the encoder delay (a higher -b keeps playback gapless)");
     }
-    if (!out_.Close() && ok)
-        ok = error_.Fail(u"writing the output file failed");
-    if (!ok && out_.DiskFull())
-        error_.Fail(u"disk full"); // the plainest of the reasons the file could not be written
-    Reset();
-    return ok ? 1 : 0;
+    return CloseAndReset(ok, out_);
 }
 
 void Mp3Encoder::Reset() {

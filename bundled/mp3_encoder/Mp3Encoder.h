@@ -3,8 +3,8 @@
 // written over the placeholder frame at the start of the audio.
 #pragma once
 
+#include "bundled/codec/EncoderFrame.h"
 #include "bundled/codec/PcmConvert.h"
-#include "bundled/codec/PluginSupport.h"
 #include "bundled/win/BufferedWriter.h"
 
 #include <lame/lame.h>
@@ -14,32 +14,24 @@
 
 namespace wm::bundled {
 
-class Mp3Encoder {
+class Mp3Encoder final : public codec::EncoderFrame {
   public:
-    Mp3Encoder() = default;
-    Mp3Encoder(const Mp3Encoder&) = delete;
-    Mp3Encoder& operator=(const Mp3Encoder&) = delete;
-    ~Mp3Encoder() { Reset(); }
+    Mp3Encoder();
+    ~Mp3Encoder() override { Reset(); }
 
-    uint32_t Get(const WmChar* name, PluginValue* value) noexcept;
-    uint32_t Set(const WmChar* name, PluginValue* value) noexcept;
-    uint32_t Begin(const ConversionInfo* conversion) noexcept;
-    uint32_t Encode(const AudioBlockInfo* block) noexcept;
     uint32_t End() noexcept;
 
   private:
-    bool Start(const ConversionInfo& conversion);
+    bool Start(const ConversionInfo& conversion) override;
     bool WriteTag(const ConversionInfo& conversion);
-    bool EncodeFrames(const AudioBlockInfo& block, size_t frames);
+    bool EncodeFrames(const uint8_t* data, size_t frames) override;
+    bool EncodeSlice(const uint8_t* data, size_t frames);
     bool WriteOutput(int bytes);
     String BitRateRefusal(int askedKbps) const;
-    void Reset();
+    void Reset() override;
 
-    codec::LastError error_;
-    codec::InformationLines information_; // kept past the end for the host's question
     lame_global_flags* lame_ = nullptr;
     BufferedWriter out_;
-    WmWaveFormat format_{};
     bool isFloat_ = false;
     codec::PcmLayout layout_;
     uint64_t audioAt_ = 0; // where LAME's first (info) frame starts
@@ -47,7 +39,6 @@ class Mp3Encoder {
     std::vector<int32_t> left_, right_;
     std::vector<float> leftFloat_, rightFloat_;
     std::vector<uint8_t> mp3_;
-    bool begun_ = false;
 };
 
 } // namespace wm::bundled

@@ -1,7 +1,6 @@
 #include "bundled/mp3_encoder/Mp3Options.h"
 
 #include "contract/EncoderOptions.h"
-#include "text/OptionStore.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -59,16 +58,7 @@ bool Mode(const String& value, lame_global_flags* lame) {
 } // namespace
 
 bool ApplyMp3Options(StringView commandLine, lame_global_flags* lame, String& error) {
-    OptionStore store;
-    store.Fill(commandLine);
-    for (size_t i = 0; i < store.Count(); ++i) {
-        const String& name = store.NameAt(i);
-        const String& value = store.ValueAt(i);
-        if (String refusal; TakeHostOption(name, refusal)) {
-            if (!refusal.empty())
-                return error = refusal, false;
-            continue;
-        }
+    return ForEachEncoderOption(commandLine, error, [&](const String& name, const String& value) {
         double v = 0;
         bool ok = true;
         if (name == u"b") {
@@ -95,8 +85,8 @@ bool ApplyMp3Options(StringView commandLine, lame_global_flags* lame, String& er
         }
         if (!ok)
             return error = u"bad value '" + value + u"' for the MP3 option -" + name, false;
-    }
-    return true;
+        return true;
+    });
 }
 
 } // namespace wm::bundled

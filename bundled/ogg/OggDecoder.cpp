@@ -26,37 +26,6 @@ String Decimal(uint64_t v) {
 
 } // namespace
 
-uint32_t OggDecoder::Get(const WmChar* name, PluginValue* value) noexcept {
-    uint32_t result = 0;
-    if (error_.Answer(name, value, result))
-        return result;
-    if (!value || !codec::Is(name, WM_VALUE_DECODES))
-        return 0;
-    const char16_t* const* extensions = Extensions();
-    for (uint32_t i = 0; extensions[i]; ++i)
-        if (i == value->value1) {
-            value->pointer1 = const_cast<char16_t*>(extensions[i]);
-            value->pointer2 = const_cast<char16_t*>(Description());
-            return 1;
-        }
-    return 0;
-}
-
-uint32_t OggDecoder::Set(const WmChar* name, PluginValue*) noexcept {
-    return codec::Is(name, WM_VALUE_BATCH_ID) ? 1 : 0;
-}
-
-uint32_t OggDecoder::Open(DecodeOpenInfo* info) noexcept {
-    return codec::GuardedStart(
-        error_,
-        [&] {
-            if (!info || !info->path)
-                return error_.Failed(u"no input file was given");
-            return OpenStream(*info);
-        },
-        [&] { Close(); });
-}
-
 bool OggDecoder::OpenStream(DecodeOpenInfo& info) {
     const String codec = Codec() == codec::OggCodec::Opus ? u"Opus" : u"Vorbis";
     if (std::u16string_view(info.path) == u"-" || !input_.Open(info.path))
@@ -78,26 +47,18 @@ bool OggDecoder::OpenStream(DecodeOpenInfo& info) {
     info.byteLength = stream_.samples * format_.blockAlign;
     info.msLength = stream_.samples * 1000 / stream_.rate;
     info.bitRate = stream_.bitRate;
-    if (!MakeTagBlock())
+    wav::WaveTags tags;
+    if (!ReadTags(tags))
         return false;
-    info.tagData = tagBlock_.empty() ? nullptr : tagBlock_.data();
-    info.tagSize = static_cast<uint32_t>(tagBlock_.size());
+    HandOutTags(tags, info);
     pcm_.resize(size_t{stream_.rate} * kBlockMs / 1000 * stream_.channels);
     return true;
 }
 
-bool OggDecoder::MakeTagBlock() {
-    wav::WaveTags tags;
+bool OggDecoder::ReadTags(wav::WaveTags& tags) {
     std::string why;
     if (!codec::ReadOggComments(stream_.comments, Codec(), tags, why))
         return error_.Failed(Widen(why));
-    if (tags.Empty())
-        return true;
-    IDTagSet set;
-    wav::ToTagSet(tags, set);
-    std::vector<uint8_t> block = set.Serialize();
-    if (block.size() <= UINT32_MAX)
-        tagBlock_ = std::move(block);
     return true;
 }
 
@@ -108,7 +69,7 @@ uint32_t OggDecoder::Close() noexcept {
     stream_ = Stream{};
     delivered_ = 0;
     std::vector<int16_t>().swap(pcm_);
-    std::vector<uint8_t>().swap(tagBlock_);
+    ReleaseTags();
     return input_.Close() ? 1 : 0;
 }
 

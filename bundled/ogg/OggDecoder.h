@@ -3,8 +3,8 @@
 // channel order, exact length and seeking. A codec supplies the library calls.
 #pragma once
 
+#include "bundled/codec/DecoderFrame.h"
 #include "bundled/codec/OggComments.h"
-#include "bundled/codec/PluginSupport.h"
 #include "bundled/ogg/OggInput.h"
 
 #include <sdk/wavemill_plugin.h>
@@ -14,17 +14,9 @@
 
 namespace wm::bundled {
 
-class OggDecoder {
+class OggDecoder : public codec::DecoderFrame {
   public:
-    OggDecoder() = default;
-    OggDecoder(const OggDecoder&) = delete;
-    OggDecoder& operator=(const OggDecoder&) = delete;
-    virtual ~OggDecoder() = default;
-
-    uint32_t Get(const WmChar* name, PluginValue* value) noexcept;
-    uint32_t Set(const WmChar* name, PluginValue* value) noexcept;
-    uint32_t Open(DecodeOpenInfo* info) noexcept;
-    uint32_t Close() noexcept;
+    uint32_t Close() noexcept override;
     uint32_t DecodeBlock(AudioBlockInfo* block) noexcept;
     // Moves the next block to `ms` milliseconds from the start.
     uint32_t SetPosition(uint64_t ms) noexcept;
@@ -45,19 +37,15 @@ class OggDecoder {
     virtual bool Seek(uint64_t sample) = 0;
     virtual void Stop() = 0;
     virtual codec::OggCodec Codec() const = 0;
-    // The extensions read, the last entry null, and the description "-help" shows.
-    virtual const char16_t* const* Extensions() const = 0;
-    virtual const char16_t* Description() const = 0;
 
     OggInput input_;
 
   private:
-    bool OpenStream(DecodeOpenInfo& info);
-    bool MakeTagBlock();
+    bool OpenStream(DecodeOpenInfo& info) override;
+    bool ReadTags(wav::WaveTags& tags);
     bool Fill();
     String At() const;
 
-    codec::LastError error_;
     bool open_ = false;
     Stream stream_;
     WmWaveFormat format_{};
@@ -65,7 +53,6 @@ class OggDecoder {
     uint64_t delivered_ = 0; // frames handed out
     bool sought_ = false;    // after a seek the length check no longer applies
     bool finished_ = false;
-    std::vector<uint8_t> tagBlock_;
 };
 
 } // namespace wm::bundled

@@ -6,7 +6,7 @@ namespace wm::bundled {
 
 namespace {
 
-const char16_t* const kExtensions[] = {u".opus", nullptr};
+constexpr codec::DecodedType kTypes[] = {{u".opus", u"Ogg Opus"}};
 
 String OpusFileError(int code) {
     switch (code) {
@@ -35,8 +35,8 @@ String OpusFileError(int code) {
 
 } // namespace
 
-const char16_t* const* OggOpusDecoder::Extensions() const {
-    return kExtensions;
+std::span<const codec::DecodedType> OggOpusDecoder::Types() const {
+    return kTypes;
 }
 
 bool OggOpusDecoder::Start(Stream& stream, String& why) {

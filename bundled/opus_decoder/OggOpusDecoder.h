@@ -18,8 +18,7 @@ class OggOpusDecoder final : public OggDecoder {
     bool Seek(uint64_t sample) override;
     void Stop() override;
     codec::OggCodec Codec() const override { return codec::OggCodec::Opus; }
-    const char16_t* const* Extensions() const override;
-    const char16_t* Description() const override { return u"Ogg Opus"; }
+    std::span<const codec::DecodedType> Types() const override;
 
     static int OnRead(void* self, unsigned char* buffer, int bytes);
     static int OnSeek(void* self, opus_int64 offset, int whence);

@@ -1,6 +1,7 @@
 #include "bundled/opus_encoder/OggOpusEncoder.h"
 
 #include "bundled/codec/OggComments.h"
+#include "bundled/codec/OptionNumber.h"
 #include "bundled/wav/TagSetBridge.h"
 #include "bundled/wav/WaveFormatRules.h"
 #include "tags/IDTagSet.h"
@@ -35,35 +36,9 @@ int FrameDurationCode(double ms) {
                       : OPUS_FRAMESIZE_20_MS;
 }
 
-String Decimal(double v) {
-    std::string s = std::to_string(v);
-    s.erase(s.find_last_not_of('0') + 1);
-    if (s.back() == '.')
-        s.pop_back();
-    return Widen(s);
-}
-
 } // namespace
 
-uint32_t OggOpusEncoder::Get(const WmChar* name, PluginValue* value) noexcept {
-    return codec::AnswerEncoderValue(error_, name, value, u".opus", kHelp);
-}
-
-uint32_t OggOpusEncoder::Set(const WmChar* name, PluginValue*) noexcept {
-    return codec::Is(name, WM_VALUE_BATCH_ID) ? 1 : 0;
-}
-
-uint32_t OggOpusEncoder::Begin(const ConversionInfo* conversion) noexcept {
-    begun_ = codec::GuardedStart(
-                 error_,
-                 [&] {
-                     if (!conversion || !conversion->outputPath || !conversion->sourceFormat)
-                         return error_.Failed(u"no output file or source format was given");
-                     return Start(*conversion);
-                 },
-                 [&] { Reset(); }) != 0;
-    return begun_ ? 1 : 0;
-}
+OggOpusEncoder::OggOpusEncoder() : codec::EncoderFrame(u".opus", kHelp) {}
 
 bool OggOpusEncoder::Start(const ConversionInfo& conversion) {
     String why;
@@ -108,10 +83,8 @@ bool OggOpusEncoder::MakeComments(const ConversionInfo& conversion) {
     comments_ = ope_comments_create();
     if (!comments_)
         return error_.Failed(u"out of memory");
-    IDTagSet set;
-    if (conversion.tagData && conversion.tagSize)
-        set.Deserialize(conversion.tagData, conversion.tagSize);
-    for (const std::string& c : codec::MakeOggComments(wav::FromTagSet(set), codec::OggCodec::Opus))
+    for (const std::string& c :
+         codec::MakeOggComments(SourceTags(conversion), codec::OggCodec::Opus))
         if (ope_comments_add_string(comments_, c.c_str()) != OPE_OK)
             return error_.Failed(u"out of memory");
     return true;
@@ -121,9 +94,9 @@ bool OggOpusEncoder::MakeComments(const ConversionInfo& conversion) {
 bool OggOpusEncoder::Configure(uint16_t lsbDepth) {
     const double maxKbps = 256.0 * format_.channels;
     if (options_.bitrateKbps != 0 && (options_.bitrateKbps < 6 || options_.bitrateKbps > maxKbps))
-        return error_.Failed(u"the bit rate " + Decimal(options_.bitrateKbps) +
-                             u" kbps is out of range: 6 to " + Decimal(maxKbps) + u" kbps for " +
-                             Decimal(format_.channels) + u" channels");
+        return error_.Failed(u"the bit rate " + codec::DecimalText(options_.bitrateKbps) +
+                             u" kbps is out of range: 6 to " + codec::DecimalText(maxKbps) +
+                             u" kbps for " + codec::DecimalText(format_.channels) + u" channels");
     const int bitrate = options_.bitrateKbps != 0
                             ? static_cast<int>(std::lround(options_.bitrateKbps * 1000))
                             : DefaultBitrate();
@@ -159,47 +132,32 @@ bool OggOpusEncoder::Failed(int status) {
     return true;
 }
 
-uint32_t OggOpusEncoder::Encode(const AudioBlockInfo* block) noexcept {
-    if (!begun_ || !block)
-        return error_.Fail(u"the encoder has not begun");
-    if (block->length == 0)
-        return 1;
-    WmWaveFormat f = block->format;
-    wav::WaveError why{};
-    if (!block->data || !wav::NormaliseWaveFormat(f, why) || !wav::SameSampleLayout(f, format_))
-        return error_.Fail(u"a block of audio changes format midway");
-    const size_t frames = block->length / format_.blockAlign;
-    const auto* bytes = static_cast<const uint8_t*>(block->data);
-    try {
-        samples_.resize(std::min(frames, kSliceFrames) * format_.channels);
-        for (size_t done = 0; done < frames; done += kSliceFrames) {
-            const size_t n = std::min(kSliceFrames, frames - done);
-            unpacker_.Unpack(bytes + done * format_.blockAlign, n, samples_.data());
-            const int status =
-                ope_encoder_write_float(encoder_, samples_.data(), static_cast<int>(n));
-            if (status != OPE_OK)
-                return error_.Fail(status == OPE_WRITE_FAIL && out_.DiskFull()
-                                       ? String(u"disk full")
-                                       : u"libopusenc failed: " + Widen(ope_strerror(status)));
-        }
-    } catch (const std::bad_alloc&) {
-        return error_.Fail(u"out of memory");
+bool OggOpusEncoder::EncodeFrames(const uint8_t* data, size_t frames) {
+    samples_.resize(std::min(frames, kSliceFrames) * format_.channels);
+    for (size_t done = 0; done < frames; done += kSliceFrames) {
+        const size_t n = std::min(kSliceFrames, frames - done);
+        unpacker_.Unpack(data + done * format_.blockAlign, n, samples_.data());
+        const int status = ope_encoder_write_float(encoder_, samples_.data(), static_cast<int>(n));
+        if (status != OPE_OK)
+            return error_.Failed(status == OPE_WRITE_FAIL && out_.DiskFull()
+                                     ? String(u"disk full")
+                                     : u"libopusenc failed: " + Widen(ope_strerror(status)));
     }
-    return 1;
+    return true;
 }
 
 uint32_t OggOpusEncoder::End() noexcept {
     if (!begun_)
         return error_.Fail(u"the encoder has not begun");
-    const int status = ope_encoder_drain(encoder_);
+    // libopusenc sets a stream's end only when audio is written and drains up to it, so a run
+    // that ends with none (an empty source, a failed run) writes an empty block first.
+    const float none = 0;
+    int status = ope_encoder_write_float(encoder_, &none, 0);
+    if (status == OPE_OK)
+        status = ope_encoder_drain(encoder_);
     bool ok = status == OPE_OK ||
               error_.Fail(u"libopusenc could not finish: " + Widen(ope_strerror(status)));
-    if (!out_.Close() && ok)
-        ok = error_.Fail(u"writing the output file failed");
-    if (!ok && out_.DiskFull())
-        error_.Fail(u"disk full"); // the plainest of the reasons the file could not be written
-    Reset();
-    return ok ? 1 : 0;
+    return CloseAndReset(ok, out_);
 }
 
 void OggOpusEncoder::Reset() {

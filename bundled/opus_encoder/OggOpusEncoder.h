@@ -4,7 +4,7 @@
 #pragma once
 
 #include "bundled/codec/ChannelOrder.h"
-#include "bundled/codec/PluginSupport.h"
+#include "bundled/codec/EncoderFrame.h"
 #include "bundled/opus_encoder/OpusOptions.h"
 #include "bundled/win/BufferedWriter.h"
 
@@ -15,39 +15,31 @@
 
 namespace wm::bundled {
 
-class OggOpusEncoder {
+class OggOpusEncoder final : public codec::EncoderFrame {
   public:
-    OggOpusEncoder() = default;
-    OggOpusEncoder(const OggOpusEncoder&) = delete;
-    OggOpusEncoder& operator=(const OggOpusEncoder&) = delete;
-    ~OggOpusEncoder() { Reset(); }
+    OggOpusEncoder();
+    ~OggOpusEncoder() override { Reset(); }
 
-    uint32_t Get(const WmChar* name, PluginValue* value) noexcept;
-    uint32_t Set(const WmChar* name, PluginValue* value) noexcept;
-    uint32_t Begin(const ConversionInfo* conversion) noexcept;
-    uint32_t Encode(const AudioBlockInfo* block) noexcept;
     uint32_t End() noexcept;
 
   private:
-    bool Start(const ConversionInfo& conversion);
+    bool Start(const ConversionInfo& conversion) override;
     bool MakeComments(const ConversionInfo& conversion);
     bool Configure(uint16_t lsbDepth);
+    bool EncodeFrames(const uint8_t* data, size_t frames) override;
     int DefaultBitrate() const;
     bool Failed(int status);
-    void Reset();
+    void Reset() override;
 
     static int OnWrite(void* self, const unsigned char* data, opus_int32 length);
     static int OnClose(void* self);
 
-    codec::LastError error_;
     OpusOptions options_;
     OggOpusComments* comments_ = nullptr;
     OggOpusEnc* encoder_ = nullptr;
     BufferedWriter out_;
-    WmWaveFormat format_{};
     codec::FloatUnpacker unpacker_;
     std::vector<float> samples_;
-    bool begun_ = false;
 };
 
 } // namespace wm::bundled

@@ -2,7 +2,6 @@
 
 #include "bundled/codec/OptionNumber.h"
 #include "contract/EncoderOptions.h"
-#include "text/OptionStore.h"
 
 #include <algorithm>
 #include <iterator>
@@ -24,16 +23,7 @@ bool FrameSize(const String& value, double& ms) {
 } // namespace
 
 bool ParseOpusOptions(StringView commandLine, OpusOptions& o, String& error) {
-    OptionStore store;
-    store.Fill(commandLine);
-    for (size_t i = 0; i < store.Count(); ++i) {
-        const String& name = store.NameAt(i);
-        const String& value = store.ValueAt(i);
-        if (String refusal; TakeHostOption(name, refusal)) {
-            if (!refusal.empty())
-                return error = refusal, false;
-            continue;
-        }
+    return ForEachEncoderOption(commandLine, error, [&](const String& name, const String& value) {
         double v = 0;
         bool ok = true;
         if (EqualsNoCase(name, u"bitrate"))
@@ -57,8 +47,8 @@ bool ParseOpusOptions(StringView commandLine, OpusOptions& o, String& error) {
             return error = u"unknown Opus option -" + name, false;
         if (!ok)
             return error = u"bad value '" + value + u"' for the Opus option -" + name, false;
-    }
-    return true;
+        return true;
+    });
 }
 
 } // namespace wm::bundled

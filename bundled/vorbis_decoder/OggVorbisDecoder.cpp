@@ -8,7 +8,7 @@ namespace wm::bundled {
 
 namespace {
 
-const char16_t* const kExtensions[] = {u".ogg", u".oga", nullptr};
+constexpr codec::DecodedType kTypes[] = {{u".ogg", u"Ogg Vorbis"}, {u".oga", u"Ogg Vorbis"}};
 
 String VorbisFileError(long code) {
     switch (code) {
@@ -31,8 +31,8 @@ String VorbisFileError(long code) {
 
 } // namespace
 
-const char16_t* const* OggVorbisDecoder::Extensions() const {
-    return kExtensions;
+std::span<const codec::DecodedType> OggVorbisDecoder::Types() const {
+    return kTypes;
 }
 
 bool OggVorbisDecoder::Start(Stream& stream, String& why) {

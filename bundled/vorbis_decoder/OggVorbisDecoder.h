@@ -19,8 +19,7 @@ class OggVorbisDecoder final : public OggDecoder {
     bool Seek(uint64_t sample) override;
     void Stop() override;
     codec::OggCodec Codec() const override { return codec::OggCodec::Vorbis; }
-    const char16_t* const* Extensions() const override;
-    const char16_t* Description() const override { return u"Ogg Vorbis"; }
+    std::span<const codec::DecodedType> Types() const override;
     bool SameFormatThroughout(const vorbis_info& first) const;
 
     static size_t OnRead(void* buffer, size_t size, size_t count, void* self);

@@ -1,6 +1,7 @@
 #include "bundled/vorbis_encoder/OggVorbisEncoder.h"
 
 #include "bundled/codec/OggComments.h"
+#include "bundled/codec/OptionNumber.h"
 #include "bundled/wav/TagSetBridge.h"
 #include "bundled/wav/WaveFormatRules.h"
 #include "tags/IDTagSet.h"
@@ -21,35 +22,9 @@ constexpr const char16_t* kHelp = u"-q <-1..10>        quality, fractions allowe
 // A block is handed to libvorbis in slices of this many frames.
 constexpr size_t kSliceFrames = 4096;
 
-String Decimal(double v) {
-    std::string s = std::to_string(v);
-    s.erase(s.find_last_not_of('0') + 1);
-    if (s.back() == '.')
-        s.pop_back();
-    return Widen(s);
-}
-
 } // namespace
 
-uint32_t OggVorbisEncoder::Get(const WmChar* name, PluginValue* value) noexcept {
-    return codec::AnswerEncoderValue(error_, name, value, u".ogg", kHelp);
-}
-
-uint32_t OggVorbisEncoder::Set(const WmChar* name, PluginValue*) noexcept {
-    return codec::Is(name, WM_VALUE_BATCH_ID) ? 1 : 0;
-}
-
-uint32_t OggVorbisEncoder::Begin(const ConversionInfo* conversion) noexcept {
-    begun_ = codec::GuardedStart(
-                 error_,
-                 [&] {
-                     if (!conversion || !conversion->outputPath || !conversion->sourceFormat)
-                         return error_.Failed(u"no output file or source format was given");
-                     return Start(*conversion);
-                 },
-                 [&] { Reset(); }) != 0;
-    return begun_ ? 1 : 0;
-}
+OggVorbisEncoder::OggVorbisEncoder() : codec::EncoderFrame(u".ogg", kHelp) {}
 
 bool OggVorbisEncoder::Start(const ConversionInfo& conversion) {
     String why;
@@ -87,20 +62,18 @@ bool OggVorbisEncoder::Setup() {
         status = vorbis_encode_setup_init(&info_);
     if (status == 0)
         return true;
-    const String setting = options_.bitrateKbps != 0
-                               ? u"the bit rate " + Decimal(options_.bitrateKbps) + u" kbps"
-                               : u"quality " + Decimal(options_.quality);
+    const String setting =
+        options_.bitrateKbps != 0
+            ? u"the bit rate " + codec::DecimalText(options_.bitrateKbps) + u" kbps"
+            : u"quality " + codec::DecimalText(options_.quality);
     return error_.Failed(u"libvorbis has no setting for " + setting + u" at " +
-                         Decimal(format_.samplesPerSec) + u" Hz with " + Decimal(format_.channels) +
-                         u" channels");
+                         codec::DecimalText(format_.samplesPerSec) + u" Hz with " +
+                         codec::DecimalText(format_.channels) + u" channels");
 }
 
 bool OggVorbisEncoder::WriteHeaders(const ConversionInfo& conversion) {
-    IDTagSet set;
-    if (conversion.tagData && conversion.tagSize)
-        set.Deserialize(conversion.tagData, conversion.tagSize);
     for (const std::string& c :
-         codec::MakeOggComments(wav::FromTagSet(set), codec::OggCodec::Vorbis))
+         codec::MakeOggComments(SourceTags(conversion), codec::OggCodec::Vorbis))
         vorbis_comment_add(&comment_, c.c_str());
     if (vorbis_analysis_init(&dsp_, &info_) != 0 || vorbis_block_init(&dsp_, &block_) != 0)
         return error_.Failed(u"libvorbis could not start");
@@ -123,35 +96,21 @@ bool OggVorbisEncoder::WriteHeaders(const ConversionInfo& conversion) {
     return true;
 }
 
-uint32_t OggVorbisEncoder::Encode(const AudioBlockInfo* block) noexcept {
-    if (!begun_ || !block)
-        return error_.Fail(u"the encoder has not begun");
-    if (block->length == 0)
-        return 1;
-    WmWaveFormat f = block->format;
-    wav::WaveError why{};
-    if (!block->data || !wav::NormaliseWaveFormat(f, why) || !wav::SameSampleLayout(f, format_))
-        return error_.Fail(u"a block of audio changes format midway");
-    const size_t frames = block->length / format_.blockAlign;
+bool OggVorbisEncoder::EncodeFrames(const uint8_t* data, size_t frames) {
     const size_t channels = format_.channels;
-    const auto* bytes = static_cast<const uint8_t*>(block->data);
-    try {
-        samples_.resize(std::min(frames, kSliceFrames) * channels);
-        for (size_t done = 0; done < frames; done += kSliceFrames) {
-            const size_t n = std::min(kSliceFrames, frames - done);
-            unpacker_.Unpack(bytes + done * format_.blockAlign, n, samples_.data());
-            float** planes = vorbis_analysis_buffer(&dsp_, static_cast<int>(n));
-            for (size_t i = 0; i < n; ++i)
-                for (size_t c = 0; c < channels; ++c)
-                    planes[c][i] = samples_[i * channels + c];
-            vorbis_analysis_wrote(&dsp_, static_cast<int>(n));
-            if (!Drain())
-                return 0;
-        }
-    } catch (const std::bad_alloc&) {
-        return error_.Fail(u"out of memory");
+    samples_.resize(std::min(frames, kSliceFrames) * channels);
+    for (size_t done = 0; done < frames; done += kSliceFrames) {
+        const size_t n = std::min(kSliceFrames, frames - done);
+        unpacker_.Unpack(data + done * format_.blockAlign, n, samples_.data());
+        float** planes = vorbis_analysis_buffer(&dsp_, static_cast<int>(n));
+        for (size_t i = 0; i < n; ++i)
+            for (size_t c = 0; c < channels; ++c)
+                planes[c][i] = samples_[i * channels + c];
+        vorbis_analysis_wrote(&dsp_, static_cast<int>(n));
+        if (!Drain())
+            return false;
     }
-    return 1;
+    return true;
 }
 
 bool OggVorbisEncoder::Drain() {
@@ -185,12 +144,7 @@ uint32_t OggVorbisEncoder::End() noexcept {
     ogg_page page;
     while (ok && ogg_stream_flush(&stream_, &page))
         ok = WritePage(page);
-    if (!out_.Close() && ok)
-        ok = error_.Fail(u"writing the output file failed");
-    if (!ok && out_.DiskFull())
-        error_.Fail(u"disk full"); // the plainest of the reasons the file could not be written
-    Reset();
-    return ok ? 1 : 0;
+    return CloseAndReset(ok, out_);
 }
 
 void OggVorbisEncoder::Reset() {

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "bundled/codec/ChannelOrder.h"
-#include "bundled/codec/PluginSupport.h"
+#include "bundled/codec/EncoderFrame.h"
 #include "bundled/vorbis_encoder/VorbisOptions.h"
 #include "bundled/win/BufferedWriter.h"
 
@@ -14,31 +14,24 @@
 
 namespace wm::bundled {
 
-class OggVorbisEncoder {
+class OggVorbisEncoder final : public codec::EncoderFrame {
   public:
-    OggVorbisEncoder() = default;
-    OggVorbisEncoder(const OggVorbisEncoder&) = delete;
-    OggVorbisEncoder& operator=(const OggVorbisEncoder&) = delete;
-    ~OggVorbisEncoder() { Reset(); }
+    OggVorbisEncoder();
+    ~OggVorbisEncoder() override { Reset(); }
 
-    uint32_t Get(const WmChar* name, PluginValue* value) noexcept;
-    uint32_t Set(const WmChar* name, PluginValue* value) noexcept;
-    uint32_t Begin(const ConversionInfo* conversion) noexcept;
-    uint32_t Encode(const AudioBlockInfo* block) noexcept;
     uint32_t End() noexcept;
 
   private:
-    bool Start(const ConversionInfo& conversion);
+    bool Start(const ConversionInfo& conversion) override;
     bool Setup();
+    bool EncodeFrames(const uint8_t* data, size_t frames) override;
     bool WriteHeaders(const ConversionInfo& conversion);
     // Analyses what libvorbis holds and writes every page that is full (all of them at the end).
     bool Drain();
     bool WritePage(const ogg_page& page);
-    void Reset();
+    void Reset() override;
 
-    codec::LastError error_;
     VorbisOptions options_;
-    WmWaveFormat format_{};
     codec::FloatUnpacker unpacker_;
     std::vector<float> samples_;
     vorbis_info info_{};
@@ -48,7 +41,6 @@ class OggVorbisEncoder {
     ogg_stream_state stream_{};
     int stage_ = 0; // how much of the above is initialised, for Reset
     BufferedWriter out_;
-    bool begun_ = false;
 };
 
 } // namespace wm::bundled

@@ -2,21 +2,11 @@
 
 #include "bundled/codec/OptionNumber.h"
 #include "contract/EncoderOptions.h"
-#include "text/OptionStore.h"
 
 namespace wm::bundled {
 
 bool ParseVorbisOptions(StringView commandLine, VorbisOptions& o, String& error) {
-    OptionStore store;
-    store.Fill(commandLine);
-    for (size_t i = 0; i < store.Count(); ++i) {
-        const String& name = store.NameAt(i);
-        const String& value = store.ValueAt(i);
-        if (String refusal; TakeHostOption(name, refusal)) {
-            if (!refusal.empty())
-                return error = refusal, false;
-            continue;
-        }
+    return ForEachEncoderOption(commandLine, error, [&](const String& name, const String& value) {
         bool ok = true;
         if (name == u"q" || EqualsNoCase(name, u"quality"))
             ok = codec::ReadNumber(value, -1, 10, o.quality);
@@ -26,8 +16,8 @@ bool ParseVorbisOptions(StringView commandLine, VorbisOptions& o, String& error)
             return error = u"unknown Vorbis option -" + name, false;
         if (!ok)
             return error = u"bad value '" + value + u"' for the Vorbis option -" + name, false;
-    }
-    return true;
+        return true;
+    });
 }
 
 } // namespace wm::bundled

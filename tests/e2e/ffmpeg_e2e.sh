@@ -5,8 +5,8 @@
 # Usage: ffmpeg_e2e.sh <stage dir> <wine prefix> <work dir> <wavtool.exe>
 set -uo pipefail
 stage=$1 work=$3 wavtool=$4
-export WINEPREFIX=$2 WINEDEBUG=-all WINEDLLOVERRIDES=mscoree,mshtml=
-unset DISPLAY
+. "$(dirname "$0")/../wine_env.sh"
+use_wine_prefix "$2"
 for tool in sox ffmpeg ffprobe flac lame; do
     command -v $tool >/dev/null || { echo "SKIP: $tool is not installed"; exit 77; }
 done

@@ -4,8 +4,8 @@
 # Usage: shell_e2e.sh <source dir> <stage dir> <wine prefix> <work dir> <wavtool.exe>
 set -uo pipefail
 stage=$2 work=$4 wavtool=$5
-export WINEPREFIX=$3 WINEDEBUG=-all WINEDLLOVERRIDES=mscoree,mshtml=
-unset DISPLAY
+. "$(dirname "$0")/../wine_env.sh"
+use_wine_prefix "$3"
 command -v sox >/dev/null || { echo "SKIP: sox is not installed"; exit 77; }
 rm -rf "$work" && mkdir -p "$work/with space" && cd "$work"
 failures=0

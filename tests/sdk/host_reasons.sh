@@ -5,8 +5,8 @@
 # Usage: host_reasons.sh <stage dir> <wine prefix> <work dir>
 set -uo pipefail
 broken=$1/broken work=$3
-export WINEPREFIX=$2 WINEDEBUG=-all WINEDLLOVERRIDES=mscoree,mshtml=
-unset DISPLAY
+. "$(dirname "$0")/../wine_env.sh"
+use_wine_prefix "$2"
 stage=$work/tree
 . "$(dirname "$0")/../e2e/shell_support.sh"
 command -v sox >/dev/null || { echo "SKIP: sox is not installed"; exit 77; }

@@ -4,10 +4,10 @@
 # Usage: plugin_check.sh <dist dir> <stage dir> <wine prefix> <work dir>
 set -uo pipefail
 dist=$1 stage=$2 work=$4
-export WINEPREFIX=$3 WINEDEBUG=-all WINEDLLOVERRIDES=mscoree,mshtml=
+. "$(dirname "$0")/../wine_env.sh"
+use_wine_prefix "$3"
 # The test decoder's tag writer would accept tags it never reads back.
 export WAVEMILL_TEST_IDTAGS=refuse
-unset DISPLAY
 command -v sox >/dev/null || { echo "SKIP: sox is not installed"; exit 77; }
 rm -rf "$work" && mkdir -p "$work/samples" && cd "$work" || exit 1
 failures=0

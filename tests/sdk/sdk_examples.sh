@@ -5,8 +5,8 @@
 # Usage: sdk_examples.sh <source dir> <stage dir> <wine prefix> <work dir> <dist dir>
 set -uo pipefail
 src=$1 stage=$2 work=$4 dist=$5
-export WINEPREFIX=$3 WINEDEBUG=-all WINEDLLOVERRIDES=mscoree,mshtml=
-unset DISPLAY
+. "$(dirname "$0")/../wine_env.sh"
+use_wine_prefix "$3"
 command -v sox >/dev/null || { echo "SKIP: sox is not installed"; exit 77; }
 rm -rf "$work" && mkdir -p "$work" && cd "$work" || exit 1
 failures=0

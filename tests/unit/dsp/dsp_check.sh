@@ -5,8 +5,8 @@
 #        <wine prefix>
 set -u
 effect=$1 dsprun=$2 stage=$3 work=$4
-export WINEPREFIX=$5 WINEDEBUG=-all WINEDLLOVERRIDES=mscoree,mshtml=
-unset DISPLAY
+. "$(dirname "$0")/../../wine_env.sh"
+use_wine_prefix "$5"
 for tool in sox ffmpeg awk; do
     command -v $tool >/dev/null || { echo "SKIP: $tool is not installed" >&2; exit 77; }
 done

@@ -5,8 +5,8 @@
 # Usage: sox_check.sh <stage dir> <work dir> <wine prefix>
 set -u
 stage=$1 work=$2
-export WINEPREFIX=$3 WINEDEBUG=-all WINEDLLOVERRIDES=mscoree,mshtml=
-unset DISPLAY
+. "$(dirname "$0")/../../wine_env.sh"
+use_wine_prefix "$3"
 command -v sox >/dev/null || { echo "SKIP: sox is not installed" >&2; exit 77; }
 rm -rf "$work" && mkdir -p "$work" && cd "$work" || exit 1
 failures=0
