@@ -60,8 +60,10 @@ bool Conversion::Start(uint64_t nowMs) {
         startProblem_ = u"cannot make the output folder " + Win32ErrorTextU();
     else if (!WriteCommandFile(names))
         startProblem_ = u"cannot write the command file '" + commandFile_ + u"'";
+    // No console at all: the converter talks through its pipes and events, Ctrl-C reaches it as
+    // the quit event, and a hidden console per converter costs Wine a console host each start.
     else if (!child_.Start(setup_.wavemill, OptionText(u"twcmd", commandFile_).substr(1),
-                           CREATE_NO_WINDOW))
+                           DETACHED_PROCESS))
         startProblem_ = u"cannot start '" + setup_.wavemill + u"' " + Win32ErrorTextU();
     return startProblem_.empty();
 }
