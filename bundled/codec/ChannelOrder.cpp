@@ -1,6 +1,7 @@
 #include "bundled/codec/ChannelOrder.h"
 
 #include "bundled/codec/PcmConvert.h"
+#include "bundled/wav/WaveError.h"
 #include "bundled/wav/WaveFormatRules.h"
 
 #include <cstring>
@@ -77,6 +78,15 @@ void FloatUnpacker::Unpack(const uint8_t* source, size_t frames, float* target) 
             frame[v] = target[sources[v]];
         std::memcpy(target, frame, channels_ * sizeof(float));
     }
+}
+
+bool StartOggSource(WmWaveFormat& format, FloatUnpacker& unpacker, StringView codec, String& why) {
+    wav::WaveError invalid{};
+    if (!wav::NormaliseWaveFormat(format, invalid) || !unpacker.Start(format))
+        why = u"the source format is not PCM: " + String(wav::WaveErrorString[invalid]);
+    else if (format.channels > 255)
+        why = String(codec) + u" holds up to 255 channels";
+    return why.empty();
 }
 
 } // namespace wm::codec

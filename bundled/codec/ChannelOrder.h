@@ -3,6 +3,7 @@
 #pragma once
 
 #include "bundled/codec/PcmConvert.h"
+#include "text/String.h"
 
 #include <sdk/wavemill_plugin.h>
 
@@ -36,5 +37,9 @@ class FloatUnpacker {
     float scale_ = 1.0f;
     std::vector<int32_t> integers_;
 };
+
+// The Ogg encoders' source: `format` made canonical and `unpacker` ready for it; false with the
+// reason when it is not PCM or holds more than the 255 channels an Ogg codec can.
+bool StartOggSource(WmWaveFormat& format, FloatUnpacker& unpacker, StringView codec, String& why);
 
 } // namespace wm::codec

@@ -62,12 +62,7 @@ class ChannelsEffect final : public LiveEffect {
         return true;
     }
 
-    void Stop() override {
-        if (clipped_ != 0)
-            Inform(Widen(std::to_string(clipped_)) +
-                   u" samples were beyond full scale after the mix and were clipped");
-        clipped_ = 0;
-    }
+    void Stop() override { InformClipped(clipped_, u"the mix"); }
 
   private:
     uint16_t wanted_ = 2;

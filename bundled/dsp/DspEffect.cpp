@@ -1,5 +1,6 @@
 #include "bundled/dsp/DspEffect.h"
 
+#include <string>
 #include <string_view>
 
 namespace wm::dsp {
@@ -29,6 +30,16 @@ uint32_t DspEffect::Get(const char16_t* name, PluginValue* value) const {
 
 void DspEffect::Inform(std::u16string line) {
     information_.push_back(std::move(line));
+}
+
+void DspEffect::InformClipped(uint64_t& clipped, std::u16string_view step) {
+    if (clipped != 0) {
+        const std::string count = std::to_string(clipped);
+        Inform(std::u16string(count.begin(), count.end()) +
+               u" samples were beyond full scale after " + std::u16string(step) +
+               u" and were clipped");
+    }
+    clipped = 0;
 }
 
 bool DspEffect::Begin(const char16_t*) {

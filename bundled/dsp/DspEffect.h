@@ -4,8 +4,10 @@
 
 #include <sdk/wavemill_plugin.h>
 
+#include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace wm::dsp {
@@ -38,6 +40,8 @@ class DspEffect {
   protected:
     // A line that is not an error, for the host's "Information" question after the end.
     void Inform(std::u16string line);
+    // Says how many samples were clipped after `step` ("the gain"), if any, and starts afresh.
+    void InformClipped(uint64_t& clipped, std::u16string_view step);
     // A new conversion starts without the previous one's lines.
     void ClearInformation() { information_.clear(); }
 

@@ -56,12 +56,7 @@ class VolumeEffect final : public LiveEffect {
         return true;
     }
 
-    void Stop() override {
-        if (clipped_ != 0)
-            Inform(Widen(std::to_string(clipped_)) +
-                   u" samples were beyond full scale after the gain and were clipped");
-        clipped_ = 0;
-    }
+    void Stop() override { InformClipped(clipped_, u"the gain"); }
 
   private:
     double factor_ = 1;

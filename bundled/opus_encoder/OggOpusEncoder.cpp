@@ -46,12 +46,8 @@ bool OggOpusEncoder::Start(const ConversionInfo& conversion) {
     if (!ParseOpusOptions(conversion.commandLine ? conversion.commandLine : u"", options_, why))
         return error_.Failed(why);
     format_ = *conversion.sourceFormat;
-    wav::WaveError invalid{};
-    if (!wav::NormaliseWaveFormat(format_, invalid) || !unpacker_.Start(format_))
-        return error_.Failed(u"the source format is not PCM: " +
-                             String(wav::WaveErrorString[invalid]));
-    if (format_.channels > 255)
-        return error_.Failed(u"Opus holds up to 255 channels");
+    if (!codec::StartOggSource(format_, unpacker_, u"Opus", why))
+        return error_.Failed(why);
     if (!MakeComments(conversion))
         return false;
     const int family = format_.channels <= 2 ? 0 : format_.channels <= 8 ? 1 : 255;

@@ -32,12 +32,8 @@ bool OggVorbisEncoder::Start(const ConversionInfo& conversion) {
     if (!ParseVorbisOptions(conversion.commandLine ? conversion.commandLine : u"", options_, why))
         return error_.Failed(why);
     format_ = *conversion.sourceFormat;
-    wav::WaveError invalid{};
-    if (!wav::NormaliseWaveFormat(format_, invalid) || !unpacker_.Start(format_))
-        return error_.Failed(u"the source format is not PCM: " +
-                             String(wav::WaveErrorString[invalid]));
-    if (format_.channels > 255)
-        return error_.Failed(u"Vorbis holds up to 255 channels");
+    if (!codec::StartOggSource(format_, unpacker_, u"Vorbis", why))
+        return error_.Failed(why);
     return Setup() && WriteHeaders(conversion);
 }
 
