@@ -46,6 +46,9 @@ done
 wm="wine $root/dist/Wavemill.exe -silent"
 # row name | Wavemill's command | the native tool's command ({in} and {out} filled in)
 rows=(
+    # The host's own cost: a copy through the pump, against a plain copy and against sox.
+    "WAV->WAV vs cp|$wm -infile={in}.wav -outfile={out}.codec.wav -convert_to=Wave|cp {in}.wav {out}.codec.wav"
+    "WAV->WAV vs sox|$wm -infile={in}.wav -outfile={out}.codec.wav -convert_to=Wave|sox {in}.wav {out}.codec.wav"
     "WAV->FLAC -5|$wm -infile={in}.wav -outfile={out}.codec.flac -convert_to=FLAC -5|flac -s -f -5 -o {out}.codec.flac {in}.wav"
     "WAV->FLAC -8|$wm -infile={in}.wav -outfile={out}.codec.flac -convert_to=FLAC -8|flac -s -f -8 -o {out}.codec.flac {in}.wav"
     "FLAC->WAV|$wm -infile={in}.flac -outfile={out}.codec.wav -convert_to=Wave|flac -s -f -d -o {out}.codec.wav {in}.flac"

@@ -16,8 +16,9 @@ namespace wm::bundled {
 
 namespace {
 
-// Blocks of half a second keep the host's loop responsive; the cap bounds memory for wide
-// high-rate formats.
+// Blocks of two seconds: each block costs the host's loop a fixed amount, and PCM needs no work,
+// so a block still passes in well under a millisecond. The cap bounds memory for wide high-rate
+// formats.
 constexpr size_t kMaxBlockBytes = 1024 * 1024;
 
 const char16_t* const kExtensions[] = {u".wav", u".wave"};

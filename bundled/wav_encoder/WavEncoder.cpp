@@ -15,8 +15,10 @@ namespace wm::bundled {
 
 namespace {
 
-// Few, large writes; the header shares the first one.
+// Few, large writes; the header shares the first one. Blocks of this size or more go to the
+// file as they are: copying them into the buffer first would only cost a pass over the audio.
 constexpr size_t kBufferSize = 512 * 1024;
+constexpr size_t kDirectWriteBytes = 32 * 1024;
 
 bool Is(const WmChar* name, std::u16string_view wanted) {
     return name && name == wanted;
@@ -162,9 +164,10 @@ bool WavEncoder::Finish() noexcept {
 }
 
 bool WavEncoder::Append(const uint8_t* data, size_t length) {
-    if (used_ + length > kBufferSize && !Flush())
+    const bool direct = length >= kDirectWriteBytes;
+    if ((direct || used_ + length > kBufferSize) && !Flush())
         return false;
-    if (length >= kBufferSize)
+    if (direct || length >= kBufferSize)
         return file_.Write(data, length);
     std::memcpy(buffer_.get() + used_, data, length);
     used_ += length;

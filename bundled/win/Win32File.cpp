@@ -12,13 +12,6 @@ namespace {
 // ReadFile and WriteFile move at most a DWORD at a time; stay well below it.
 constexpr size_t kMaxTransfer = 1u << 30;
 
-OVERLAPPED At(uint64_t offset) {
-    OVERLAPPED o{};
-    o.Offset = static_cast<DWORD>(offset);
-    o.OffsetHigh = static_cast<DWORD>(offset >> 32);
-    return o;
-}
-
 } // namespace
 
 void DeletePath(const char16_t* path) {
@@ -67,15 +60,25 @@ uint64_t Win32File::Size() const {
     return static_cast<uint64_t>(size.QuadPart);
 }
 
+// Positioned reads and writes seek and then move at the file pointer: through an OVERLAPPED
+// record each call would cost Wine a server round trip (for the completion it might post).
+bool Win32File::Seek(uint64_t offset) {
+    LARGE_INTEGER to{};
+    to.QuadPart = static_cast<LONGLONG>(offset);
+    return handle_ && SetFilePointerEx(handle_.get(), to, nullptr, FILE_BEGIN);
+}
+
 size_t Win32File::ReadAt(uint64_t offset, void* buffer, size_t length) {
+    if (!Seek(offset))
+        return 0;
     size_t done = 0;
-    while (handle_ && done < length) {
+    while (done < length) {
         const DWORD want =
             static_cast<DWORD>(length - done < kMaxTransfer ? length - done : kMaxTransfer);
-        OVERLAPPED o = At(offset + done);
         DWORD got = 0;
-        // A positioned read past the end fails with ERROR_HANDLE_EOF: that is just the end.
-        if (!ReadFile(handle_.get(), static_cast<char*>(buffer) + done, want, &got, &o) || got == 0)
+        // Reading at or past the end gives 0 bytes: that is just the end.
+        if (!ReadFile(handle_.get(), static_cast<char*>(buffer) + done, want, &got, nullptr) ||
+            got == 0)
             break;
         done += got;
     }
@@ -88,25 +91,19 @@ bool Win32File::Write(const void* data, size_t length) {
         const DWORD want =
             static_cast<DWORD>(length - done < kMaxTransfer ? length - done : kMaxTransfer);
         DWORD put = 0;
-        if (!WriteFile(handle_.get(), static_cast<const char*>(data) + done, want, &put, nullptr) ||
-            put == 0)
+        if (!WriteFile(handle_.get(), static_cast<const char*>(data) + done, want, &put, nullptr))
             return false;
+        if (put == 0) {
+            SetLastError(ERROR_DISK_FULL); // a file takes fewer bytes only when the disk is full
+            return false;
+        }
         done += put;
     }
     return handle_.valid();
 }
 
 bool Win32File::WriteAt(uint64_t offset, const void* data, size_t length) {
-    if (!handle_ || length > kMaxTransfer)
-        return false;
-    OVERLAPPED o = At(offset);
-    DWORD put = 0;
-    if (!WriteFile(handle_.get(), data, static_cast<DWORD>(length), &put, &o))
-        return false;
-    if (put == length)
-        return true;
-    SetLastError(ERROR_DISK_FULL); // a file takes fewer bytes than asked only when the disk is full
-    return false;
+    return Seek(offset) && Write(data, length);
 }
 
 bool Win32File::Close() {

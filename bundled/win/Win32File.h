@@ -38,6 +38,7 @@ class Win32File {
     bool Close();
 
   private:
+    bool Seek(uint64_t offset);
     bool Create(const char16_t* path, DWORD access, DWORD share, DWORD disposition, DWORD flags);
 
     UniqueHandle handle_;
