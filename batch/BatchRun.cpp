@@ -46,8 +46,9 @@ class Batch {
     BatchResult Run() {
         while ((next_ < plan_.size() && !result_.stopped) || !running_.empty()) {
             TendUserStops();
-            StartMore();
+            // Ends are reaped before starting, so a slot freed is filled before the wait.
             PollRunning();
+            StartMore();
             ShowProgress();
             WaitForAnEnd();
         }
