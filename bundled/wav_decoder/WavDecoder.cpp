@@ -30,7 +30,7 @@ bool Is(const WmChar* name, std::u16string_view wanted) {
 
 size_t BlockBytes(const WmWaveFormat& f) {
     const size_t frame = f.blockAlign;
-    const size_t bytes = std::min<size_t>(f.avgBytesPerSec / 2, kMaxBlockBytes);
+    const size_t bytes = std::min<size_t>(uint64_t{f.avgBytesPerSec} * 2, kMaxBlockBytes);
     return std::max(frame, bytes - bytes % frame);
 }
 
