@@ -45,9 +45,12 @@ function(wm_third_party_shared name dll implib)
 endfunction()
 
 wm_third_party_static(flac libFLAC.a)
-# libFLAC's own build turns on -fstack-protector-strong (as Debian's does): link GCC's libssp.
+# libFLAC's own build turns on -fstack-protector-strong and opus's configure _FORTIFY_SOURCE (as
+# Debian's builds do): our guard (bundled/win/StackGuard.cpp), then GCC's libssp for the checked
+# copies.
+set(wm_stack_protector_libraries $<TARGET_OBJECTS:wm_stack_guard> ssp)
 set_target_properties(thirdparty::flac PROPERTIES INTERFACE_COMPILE_DEFINITIONS FLAC__NO_DLL
-    INTERFACE_LINK_LIBRARIES ssp)
+    INTERFACE_LINK_LIBRARIES "${wm_stack_protector_libraries}")
 wm_third_party_static(ebur128 libebur128.a)
 # The Xiph libraries, each with the libraries it calls.
 wm_third_party_static(ogg libogg.a)
@@ -59,8 +62,8 @@ wm_third_party_static(vorbisenc libvorbisenc.a)
 wm_third_party_static(vorbisfile libvorbisfile.a)
 # opusfile's and libopusenc's headers include <opus.h> from the opus folder.
 set_property(TARGET thirdparty::opus APPEND PROPERTY INTERFACE_INCLUDE_DIRECTORIES ${tp}/include/opus)
-# opus's configure turns on _FORTIFY_SOURCE, whose checked copies live in GCC's libssp.
-set_property(TARGET thirdparty::opus PROPERTY INTERFACE_LINK_LIBRARIES ssp)
+set_property(TARGET thirdparty::opus PROPERTY INTERFACE_LINK_LIBRARIES
+    "${wm_stack_protector_libraries}")
 set_property(TARGET thirdparty::opusenc PROPERTY INTERFACE_LINK_LIBRARIES thirdparty::opus)
 set_property(TARGET thirdparty::opusfile PROPERTY INTERFACE_LINK_LIBRARIES thirdparty::opus
     thirdparty::ogg)
