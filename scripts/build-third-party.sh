@@ -64,8 +64,14 @@ build_lame() {
 build_mpg123() {
     local src
     src=$(unpack mpg123)
+    # shlwapi serves only mpg123's own file-name opening, which the plug-in never calls: loaded
+    # at start it would bring user32 and gdi32 into every MP3 conversion, so it is delay-loaded.
+    local delay="$out/build/mpg123-delayload"
+    mkdir -p "$delay"
+    sh "$here/cmake/make_delay_lib.sh" shlwapi "/usr/$host/lib/libshlwapi.a" \
+        "$delay/libshlwapi.a" "$host-nm" "$host-dlltool"
     cmake_lib mpg123 "$src/ports/cmake" "-O2 -DNDEBUG" -DBUILD_PROGRAMS=OFF \
-        -DBUILD_LIBOUT123=OFF -DBUILD_SHARED_LIBS=ON -DCMAKE_SHARED_LINKER_FLAGS="-static"
+        -DBUILD_LIBOUT123=OFF -DBUILD_SHARED_LIBS=ON -DCMAKE_SHARED_LINKER_FLAGS="-static -L$delay"
     cp "$src/COPYING" "$prefix/licenses/mpg123.txt"
 }
 
