@@ -83,3 +83,11 @@ TEST(CommandFileText, BytesAreUtf16LittleEndian) {
     EXPECT_EQ(Tokenise(OptionTextOfCommandFile(bytes, sizeof bytes)), "[a=\xC4\x80]");
     EXPECT_EQ(OptionTextOfCommandFile(bytes, 1), u"");
 }
+
+TEST(Tokeniser, AMissClearsTheValue) {
+    OptionStore s;
+    s.Fill(u"-a=1");
+    String v = u"old";
+    EXPECT_FALSE(s.Find(u"b", &v));
+    EXPECT_TRUE(v.empty());
+}

@@ -35,5 +35,20 @@ TEST(ImageInfoTest, FaultyHeadersGiveNothing) {
     }
 }
 
+TEST(ImageInfoTest, LossyWebPOfZeroWidthGivesNothing) {
+    const Bytes b =
+        "RIFF" + LE32(30) + "WEBPVP8 " + Bytes(7, 0) + "\x9D\x01\x2A" + LE16(0) + LE16(20);
+    EXPECT_EQ(Info(b).FormatName, nullptr);
+}
+TEST(ImageInfoTest, BigEndianTiffSizes) {
+    // "MM", 42, directory at 8; two SHORT entries: width 37, height 21.
+    const Bytes b("MM\0\x2A\0\0\0\x08\0\x02"
+                  "\x01\x00\0\x03\0\0\0\x01\0\x25\0\0"
+                  "\x01\x01\0\x03\0\0\0\x01\0\x15\0\0",
+                  34);
+    const ImageInfo i = Info(b);
+    EXPECT_EQ(i.Width, 37u);
+    EXPECT_EQ(i.Height, 21u);
+}
 } // namespace
 } // namespace wm

@@ -27,5 +27,17 @@ TEST(TagSetTest, MergeKeepsOrReplacesAndTakesOnlyTheFirstOfANewName) {
     EXPECT_EQ(replaced.At(1).Value, u"ours too");
 }
 
+TEST(TagSetTest, AnEntryAtTheLimitStays) {
+    IDTagSet set;
+    set.Add(u"ab", u"cd"); // 4 + 4 bytes
+    set.RemoveLarger(8);
+    EXPECT_EQ(set.Count(), 1u);
+}
+TEST(TagSetTest, CrcTagsKeptWhenAsked) {
+    IDTagSet set;
+    set.Add(u"_CRC", u"");
+    set.RemoveInternalTags(kKeepCrcTags);
+    EXPECT_EQ(set.Count(), 1u);
+}
 } // namespace
 } // namespace wm

@@ -31,5 +31,23 @@ TEST(NumberTextTest, ByteSizesAndDurations) {
     EXPECT_EQ(DurationText(3723004, 3), u"01:02:03.004");
 }
 
+LocaleNumberSettings CommaLocale() {
+    LocaleNumberSettings s;
+    s.thousand = u",";
+    return s;
+}
+TEST(NumberTextTest, KilobytesAreGrouped) {
+    SetLocaleLoader(&CommaLocale);
+    EXPECT_EQ(ByteSizeText(1048575), u"1,024 KB");
+    SetLocaleLoader(nullptr);
+}
+TEST(NumberTextTest, EmptyItemsSurvivePacking) {
+    const StringList items = {u"a", u"", u"b"};
+    EXPECT_EQ(UnpackMultiString(PackMultiString(items)), items);
+}
+TEST(NumberTextTest, SixDigitsGetOneSeparator) {
+    LocaleNumberSettings s = LocaleFromValues(u"", u"0", u"3;0", u"", u"", u",", u"", u"");
+    EXPECT_EQ(LocaliseNumber(u"123456", s), u"123,456");
+}
 } // namespace
 } // namespace wm

@@ -24,5 +24,8 @@ TEST(StringTest, CaseBlindHelpers) {
     EXPECT_EQ(FindNoCase(u"one TWO two", u"two"), 4u);
 }
 
+TEST(StringTest, AnEncodedSurrogateIsThreeReplacements) {
+    EXPECT_EQ(Widen("\xED\xA0\x80"), u"\uFFFD\uFFFD\uFFFD");
+}
 } // namespace
 } // namespace wm

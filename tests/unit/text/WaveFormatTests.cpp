@@ -48,5 +48,17 @@ TEST(WaveFormatTest, ExtensibleRoundTripRestoresPlainRecord) {
     EXPECT_EQ(f, start);
 }
 
+TEST(WaveFormatTest, SameChannelCountKeepsTheMask) {
+    WaveFormat f = WaveFormat::Pcm(2, 48000, 16);
+    ASSERT_TRUE(f.ToExtensible());
+    f.SetChannelMask(0x3);
+    f.SetChannels(2, true);
+    EXPECT_EQ(f.ChannelMask(), 0x3u);
+}
+TEST(WaveFormatTest, ExtensibleGetsValidBits) {
+    WaveFormat f = WaveFormat::Pcm(2, 44100, 24);
+    ASSERT_TRUE(f.ToExtensible());
+    EXPECT_EQ(f.ValidBitsPerSample(), 24);
+}
 } // namespace
 } // namespace wm

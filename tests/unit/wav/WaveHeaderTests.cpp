@@ -143,5 +143,18 @@ TEST(WaveHeaderWriter, SwitchesToRf64AtTheLimitAndReadsItBack) {
     EXPECT_EQ(layout.dataLength, big);
 }
 
+TEST(WaveHeaderParser, WrongBlockAlignIsRejected) {
+    Bytes chunks = Chunk("fmt ", PcmFmt(2, 44100, 16));
+    Add(chunks, Chunk("data", Bytes(8, 0)));
+    Bytes file = Wave(chunks);
+    file[32] = 3; // block align 3 where a frame is 4 bytes
+    EXPECT_FALSE(Parsed(file).ok);
+}
+TEST(WaveHeaderWriter, Ds64CountsFrames) {
+    WaveHeaderWriter writer;
+    WaveError error = kWaveOk;
+    ASSERT_TRUE(writer.Init(MakeWaveFormat(SampleKind::Pcm, 2, 44100, 16), error));
+    EXPECT_EQ(Le64(writer.Build(5ull << 30).data() + 36), (5ull << 30) / 4);
+}
 } // namespace
 } // namespace wm::wav

@@ -87,5 +87,21 @@ TEST(WaveTagRewrite, ReplacesTagChunksAndKeepsEverythingElse) {
               Bytes(original.begin() + 8, original.begin() + kept));
 }
 
+TEST(WaveTagRewrite, Rf64RewriteUpdatesDs64RiffSize) {
+    Bytes ds64(28, 0);
+    ds64[8] = 8; // data size 8
+    Bytes chunks = Chunk("ds64", ds64);
+    Add(chunks, Chunk("fmt ", PcmFmt(1, 8000, 8)));
+    Add(chunks, Chunk("data", L("abcdefgh"), 0xFFFFFFFF));
+    Bytes file = Wave(chunks);
+    file[0] = 'R', file[1] = 'F', file[2] = '6', file[3] = '4';
+    PutLe32(file.data() + 4, 0xFFFFFFFF);
+    WaveTags tags;
+    tags.text = {{u"title", u"T"}};
+    bool changes = false;
+    const Bytes out = Rewrite(file, tags, changes);
+    ASSERT_GE(out.size(), 28u);
+    EXPECT_EQ(Le64(out.data() + 20), out.size() - 8);
+}
 } // namespace
 } // namespace wm::wav

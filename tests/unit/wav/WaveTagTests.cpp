@@ -113,5 +113,13 @@ TEST(Id3Tag, StopsAtSizesPastTheChunk) {
     EXPECT_TRUE(tags.pictures.empty());
 }
 
+TEST(Id3Tag, CompressedV23FrameIsSkipped) {
+    Bytes frame = Frame("TALB", L("\0zipped"));
+    frame[9] = 0x80; // compressed
+    const Bytes tag = Id3v23(frame);
+    WaveTags tags;
+    ReadId3Tag(tag.data(), tag.size(), tags);
+    EXPECT_TRUE(tags.text.empty());
+}
 } // namespace
 } // namespace wm::wav
