@@ -1,7 +1,8 @@
 // The part every codec decoder shares: the answers to Get (its last failure, information lines
 // and the types it reads) and Set, and an open that checks the open record, starts afresh and
 // closes what a failed open left. A codec supplies its types, OpenStream and Close, and its own
-// DecodeBlock and SetPosition.
+// DecodeBlock and SetPosition; it may word the refusal of an open without a file its own way and
+// answer values of its own to Set.
 #pragma once
 
 #include "bundled/codec/PluginSupport.h"
@@ -39,15 +40,16 @@ class DecoderFrame {
         value->pointer2 = const_cast<char16_t*>(types[value->value1].description);
         return 1;
     }
-    uint32_t Set(const WmChar* name, PluginValue*) noexcept {
-        return Is(name, WM_VALUE_BATCH_ID) ? 1 : 0;
+    uint32_t Set(const WmChar* name, PluginValue* value) noexcept {
+        // The batch number means nothing to a file reader, but it is a value the host may send.
+        return Is(name, WM_VALUE_BATCH_ID) ? 1 : SetOwn(name, value);
     }
     uint32_t Open(DecodeOpenInfo* info) noexcept {
         return GuardedStart(
             error_,
             [&] {
                 if (!info || !info->path)
-                    return error_.Failed(u"no input file was given");
+                    return error_.Failed(NoInput());
                 return OpenStream(*info);
             },
             [&] { Close(); });
@@ -56,6 +58,10 @@ class DecoderFrame {
     virtual uint32_t Close() noexcept = 0;
 
   protected:
+    // The reason an open without a file is refused.
+    virtual String NoInput() const { return u"no input file was given"; }
+    // A value of the codec's own; 0 when it has none of that name.
+    virtual uint32_t SetOwn(const WmChar*, PluginValue*) noexcept { return 0; }
     // Opens `info.path` and fills in the record; false with the reason in error_.
     virtual bool OpenStream(DecodeOpenInfo& info) = 0;
     virtual std::span<const DecodedType> Types() const = 0;
