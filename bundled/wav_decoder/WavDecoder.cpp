@@ -33,10 +33,6 @@ size_t BlockBytes(const WmWaveFormat& f) {
     return std::max(frame, bytes - bytes % frame);
 }
 
-uint32_t BitRate(const WmWaveFormat& f) {
-    return static_cast<uint32_t>(std::min<uint64_t>(uint64_t{f.avgBytesPerSec} * 8, UINT32_MAX));
-}
-
 // "10.0 s" for a length of data bytes.
 String Seconds(uint64_t bytes, const WmWaveFormat& f) {
     const uint64_t tenths = wav::BytesToMs(bytes, f.avgBytesPerSec) / 100;
@@ -57,9 +53,7 @@ String DataSizeNote(const wav::WaveLayout& layout) {
 
 } // namespace
 
-std::span<const codec::DecodedType> WavDecoder::Types() const {
-    return kTypes;
-}
+WavDecoder::WavDecoder() : DecoderFrame(kTypes) {}
 
 String WavDecoder::NoInput() const {
     return wav::WaveErrorString[wav::kWaveOpenFailed];
@@ -110,7 +104,7 @@ wav::WaveError WavDecoder::OpenFile(DecodeOpenInfo& info) {
         return wav::kWaveOutOfMemory;
     const WmWaveFormat& f = layout_.format;
     info.format = f;
-    info.bitRate = BitRate(f);
+    info.bitRate = codec::BitRate(f);
     info.byteLength = layout_.dataLength;
     info.msLength = wav::BytesToMs(layout_.dataLength, f.avgBytesPerSec);
     HandOutFileTags(source, info);
@@ -164,20 +158,12 @@ uint32_t WavDecoder::DecodeBlock(AudioBlockInfo* block) noexcept {
     const size_t n = static_cast<size_t>(std::min<uint64_t>(remaining, bufferSize_));
     if (n != 0 && file_.ReadAt(layout_.dataOffset + delivered_, buffer_.get(), n) != n)
         return error_.Fail(wav::kWaveReadFailed);
-    const WmWaveFormat& f = layout_.format;
-    block->data = buffer_.get();
-    block->length = static_cast<uint32_t>(n);
-    block->format = f;
-    block->bitRate = BitRate(f);
-    block->msDuration = wav::BytesToMs(n, f.avgBytesPerSec);
-    block->msPosition = wav::BytesToMs(delivered_, f.avgBytesPerSec);
-    delivered_ += n;
     // The end travels in an empty block of its own, positioned at the very end, so that the
     // host's progress reaches 100 %.
-    block->endOfStream = n == 0 ? 1 : 0;
-    return 1;
+    return codec::HandOutBlock(*block, buffer_.get(), n, layout_.format, delivered_, n == 0);
 }
 
+// Rounded down to a whole frame.
 uint32_t WavDecoder::SetPosition(uint64_t ms) noexcept {
     if (compressed_.IsOpen())
         return compressed_.SetPosition(ms);

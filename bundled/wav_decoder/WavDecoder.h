@@ -15,15 +15,14 @@ namespace wm::bundled {
 
 class WavDecoder final : public codec::DecoderFrame {
   public:
+    WavDecoder();
     ~WavDecoder() override { Close(); }
 
     uint32_t Close() noexcept override;
-    uint32_t DecodeBlock(AudioBlockInfo* block) noexcept;
-    // Moves the next block to `ms` milliseconds from the start (rounded down to a frame).
-    uint32_t SetPosition(uint64_t ms) noexcept;
+    uint32_t DecodeBlock(AudioBlockInfo* block) noexcept override;
+    uint32_t SetPosition(uint64_t ms) noexcept override;
 
   private:
-    std::span<const codec::DecodedType> Types() const override;
     String NoInput() const override;
     // "IDTags": the tags of a file rewritten.
     uint32_t SetOwn(const WmChar* name, PluginValue* value) noexcept override;
