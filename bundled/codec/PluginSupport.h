@@ -2,6 +2,7 @@
 // and the nine exported entry points over a plug-in class.
 #pragma once
 
+#include "bundled/wav/WaveError.h"
 #include "bundled/win/Win32File.h"
 #include "text/String.h"
 
@@ -26,6 +27,13 @@ class LastError {
     }
     // The same for a step that answers true or false.
     bool Failed(String why) { return Fail(std::move(why)) != 0; }
+    // Records a wave file's failure in the words of its own error table.
+    uint32_t Fail(wav::WaveError why, const WmWaveFormat* format = nullptr) {
+        return Fail(wav::WaveErrorText(why, format));
+    }
+    bool Failed(wav::WaveError why, const WmWaveFormat* format = nullptr) {
+        return Fail(why, format) != 0;
+    }
     void Clear() { text_.clear(); }
     bool Empty() const { return text_.empty(); }
     const String& Text() const { return text_; }
@@ -61,15 +69,16 @@ class InformationLines {
     StringList lines_;
 };
 
-// The values every codec encoder answers alike: its last failure, ReplayGain wanted (the tags
-// have a place for it), its help text and its output extension.
+// The values every codec encoder answers alike: its last failure, whether ReplayGain is wanted
+// (when its tags have a place for it), its help text (none when null) and its output extension.
 inline uint32_t AnswerEncoderValue(const LastError& error, const WmChar* name, PluginValue* value,
-                                   const char16_t* extension, const char16_t* help) {
+                                   const char16_t* extension, const char16_t* help,
+                                   bool replayGain = true) {
     uint32_t result = 0;
     if (error.Answer(name, value, result))
         return result;
     if (Is(name, WM_VALUE_SEND_OVER_REPLAYGAIN_TAGS))
-        return 1;
+        return replayGain ? 1 : 0;
     const char16_t* text = !value                         ? nullptr
                            : Is(name, WM_VALUE_HELP)      ? help
                            : Is(name, WM_VALUE_EXTENSION) ? extension

@@ -64,9 +64,7 @@ uint64_t ITunesLength(const AVDictionary* metadata) {
 
 } // namespace
 
-std::span<const codec::DecodedType> FfmpegDecoder::Types() const {
-    return kTypes;
-}
+FfmpegDecoder::FfmpegDecoder() : DecoderFrame(kTypes) {}
 
 bool FfmpegDecoder::OpenStream(DecodeOpenInfo& info) {
     ffmpeg::KeepLogQuiet();
@@ -275,15 +273,7 @@ uint32_t FfmpegDecoder::DecodeBlock(AudioBlockInfo* block) noexcept {
     // The end travels in an empty block of its own, positioned at the very end, so that the
     // host's progress reaches 100 %.
     finished_ = drained_ && !haveFrame_ && handed_ == 0;
-    block->data = pcm_.data();
-    block->length = static_cast<uint32_t>(handed_);
-    block->format = wave;
-    block->bitRate = wave.avgBytesPerSec * 8;
-    block->msDuration = wav::BytesToMs(handed_, wave.avgBytesPerSec);
-    block->msPosition = wav::BytesToMs(deliveredBytes_, wave.avgBytesPerSec);
-    block->endOfStream = finished_ ? 1 : 0;
-    deliveredBytes_ += handed_;
-    return 1;
+    return codec::HandOutBlock(*block, pcm_.data(), handed_, wave, deliveredBytes_, finished_);
 }
 
 uint32_t FfmpegDecoder::SetPosition(uint64_t ms) noexcept {

@@ -17,15 +17,14 @@ namespace wm::bundled {
 
 class FfmpegDecoder final : public codec::DecoderFrame {
   public:
+    FfmpegDecoder();
     ~FfmpegDecoder() override { Close(); }
 
     uint32_t Close() noexcept override;
-    uint32_t DecodeBlock(AudioBlockInfo* block) noexcept;
-    // Moves the next block to `ms` milliseconds from the start.
-    uint32_t SetPosition(uint64_t ms) noexcept;
+    uint32_t DecodeBlock(AudioBlockInfo* block) noexcept override;
+    uint32_t SetPosition(uint64_t ms) noexcept override;
 
   private:
-    std::span<const codec::DecodedType> Types() const override;
     bool OpenStream(DecodeOpenInfo& info) override;
     bool OpenCodec();
     bool ChooseOutput();

@@ -39,9 +39,7 @@ String ErrorName(FLAC__StreamDecoderErrorStatus status) {
 
 } // namespace
 
-std::span<const codec::DecodedType> FlacDecoder::Types() const {
-    return kTypes;
-}
+FlacDecoder::FlacDecoder() : DecoderFrame(kTypes) {}
 
 bool FlacDecoder::OpenStream(DecodeOpenInfo& info) {
     if (std::u16string_view(info.path) == u"-" || !file_.Open(info.path))
@@ -129,15 +127,7 @@ uint32_t FlacDecoder::DecodeBlock(AudioBlockInfo* block) noexcept {
         finished_ = true;
     }
     handed_ = pcm_.size();
-    block->data = pcm_.data();
-    block->length = static_cast<uint32_t>(pcm_.size());
-    block->format = format_;
-    block->bitRate = format_.avgBytesPerSec * 8;
-    block->msDuration = wav::BytesToMs(pcm_.size(), format_.avgBytesPerSec);
-    block->msPosition = wav::BytesToMs(deliveredBytes_, format_.avgBytesPerSec);
-    block->endOfStream = finished_ ? 1 : 0;
-    deliveredBytes_ += pcm_.size();
-    return 1;
+    return codec::HandOutBlock(*block, pcm_.data(), handed_, format_, deliveredBytes_, finished_);
 }
 
 bool FlacDecoder::FillBlock(size_t wanted) {

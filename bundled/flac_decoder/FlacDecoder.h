@@ -15,12 +15,12 @@ namespace wm::bundled {
 
 class FlacDecoder final : public codec::DecoderFrame {
   public:
+    FlacDecoder();
     ~FlacDecoder() override { Close(); }
 
     uint32_t Close() noexcept override;
-    uint32_t DecodeBlock(AudioBlockInfo* block) noexcept;
-    // Moves the next block to `ms` milliseconds from the start.
-    uint32_t SetPosition(uint64_t ms) noexcept;
+    uint32_t DecodeBlock(AudioBlockInfo* block) noexcept override;
+    uint32_t SetPosition(uint64_t ms) noexcept override;
 
   private:
     bool OpenStream(DecodeOpenInfo& info) override;
@@ -31,7 +31,6 @@ class FlacDecoder final : public codec::DecoderFrame {
     String EndsEarly() const;
     // The comments and pictures read, moved out.
     wav::WaveTags TakeTags();
-    std::span<const codec::DecodedType> Types() const override;
 
     static FLAC__StreamDecoderReadStatus OnRead(const FLAC__StreamDecoder*, FLAC__byte buffer[],
                                                 size_t* bytes, void* self);

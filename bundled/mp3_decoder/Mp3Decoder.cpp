@@ -33,9 +33,7 @@ String Decimal(uint64_t v) {
 
 } // namespace
 
-std::span<const codec::DecodedType> Mp3Decoder::Types() const {
-    return kTypes;
-}
+Mp3Decoder::Mp3Decoder() : DecoderFrame(kTypes) {}
 
 bool Mp3Decoder::OpenStream(DecodeOpenInfo& info) {
     information_.Clear();
@@ -210,15 +208,7 @@ uint32_t Mp3Decoder::DecodeBlock(AudioBlockInfo* block) noexcept {
         }
     }
     got -= got % format_.blockAlign;
-    block->data = pcm_.data();
-    block->length = static_cast<uint32_t>(got);
-    block->format = format_;
-    block->bitRate = format_.avgBytesPerSec * 8;
-    block->msDuration = wav::BytesToMs(got, format_.avgBytesPerSec);
-    block->msPosition = wav::BytesToMs(deliveredBytes_, format_.avgBytesPerSec);
-    block->endOfStream = finished_ ? 1 : 0;
-    deliveredBytes_ += got;
-    return 1;
+    return codec::HandOutBlock(*block, pcm_.data(), got, format_, deliveredBytes_, finished_);
 }
 
 uint32_t Mp3Decoder::SetPosition(uint64_t ms) noexcept {

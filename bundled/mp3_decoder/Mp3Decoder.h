@@ -15,15 +15,14 @@ namespace wm::bundled {
 
 class Mp3Decoder final : public codec::DecoderFrame {
   public:
+    Mp3Decoder();
     ~Mp3Decoder() override { Close(); }
 
     uint32_t Close() noexcept override;
-    uint32_t DecodeBlock(AudioBlockInfo* block) noexcept;
-    // Moves the next block to `ms` milliseconds from the start.
-    uint32_t SetPosition(uint64_t ms) noexcept;
+    uint32_t DecodeBlock(AudioBlockInfo* block) noexcept override;
+    uint32_t SetPosition(uint64_t ms) noexcept override;
 
   private:
-    std::span<const codec::DecodedType> Types() const override;
     bool OpenStream(DecodeOpenInfo& info) override;
     // Finds the audio between the tags and reads the tags on the way.
     void ReadTags(wav::WaveTags& tags);

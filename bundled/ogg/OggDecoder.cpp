@@ -27,7 +27,7 @@ String Decimal(uint64_t v) {
 } // namespace
 
 bool OggDecoder::OpenStream(DecodeOpenInfo& info) {
-    const String codec = Codec() == codec::OggCodec::Opus ? u"Opus" : u"Vorbis";
+    const String codec = codec_ == codec::OggCodec::Opus ? u"Opus" : u"Vorbis";
     if (std::u16string_view(info.path) == u"-" || !input_.Open(info.path))
         return error_.Failed(u"the file cannot be opened");
     if (OggStreamKind(input_.File()) != codec)
@@ -57,7 +57,7 @@ bool OggDecoder::OpenStream(DecodeOpenInfo& info) {
 
 bool OggDecoder::ReadTags(wav::WaveTags& tags) {
     std::string why;
-    if (!codec::ReadOggComments(stream_.comments, Codec(), tags, why))
+    if (!codec::ReadOggComments(stream_.comments, codec_, tags, why))
         return error_.Failed(Widen(why));
     return true;
 }

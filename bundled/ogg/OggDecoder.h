@@ -16,10 +16,12 @@ namespace wm::bundled {
 
 class OggDecoder : public codec::DecoderFrame {
   public:
+    OggDecoder(codec::OggCodec codec, std::span<const codec::DecodedType> types)
+        : DecoderFrame(types), codec_(codec) {}
+
     uint32_t Close() noexcept override;
-    uint32_t DecodeBlock(AudioBlockInfo* block) noexcept;
-    // Moves the next block to `ms` milliseconds from the start.
-    uint32_t SetPosition(uint64_t ms) noexcept;
+    uint32_t DecodeBlock(AudioBlockInfo* block) noexcept override;
+    uint32_t SetPosition(uint64_t ms) noexcept override;
 
   protected:
     struct Stream {
@@ -36,7 +38,6 @@ class OggDecoder : public codec::DecoderFrame {
     virtual long Read(int16_t* samples, size_t frames, String& why) = 0;
     virtual bool Seek(uint64_t sample) = 0;
     virtual void Stop() = 0;
-    virtual codec::OggCodec Codec() const = 0;
 
     OggInput input_;
 
@@ -46,6 +47,7 @@ class OggDecoder : public codec::DecoderFrame {
     bool Fill();
     String At() const;
 
+    const codec::OggCodec codec_;
     bool open_ = false;
     Stream stream_;
     WmWaveFormat format_{};

@@ -35,9 +35,7 @@ String OpusFileError(int code) {
 
 } // namespace
 
-std::span<const codec::DecodedType> OggOpusDecoder::Types() const {
-    return kTypes;
-}
+OggOpusDecoder::OggOpusDecoder() : OggDecoder(codec::OggCodec::Opus, kTypes) {}
 
 bool OggOpusDecoder::Start(Stream& stream, String& why) {
     static const OpusFileCallbacks callbacks{OnRead, OnSeek, OnTell, nullptr};

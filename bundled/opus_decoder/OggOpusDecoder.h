@@ -10,6 +10,7 @@ namespace wm::bundled {
 
 class OggOpusDecoder final : public OggDecoder {
   public:
+    OggOpusDecoder();
     ~OggOpusDecoder() override { Close(); }
 
   private:
@@ -17,8 +18,6 @@ class OggOpusDecoder final : public OggDecoder {
     long Read(int16_t* samples, size_t frames, String& why) override;
     bool Seek(uint64_t sample) override;
     void Stop() override;
-    codec::OggCodec Codec() const override { return codec::OggCodec::Opus; }
-    std::span<const codec::DecodedType> Types() const override;
 
     static int OnRead(void* self, unsigned char* buffer, int bytes);
     static int OnSeek(void* self, opus_int64 offset, int whence);

@@ -31,9 +31,7 @@ String VorbisFileError(long code) {
 
 } // namespace
 
-std::span<const codec::DecodedType> OggVorbisDecoder::Types() const {
-    return kTypes;
-}
+OggVorbisDecoder::OggVorbisDecoder() : OggDecoder(codec::OggCodec::Vorbis, kTypes) {}
 
 bool OggVorbisDecoder::Start(Stream& stream, String& why) {
     const ov_callbacks callbacks{OnRead, OnSeek, nullptr, OnTell};

@@ -11,6 +11,7 @@ namespace wm::bundled {
 
 class OggVorbisDecoder final : public OggDecoder {
   public:
+    OggVorbisDecoder();
     ~OggVorbisDecoder() override { Close(); }
 
   private:
@@ -18,8 +19,6 @@ class OggVorbisDecoder final : public OggDecoder {
     long Read(int16_t* samples, size_t frames, String& why) override;
     bool Seek(uint64_t sample) override;
     void Stop() override;
-    codec::OggCodec Codec() const override { return codec::OggCodec::Vorbis; }
-    std::span<const codec::DecodedType> Types() const override;
     bool SameFormatThroughout(const vorbis_info& first) const;
 
     static size_t OnRead(void* buffer, size_t size, size_t count, void* self);

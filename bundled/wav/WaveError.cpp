@@ -56,61 +56,19 @@ constexpr TagName kTagNames[] = {
 
 } // namespace
 
-uint32_t LastWaveError::Fail(WaveError error, const WmWaveFormat* format) noexcept {
-    Clear();
+String WaveErrorText(WaveError error, const WmWaveFormat* format) {
     if (error >= kWaveErrorCount)
         error = kWaveReadFailed;
-    if (error != kWaveUnsupportedFormatTag || !format) {
-        Append(WaveErrorString[error]);
-        return 0;
-    }
+    if (error != kWaveUnsupportedFormatTag || !format)
+        return WaveErrorString[error];
     const char16_t* digits = u"0123456789ABCDEF";
-    char16_t hex[] = u"0x0000";
+    String text = u"WAV format 0x";
     for (int i = 0; i < 4; ++i)
-        hex[2 + i] = digits[(format->formatTag >> (12 - 4 * i)) & 0xF];
-    Append(u"WAV format ");
-    Append(hex);
-    for (const TagName& t : kTagNames) {
-        if (t.tag == format->formatTag) {
-            Append(u" (");
-            Append(t.name);
-            Append(u")");
-        }
-    }
-    Append(u" is not supported");
-    return 0;
-}
-
-uint32_t LastWaveError::FailText(const char16_t* why) noexcept {
-    Clear();
-    Append(why ? why : u"failed");
-    return 0;
-}
-
-uint32_t LastWaveError::FailOption(const char16_t* lead, std::u16string_view name,
-                                   const char16_t* why) noexcept {
-    Clear();
-    Append(lead);
-    Append(name.data(), name.size() < 24 ? name.size() : 24);
-    Append(u": ");
-    Append(why);
-    return 0;
-}
-
-void LastWaveError::Append(const char16_t* text, size_t limit) noexcept {
-    size_t n = 0;
-    while (text_[n])
-        ++n;
-    while (*text && limit-- > 0 && n + 1 < std::size(text_))
-        text_[n++] = *text++;
-    text_[n] = 0;
-}
-
-uint32_t LastWaveError::Answer(PluginValue* value) const noexcept {
-    if (!value || !text_[0])
-        return 0;
-    value->pointer1 = const_cast<char16_t*>(text_);
-    return 1;
+        text += digits[(format->formatTag >> (12 - 4 * i)) & 0xF];
+    for (const TagName& t : kTagNames)
+        if (t.tag == format->formatTag)
+            text += String(u" (") + t.name + u")";
+    return text + u" is not supported";
 }
 
 WaveError WriteError(uint32_t systemError, WaveError otherwise) {

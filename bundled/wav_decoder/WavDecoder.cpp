@@ -1,7 +1,6 @@
 #include "bundled/wav_decoder/WavDecoder.h"
 
 #include "bundled/wav/RiffChunks.h"
-#include "bundled/wav/TagSetBridge.h"
 #include "bundled/wav/WaveFormatRules.h"
 #include "bundled/wav/WaveTagFile.h"
 #include "bundled/wav_decoder/FileByteSource.h"
@@ -21,21 +20,17 @@ namespace {
 // formats.
 constexpr size_t kMaxBlockBytes = 1024 * 1024;
 
-const char16_t* const kExtensions[] = {u".wav", u".wave"};
-const char16_t* const kDescription = u"Wave Audio";
+constexpr codec::DecodedType kTypes[] = {{u".wav", u"Wave Audio"}, {u".wave", u"Wave Audio"}};
 
-bool Is(const WmChar* name, std::u16string_view wanted) {
-    return name && name == wanted;
+// Another plug-in's reason, which it may not have given.
+String OrFailed(const char16_t* why) {
+    return why ? why : u"failed";
 }
 
 size_t BlockBytes(const WmWaveFormat& f) {
     const size_t frame = f.blockAlign;
     const size_t bytes = std::min<size_t>(uint64_t{f.avgBytesPerSec} * 2, kMaxBlockBytes);
     return std::max(frame, bytes - bytes % frame);
-}
-
-uint32_t BitRate(const WmWaveFormat& f) {
-    return static_cast<uint32_t>(std::min<uint64_t>(uint64_t{f.avgBytesPerSec} * 8, UINT32_MAX));
 }
 
 // "10.0 s" for a length of data bytes.
@@ -58,23 +53,14 @@ String DataSizeNote(const wav::WaveLayout& layout) {
 
 } // namespace
 
-uint32_t WavDecoder::Get(const WmChar* name, PluginValue* value) noexcept {
-    if (Is(name, WM_VALUE_LAST_ERROR))
-        return lastError_.Answer(value);
-    if (uint32_t result = 0; information_.Answer(name, value, result))
-        return result;
-    if (!value || !Is(name, WM_VALUE_DECODES) || value->value1 >= std::size(kExtensions))
-        return 0;
-    value->pointer1 = const_cast<char16_t*>(kExtensions[value->value1]);
-    value->pointer2 = const_cast<char16_t*>(kDescription);
-    return 1;
+WavDecoder::WavDecoder() : DecoderFrame(kTypes) {}
+
+String WavDecoder::NoInput() const {
+    return wav::WaveErrorString[wav::kWaveOpenFailed];
 }
 
-uint32_t WavDecoder::Set(const WmChar* name, PluginValue* value) noexcept {
-    // The batch number means nothing to a file reader, but it is a value the host may send.
-    if (Is(name, WM_VALUE_BATCH_ID))
-        return 1;
-    if (!Is(name, WM_VALUE_ID_TAGS) || !value || !value->pointer1 ||
+uint32_t WavDecoder::SetOwn(const WmChar* name, PluginValue* value) noexcept {
+    if (!codec::Is(name, WM_VALUE_ID_TAGS) || !value || !value->pointer1 ||
         (!value->pointer4 && value->value2 != 0))
         return 0;
     wav::WaveError error;
@@ -84,27 +70,22 @@ uint32_t WavDecoder::Set(const WmChar* name, PluginValue* value) noexcept {
     } catch (const std::bad_alloc&) {
         error = wav::kWaveOutOfMemory;
     }
-    return error == wav::kWaveOk ? 1 : lastError_.Fail(error);
+    return error == wav::kWaveOk ? 1 : error_.Fail(error);
 }
 
-uint32_t WavDecoder::Open(DecodeOpenInfo* info) noexcept {
-    Close();
-    if (!info || !info->path)
-        return lastError_.Fail(wav::kWaveOpenFailed);
+bool WavDecoder::OpenStream(DecodeOpenInfo& info) {
     wav::WaveError error;
     try {
-        error = OpenFile(*info);
+        error = OpenFile(info);
     } catch (const std::bad_alloc&) {
         error = wav::kWaveOutOfMemory;
     }
     if (error == wav::kWaveOk)
-        return 1;
+        return true;
     if ((error == wav::kWaveUnsupportedFormatTag || error == wav::kWaveUnsupportedSubFormat) &&
-        OpenCompressed(*info))
-        return 1;
-    lastError_.Fail(error, &layout_.format);
-    Close();
-    return 0;
+        OpenCompressed(info))
+        return true;
+    return error_.Failed(error, &layout_.format);
 }
 
 wav::WaveError WavDecoder::OpenFile(DecodeOpenInfo& info) {
@@ -123,12 +104,10 @@ wav::WaveError WavDecoder::OpenFile(DecodeOpenInfo& info) {
         return wav::kWaveOutOfMemory;
     const WmWaveFormat& f = layout_.format;
     info.format = f;
-    info.bitRate = BitRate(f);
+    info.bitRate = codec::BitRate(f);
     info.byteLength = layout_.dataLength;
     info.msLength = wav::BytesToMs(layout_.dataLength, f.avgBytesPerSec);
-    ReadTags(source);
-    info.tagData = tagBlock_.empty() ? nullptr : tagBlock_.data();
-    info.tagSize = static_cast<uint32_t>(tagBlock_.size());
+    HandOutFileTags(source, info);
     return wav::kWaveOk;
 }
 
@@ -137,34 +116,26 @@ bool WavDecoder::OpenCompressed(DecodeOpenInfo& info) {
         if (!compressed_.Open(info))
             return false;
         FileByteSource source(file_);
-        ReadTags(source);
+        HandOutFileTags(source, info);
     } catch (const std::bad_alloc&) {
         compressed_.Close();
         return false;
     }
-    info.tagData = tagBlock_.empty() ? nullptr : tagBlock_.data();
-    info.tagSize = static_cast<uint32_t>(tagBlock_.size());
     return true;
 }
 
-void WavDecoder::ReadTags(wav::ByteSource& source) {
+void WavDecoder::HandOutFileTags(wav::ByteSource& source, DecodeOpenInfo& info) {
     // Tags are a bonus: a file whose tag chunks are damaged still plays.
     try {
         wav::RiffFile riff;
         wav::WaveError error;
         wav::WaveTags tags;
-        if (!wav::WalkRiffChunks(source, riff, error))
-            return;
-        wav::ReadWaveTags(source, riff, tags);
-        if (tags.Empty())
-            return;
-        IDTagSet set;
-        wav::ToTagSet(tags, set);
-        std::vector<uint8_t> block = set.Serialize();
-        if (block.size() <= UINT32_MAX)
-            tagBlock_ = std::move(block);
+        if (wav::WalkRiffChunks(source, riff, error))
+            wav::ReadWaveTags(source, riff, tags);
+        HandOutTags(tags, info);
     } catch (const std::bad_alloc&) {
-        tagBlock_.clear();
+        ReleaseTags();
+        HandOutTags({}, info);
     }
 }
 
@@ -174,38 +145,30 @@ uint32_t WavDecoder::Close() noexcept {
     bufferSize_ = 0;
     delivered_ = 0;
     layout_ = wav::WaveLayout{};
-    std::vector<uint8_t>().swap(tagBlock_);
+    ReleaseTags();
     return file_.Close() ? 1 : 0;
 }
 
 uint32_t WavDecoder::DecodeBlock(AudioBlockInfo* block) noexcept {
     if (compressed_.IsOpen())
-        return compressed_.DecodeBlock(block) ? 1 : lastError_.FailText(compressed_.LastError());
+        return compressed_.DecodeBlock(block) ? 1 : error_.Fail(OrFailed(compressed_.LastError()));
     if (!block || !buffer_)
-        return lastError_.Fail(wav::kWaveNotOpen);
+        return error_.Fail(wav::kWaveNotOpen);
     const uint64_t remaining = layout_.dataLength - delivered_;
     const size_t n = static_cast<size_t>(std::min<uint64_t>(remaining, bufferSize_));
     if (n != 0 && file_.ReadAt(layout_.dataOffset + delivered_, buffer_.get(), n) != n)
-        return lastError_.Fail(wav::kWaveReadFailed);
-    const WmWaveFormat& f = layout_.format;
-    block->data = buffer_.get();
-    block->length = static_cast<uint32_t>(n);
-    block->format = f;
-    block->bitRate = BitRate(f);
-    block->msDuration = wav::BytesToMs(n, f.avgBytesPerSec);
-    block->msPosition = wav::BytesToMs(delivered_, f.avgBytesPerSec);
-    delivered_ += n;
+        return error_.Fail(wav::kWaveReadFailed);
     // The end travels in an empty block of its own, positioned at the very end, so that the
     // host's progress reaches 100 %.
-    block->endOfStream = n == 0 ? 1 : 0;
-    return 1;
+    return codec::HandOutBlock(*block, buffer_.get(), n, layout_.format, delivered_, n == 0);
 }
 
+// Rounded down to a whole frame.
 uint32_t WavDecoder::SetPosition(uint64_t ms) noexcept {
     if (compressed_.IsOpen())
         return compressed_.SetPosition(ms);
     if (!buffer_)
-        return lastError_.Fail(wav::kWaveNotOpen);
+        return error_.Fail(wav::kWaveNotOpen);
     const WmWaveFormat& f = layout_.format;
     uint64_t bytes = wav::MsToBytes(ms, f.avgBytesPerSec, f.blockAlign);
     delivered_ = std::min(bytes, layout_.dataLength);

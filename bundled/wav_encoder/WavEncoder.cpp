@@ -1,10 +1,8 @@
 #include "bundled/wav_encoder/WavEncoder.h"
 
-#include "bundled/wav/TagSetBridge.h"
 #include "bundled/wav/WaveFormatRules.h"
 #include "bundled/wav/WaveTagFile.h"
 #include "contract/EncoderOptions.h"
-#include "tags/IDTagSet.h"
 
 #include <cstring>
 #include <new>
@@ -19,10 +17,6 @@ namespace {
 // file as they are: copying them into the buffer first would only cost a pass over the audio.
 constexpr size_t kBufferSize = 512 * 1024;
 constexpr size_t kDirectWriteBytes = 32 * 1024;
-
-bool Is(const WmChar* name, std::u16string_view wanted) {
-    return name && name == wanted;
-}
 
 // The first option of the encoder command line (" -name" or " -name=\"value\"") that is not
 // a harmless one of the converter's own; empty when there is none. Wave output has no options
@@ -46,108 +40,81 @@ std::u16string_view UnknownOption(const WmChar* commandLine) {
     return {};
 }
 
+// "<lead><name>: <why>", the name cut short should a command line hold a long one.
+String OptionReason(const char16_t* lead, std::u16string_view name, const char16_t* why) {
+    return lead + String(name.substr(0, 24)) + u": " + why;
+}
+
 } // namespace
 
-uint32_t WavEncoder::Get(const WmChar* name, PluginValue* value) noexcept {
-    if (Is(name, WM_VALUE_LAST_ERROR))
-        return lastError_.Answer(value);
-    if (!value || !Is(name, WM_VALUE_EXTENSION))
-        return 0;
-    value->pointer1 = const_cast<char16_t*>(u".wav");
-    return 1;
+// Wave output has no help text and nothing to configure; its tags have no place for ReplayGain.
+WavEncoder::WavEncoder() : codec::EncoderFrame(u".wav", nullptr, false) {}
+
+String WavEncoder::Refusal(Refused why) const {
+    switch (why) {
+    case Refused::NoConversion:
+        return wav::WaveErrorString[wav::kWaveNoConversion];
+    case Refused::NotBegun:
+        return wav::WaveErrorString[wav::kWaveNotOpen];
+    case Refused::FormatChanged:
+        break;
+    }
+    return wav::WaveErrorString[wav::kWaveFormatChanged];
 }
 
-uint32_t WavEncoder::Set(const WmChar* name, PluginValue*) noexcept {
-    return Is(name, WM_VALUE_BATCH_ID) ? 1 : 0;
-}
-
-uint32_t WavEncoder::Begin(const ConversionInfo* conversion) noexcept {
-    Abandon();
-    if (!conversion || !conversion->outputPath || !conversion->sourceFormat)
-        return lastError_.Fail(wav::kWaveNoConversion);
-    if (const std::u16string_view option = UnknownOption(conversion->commandLine); !option.empty())
-        return ClassifyHostOption(option) == HostOption::Effect
-                   ? lastError_.FailOption(u"-", option, kEffectOptionReason)
-                   : lastError_.FailOption(u"unknown option -", option,
-                                           u"the Wave encoder has no options of its own");
+bool WavEncoder::Start(const ConversionInfo& conversion) {
+    if (const std::u16string_view option = UnknownOption(conversion.commandLine); !option.empty())
+        return error_.Failed(ClassifyHostOption(option) == HostOption::Effect
+                                 ? OptionReason(u"-", option, kEffectOptionReason)
+                                 : OptionReason(u"unknown option -", option,
+                                                u"the Wave encoder has no options of its own"));
     wav::WaveError error = wav::kWaveOk;
-    if (!writer_.Init(*conversion->sourceFormat, error))
-        return lastError_.Fail(error, conversion->sourceFormat);
+    if (!writer_.Init(*conversion.sourceFormat, error))
+        return error_.Failed(error, conversion.sourceFormat);
+    format_ = writer_.Format();
     if (!buffer_)
         buffer_.reset(new (std::nothrow) uint8_t[kBufferSize]);
     if (!buffer_)
-        return lastError_.Fail(wav::kWaveOutOfMemory);
-    if (!PrepareTags(*conversion))
-        return lastError_.Fail(wav::kWaveOutOfMemory);
-    if (!file_.CreateForWriting(conversion->outputPath))
-        return lastError_.Fail(wav::WriteError(GetLastError(), wav::kWaveCreateFailed));
-    output_ = conversion->outputPath;
-    const size_t headerSize = writer_.HeaderSize();
-    try {
-        const std::vector<uint8_t> header = writer_.Build(0);
-        std::memcpy(buffer_.get(), header.data(), headerSize);
-    } catch (const std::bad_alloc&) {
-        Abandon();
-        return lastError_.Fail(wav::kWaveOutOfMemory);
-    }
-    used_ = headerSize;
-    begun_ = true;
-    return 1;
+        return error_.Failed(wav::kWaveOutOfMemory);
+    tagChunks_ = wav::BuildTagChunks(SourceTags(conversion));
+    if (!file_.CreateForWriting(conversion.outputPath))
+        return error_.Failed(wav::WriteError(GetLastError(), wav::kWaveCreateFailed));
+    const std::vector<uint8_t> header = writer_.Build(0);
+    std::memcpy(buffer_.get(), header.data(), header.size());
+    used_ = header.size();
+    return true;
 }
 
-uint32_t WavEncoder::Encode(const AudioBlockInfo* block) noexcept {
-    if (!begun_ || !block)
-        return lastError_.Fail(wav::kWaveNotOpen);
+bool WavEncoder::EncodeFrames(const uint8_t* data, size_t frames) {
+    return EncodeBytes(data, frames * format_.blockAlign);
+}
+
+// The bytes go out as they come: a frame split across two blocks is whole again in the file.
+bool WavEncoder::EncodeBytes(const uint8_t* data, size_t length) {
     if (failed_)
-        return 0; // the first failure's reason stands
-    if (block->length == 0)
-        return 1;
-    WmWaveFormat format = block->format;
-    wav::WaveError error = wav::kWaveOk;
-    if (!block->data || !wav::NormaliseWaveFormat(format, error) ||
-        !wav::SameSampleLayout(format, writer_.Format()))
-        return lastError_.Fail(wav::kWaveFormatChanged);
-    if (!Append(static_cast<const uint8_t*>(block->data), block->length))
+        return false; // the first failure's reason stands
+    if (!Append(data, length))
         return FailWrite(wav::kWaveWriteFailed);
-    dataBytes_ += block->length;
-    return 1;
+    dataBytes_ += length;
+    return true;
 }
 
-uint32_t WavEncoder::FailWrite(wav::WaveError otherwise) {
+bool WavEncoder::FailWrite(wav::WaveError otherwise) {
     failed_ = true;
-    return lastError_.Fail(wav::WriteError(GetLastError(), otherwise));
+    return error_.Failed(wav::WriteError(GetLastError(), otherwise));
 }
 
-uint32_t WavEncoder::End(const ConversionInfo* conversion, uint32_t* tagAfterwards) noexcept {
-    if (tagAfterwards)
-        *tagAfterwards = 0;
+uint32_t WavEncoder::End() noexcept {
     if (!begun_)
-        return lastError_.Fail(wav::kWaveNotOpen);
+        return error_.Fail(wav::kWaveNotOpen);
     if (!failed_ && !Finish())
         FailWrite(wav::kWaveWriteFailed);
     // The close can be the first to hear that the disk is full.
     if (!file_.Close() && !failed_)
         FailWrite(wav::kWaveWriteFailed);
     const bool ok = !failed_;
-    Abandon();
-    if (conversion && conversion->runError)
-        DeletePath(output_.c_str());
-    // The tags went in with the audio, so the host has nothing to write afterwards.
+    Reset();
     return ok ? 1 : 0;
-}
-
-bool WavEncoder::PrepareTags(const ConversionInfo& conversion) {
-    tagChunks_.clear();
-    if (!conversion.tagData || conversion.tagSize == 0)
-        return true;
-    try {
-        IDTagSet set;
-        set.Deserialize(conversion.tagData, conversion.tagSize);
-        tagChunks_ = wav::BuildTagChunks(wav::FromTagSet(set));
-        return true;
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
 }
 
 bool WavEncoder::Finish() noexcept {
@@ -180,8 +147,9 @@ bool WavEncoder::Flush() {
     return ok;
 }
 
-void WavEncoder::Abandon() {
+void WavEncoder::Reset() {
     file_.Close();
+    tagChunks_.clear();
     used_ = 0;
     dataBytes_ = 0;
     begun_ = false;

@@ -5,19 +5,12 @@
 # collisions.
 # Usage: batch_e2e.sh <stage dir> <wine prefix> <work dir> <wavtool.exe>
 set -uo pipefail
-stage=$1 work=$3 wavtool=$4
-. "$(dirname "$0")/../wine_env.sh"
-use_wine_prefix "$2"
-for tool in sox flac metaflac lame mpg123; do
-    command -v $tool >/dev/null || { echo "SKIP: $tool is not installed"; exit 77; }
-done
-rm -rf "$work" && mkdir -p "$work" && cd "$work" || exit 1
 . "$(dirname "$0")/shell_support.sh"
+e2e_start "$@" sox flac metaflac lame mpg123
 # Runs the batch; its output lands in batch.out (UTF-8).
 batch() {
     wine "$stage/WavemillBatch.exe" "$@" </dev/null >batch.out 2>&1
 }
-raw() { sox -V1 "$1" -t raw -; }
 # The batch's lines, shown under a failed check.
 shown() { sed 's/^/    | /' batch.out; }
 leftovers() { find "$@" -name '*.wmbatch-part.*' | grep -c .; }
@@ -137,5 +130,4 @@ batch -convert_to=FLAC -out=clash '-pattern=%artist%' tagged/a.flac tagged/b.fla
 check "collision: refused with status 2 before anything runs" test $?:$(test -e clash && echo ran) = 2:
 check "collision: both sources named" grep -q "a.flac' and '.*b.flac' would both be written to" batch.out
 
-[ $failures -eq 0 ] && echo "all batch checks passed" || echo "$failures batch checks failed"
-exit $((failures > 0))
+e2e_verdict batch

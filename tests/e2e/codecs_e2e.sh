@@ -4,20 +4,8 @@
 # encoded frames next to those of the native flac and lame, and damaged input.
 # Usage: codecs_e2e.sh <stage dir> <wine prefix> <work dir> <wavtool.exe>
 set -uo pipefail
-stage=$1 work=$3 wavtool=$4
-. "$(dirname "$0")/../wine_env.sh"
-use_wine_prefix "$2"
-for tool in sox flac metaflac lame mpg123 ffprobe ffmpeg; do
-    command -v $tool >/dev/null || { echo "SKIP: $tool is not installed"; exit 77; }
-done
-rm -rf "$work" && mkdir -p "$work" && cd "$work" || exit 1
 . "$(dirname "$0")/shell_support.sh"
-format_of() { for o in r c b s; do soxi -$o "$1"; done | tr '\n' ' '; }
-wavtool() { wine "$wavtool" "$@" </dev/null | tr -d '\r'; }
-raw() { sox -V1 "$1" -t raw -; }
-same_audio() { cmp -s <(raw "$1") <(raw "$2"); }
-# Largest sample difference between two files, in 16-bit steps.
-max_diff() { sox -V1 -m -v 1 "$1" -v -1 "$2" -n stat 2>&1 | awk '/Maximum amplitude/ {printf "%d", $3 * 32768 + 0.5}'; }
+e2e_start "$@" sox flac metaflac lame mpg123 ffprobe ffmpeg
 probe() { ffprobe -v error -show_entries format_tags -of flat=s=_ "$1" | sed 's/^format_tags_//'; }
 # Size of the ID3v2 tag at the start of an MP3 (0 when there is none).
 id3_size() {
@@ -234,5 +222,4 @@ for tag in 'title=Tëst Title' 'artist=An Artist' 'album=The Album' 'album artis
 done
 check "WAV at the end of the chain: the front cover" cmp -s cover.jpg picture1.bin
 
-if ((failures)); then echo "$failures check(s) failed"; exit 1; fi
-echo "all codec checks passed"
+e2e_verdict codec

@@ -4,19 +4,12 @@
 # rendered file (a small tmpfs, when this user may mount one).
 # Usage: effects_e2e.sh <stage dir> <wine prefix> <work dir> <wavtool.exe>
 set -uo pipefail
-stage=$1 work=$3 wavtool=$4
-. "$(dirname "$0")/../wine_env.sh"
-use_wine_prefix "$2"
-for tool in sox ffmpeg ffprobe; do
-    command -v $tool >/dev/null || { echo "SKIP: $tool is not installed"; exit 77; }
-done
-rm -rf "$work" && mkdir -p "$work/tmp" && cd "$work" || exit 1
 . "$(dirname "$0")/shell_support.sh"
+e2e_start "$@" sox ffmpeg ffprobe
+mkdir tmp
 win() { winepath -w "$1"; }
-format_of() { for o in r c b s; do soxi -$o "$1"; done | tr '\n' ' '; }
 loudness() { ffmpeg -nostats -i "$1" -af ebur128 -f null - 2>&1 | awk '/I:/ {v = $2} END {print v}'; }
 near() { awk -v a="$1" -v b="$2" -v d="$3" 'BEGIN {exit !((a - b) <= d && (b - a) <= d)}'; }
-tags_of() { ffprobe -v error -show_entries format_tags -of default=nw=1 "$1"; }
 
 # Resample, then Normalize (non-live: the source is rendered into -tmpfolder), then BitDepth.
 sox -n -r 96000 -c 2 -b 24 hr.wav synth 8 sine 440 sine 1000 gain -20
@@ -132,5 +125,4 @@ else
     echo "note: cannot mount a tmpfs here; the full-disk case is not run"
 fi
 
-if ((failures)); then echo "$failures check(s) failed"; exit 1; fi
-echo "all effect end-to-end checks passed"
+e2e_verdict "effect end-to-end"

@@ -4,19 +4,11 @@
 # changing midway in the FLAC and MP3 decoders; damaged input.
 # Usage: ffmpeg_e2e.sh <stage dir> <wine prefix> <work dir> <wavtool.exe>
 set -uo pipefail
-stage=$1 work=$3 wavtool=$4
-. "$(dirname "$0")/../wine_env.sh"
-use_wine_prefix "$2"
-for tool in sox ffmpeg ffprobe flac lame; do
-    command -v $tool >/dev/null || { echo "SKIP: $tool is not installed"; exit 77; }
-done
-rm -rf "$work" && mkdir -p "$work" && cd "$work" || exit 1
 . "$(dirname "$0")/shell_support.sh"
-wavtool() { wine "$wavtool" "$@" </dev/null | tr -d '\r'; }
+e2e_start "$@" sox ffmpeg ffprobe flac lame
 probe() { ffprobe -v error -show_entries format_tags -of flat=s=_ "$1" | sed 's/^format_tags_//'; }
 # The native ffmpeg's samples of a file's first audio stream, in the given raw form.
 native() { ffmpeg -v error -i "$1" -map 0:a:0 -f "$2" -; }
-ours() { sox -V1 "$1" -t raw -; }
 sample_form() { # the raw form of a WAV Wavemill wrote: s16le, s24le, s32le or f32le
     local bits enc
     bits=$(soxi -b "$1") enc=$(soxi -e "$1")
@@ -57,10 +49,10 @@ for entry in "${exact[@]}"; do
     ffmpeg -v error -y -i $source -vn $codec "$file"
     wm -infile="$file" -outfile=d.wav -convert_to=Wave
     form=$(sample_form d.wav)
-    check "$file: exactly the native ffmpeg's samples ($form)" cmp -s <(ours d.wav) <(native "$file" $form)
+    check "$file: exactly the native ffmpeg's samples ($form)" cmp -s <(raw d.wav) <(native "$file" $form)
 done
 sox -V1 src.wav sox.aiff && wm -infile=sox.aiff -outfile=d.wav -convert_to=Wave
-check "an AIFF made by sox gives the source's samples" cmp -s <(ours d.wav) <(ours src.wav)
+check "an AIFF made by sox gives the source's samples" cmp -s <(raw d.wav) <(raw src.wav)
 # Lossy formats decode to float; this build and the native one differ in the last bit of a float
 # here and there (measured: 6e-8, the C runtime's maths), so the tolerance is 1e-6.
 for entry in "m4a -c:a aac" "wma -c:a wmav2" "ac3 -c:a ac3" "aac -c:a aac"; do
@@ -69,7 +61,7 @@ for entry in "m4a -c:a aac" "wma -c:a wmav2" "ac3 -c:a ac3" "aac -c:a aac"; do
     # shellcheck disable=SC2086
     ffmpeg -v error -y -i src.wav -vn $codec -b:a 192k "$file"
     wm -infile="$file" -outfile=d.wav -convert_to=Wave
-    ours d.wav >d.f32 && native "$file" f32le >n.f32
+    raw d.wav >d.f32 && native "$file" f32le >n.f32
     check "$file: the native ffmpeg's samples within 1e-6" \
         python3 -c "import sys; sys.exit(float('$(max_float_diff d.f32 n.f32)') > 1e-6)"
 done
@@ -78,7 +70,7 @@ check "native M4A AAC: tags arrive" \
         wm -infile=t.m4a -outfile=t.wav -convert_to=Wave && wavtool tags "Z:$stage" "Z:$work/t.wav" "Z:$work")"
 ffmpeg -v error -y -f lavfi -i testsrc=d=2:s=64x48 -i src.wav -map 0:v -map 1:a:0 -c:v mpeg4 -c:a alac -t 2 video.mp4
 wm -infile=video.mp4 -outfile=v.wav -convert_to=Wave
-check "a video file gives its audio stream" cmp -s <(ours v.wav) <(native video.mp4 s16le)
+check "a video file gives its audio stream" cmp -s <(raw v.wav) <(native video.mp4 s16le)
 
 # --- Compressed WAV through libavcodec: sox and ffmpeg make them ---
 for encoding in u-law a-law ima-adpcm ms-adpcm gsm-full-rate; do
@@ -88,11 +80,11 @@ for encoding in u-law a-law ima-adpcm ms-adpcm gsm-full-rate; do
     # The "fact" chunk's count: the native ffmpeg keeps the padding of the last block.
     n=$(ffprobe -v error -show_entries stream=duration_ts -of csv=p=0 c-$encoding.wav)
     check "WAV $encoding: the fact chunk's $n samples, as the native ffmpeg decodes them" \
-        test "$(soxi -s d.wav):$(cmp -s <(ours d.wav) <(native c-$encoding.wav s16le | head -c $((2 * n))) && echo same)" = "$n:same"
+        test "$(soxi -s d.wav):$(cmp -s <(raw d.wav) <(native c-$encoding.wav s16le | head -c $((2 * n))) && echo same)" = "$n:same"
 done
 ffmpeg -v error -y -i src.wav -vn -c:a adpcm_ima_wav -metadata title=Packed ima.wav
 wm -infile=ima.wav -outfile=d.wav -convert_to=Wave
-check "WAV IMA ADPCM by ffmpeg: samples and its INFO title" test "$(cmp -s <(ours d.wav) <(native ima.wav s16le) && echo same):$(wavtool tags "Z:$stage" "Z:$work/d.wav" "Z:$work" | grep -c '^title=Packed$')" = same:1
+check "WAV IMA ADPCM by ffmpeg: samples and its INFO title" test "$(cmp -s <(raw d.wav) <(native ima.wav s16le) && echo same):$(wavtool tags "Z:$stage" "Z:$work/d.wav" "Z:$work" | grep -c '^title=Packed$')" = same:1
 cp c-ms-adpcm.wav unknown.wav && printf '\042\042' | dd of=unknown.wav bs=1 seek=20 conv=notrunc status=none
 wm -infile=unknown.wav -outfile=d.wav -convert_to=Wave
 check "an unknown WAV format tag keeps its named error" grep -q "WAV format 0x2222 is not supported" wm.err
@@ -102,7 +94,7 @@ for source in src src24; do
     wm -infile=$source.wav -outfile=$source.m4a -convert_to=ALAC
     wm -infile=$source.m4a -outfile=$source-back.wav -convert_to=Wave
     check "ALAC round trip of $source.wav is exact (and the native ffmpeg agrees)" \
-        test "$(cmp -s <(ours $source.wav) <(ours $source-back.wav) && echo same):$(cmp -s <(ours $source.wav) <(native $source.m4a "$(sample_form $source.wav)") && echo same)" = same:same
+        test "$(cmp -s <(raw $source.wav) <(raw $source-back.wav) && echo same):$(cmp -s <(raw $source.wav) <(native $source.m4a "$(sample_form $source.wav)") && echo same)" = same:same
 done
 tags_m4a=$(probe src.m4a)
 for field in 'title="Tëst Title"' 'artist="An Artist"' 'album="The Album"' 'album_artist="Various"' \
@@ -124,7 +116,7 @@ check "our decoder gives exactly the source's length" test "$(soxi -s tone-back.
 residue=$(sox -V1 -m -v 1 tone.wav -v -1 tone-back.wav -n stat 2>&1 | awk '/RMS +amplitude/ {print $3}')
 check "the first sample lines up with the source (residue RMS $residue < 0.01)" \
     python3 -c "import sys; sys.exit(not $residue < 0.01)"
-ours tone-back.wav >d.f32 && native tone.m4a f32le >n.f32
+raw tone-back.wav >d.f32 && native tone.m4a f32le >n.f32
 check "the native ffmpeg decodes it to our samples (it keeps the end padding)" \
     python3 -c "import sys; sys.exit(float('$(max_float_diff d.f32 n.f32)') > 1e-6)"
 wm -infile=tone.wav -outfile=q.m4a -convert_to=AAC -q 1.5
@@ -132,7 +124,7 @@ check "-q gives a variable-rate AAC" test "$?:$(ffprobe -v error -select_streams
 
 cp src.m4a "Tëst 日本.m4a"
 wm -infile="Tëst 日本.m4a" -outfile="Ausgabe ö.m4a" -convert_to=ALAC
-check "names outside ASCII, read and written" cmp -s <(ours src.wav) <(native "Ausgabe ö.m4a" s16le)
+check "names outside ASCII, read and written" cmp -s <(raw src.wav) <(native "Ausgabe ö.m4a" s16le)
 
 # --- WAV -> AAC -> FLAC -> ALAC -> WAV keeps every tag and the cover ---
 wm -infile=src.wav -outfile=c.m4a -convert_to=AAC
@@ -212,5 +204,4 @@ for run in "odd.wav AAC" "seven.wav AAC" "src.wav AAC -b 9999" "src.wav AAC -q 7
 done
 grep -h "Error" wm.err | head -1 | sed 's/^/     /'
 
-if ((failures)); then echo "$failures check(s) failed"; exit 1; fi
-echo "all FFmpeg checks passed"
+e2e_verdict FFmpeg

@@ -5,20 +5,9 @@
 # through every format, and damaged input.
 # Usage: ogg_e2e.sh <stage dir> <wine prefix> <work dir> <wavtool.exe>
 set -uo pipefail
-stage=$1 work=$3 wavtool=$4
-. "$(dirname "$0")/../wine_env.sh"
-use_wine_prefix "$2"
-for tool in sox opusenc opusdec opusinfo oggenc oggdec ogginfo vorbiscomment flac metaflac ffprobe \
-    ffmpeg python3; do
-    command -v $tool >/dev/null || { echo "SKIP: $tool is not installed"; exit 77; }
-done
-rm -rf "$work" && mkdir -p "$work" && cd "$work" || exit 1
 . "$(dirname "$0")/shell_support.sh"
-wavtool() { wine "$wavtool" "$@" </dev/null | tr -d '\r'; }
-raw() { sox -V1 "$1" -t raw -; }
-same_audio() { cmp -s <(raw "$1") <(raw "$2"); }
-# Largest sample difference between two files, in 16-bit steps.
-max_diff() { sox -V1 -m -v 1 "$1" -v -1 "$2" -n stat 2>&1 | awk '/Maximum amplitude/ {printf "%d", $3 * 32768 + 0.5}'; }
+e2e_start "$@" sox opusenc opusdec opusinfo oggenc oggdec ogginfo vorbiscomment flac metaflac ffprobe \
+    ffmpeg python3
 # Signal-to-noise ratio of a decoded file against its source, in hundredths of a dB.
 snr() {
     local s n
@@ -260,5 +249,4 @@ for bad in short.ogg short.opus crc.ogg crc.opus flac.ogg opus.ogg empty.ogg emp
         test "$status:$(grep -c 'Error: ' wm.err):$(cat kept.wav):$(find . -name "*.tmp*" | wc -l)" = "1:1:precious:0"
 done
 
-if ((failures)); then echo "$failures check(s) failed"; exit 1; fi
-echo "all Ogg checks passed"
+e2e_verdict Ogg

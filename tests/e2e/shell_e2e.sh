@@ -1,22 +1,17 @@
 #!/bin/bash
 # End-to-end checks from a Linux shell under Wine: argument quoting as Wine builds it, a Linux
 # pipe on standard input, redirected output, and WAV conversions checked with sox.
-# Usage: shell_e2e.sh <source dir> <stage dir> <wine prefix> <work dir> <wavtool.exe>
+# Usage: shell_e2e.sh <stage dir> <wine prefix> <work dir> <wavtool.exe>
 set -uo pipefail
-stage=$2 work=$4 wavtool=$5
-. "$(dirname "$0")/../wine_env.sh"
-use_wine_prefix "$3"
-command -v sox >/dev/null || { echo "SKIP: sox is not installed"; exit 77; }
-rm -rf "$work" && mkdir -p "$work/with space" && cd "$work"
-failures=0
-check() { # check <description> <command...>
-    local what=$1; shift
-    if "$@"; then echo "ok   $what"; else echo "FAIL $what"; failures=$((failures + 1)); fi
-}
+. "$(dirname "$0")/shell_support.sh"
+e2e_start "$@" sox
+mkdir "with space"
+# Unlike the shared wm: not silent, its output where the caller sends it.
 wm() { wine "$stage/Wavemill.exe" "$@" </dev/null; }
 raw_of() { sox "$1" -t raw -; }
 utf8() { iconv -f UTF-16LE -t UTF-8; }
-format_of() { for o in r c b e s; do soxi -$o "$1"; done | tr '\n' ' '; }
+# format_of with the sample encoding.
+encoded_format_of() { for o in r c b e s; do soxi -$o "$1"; done | tr '\n' ' '; }
 
 # Redirected standard output: UTF-16LE, CR LF, no byte-order mark; -help exits 1.
 wm -help >help.txt
@@ -33,14 +28,14 @@ wm -infile="$win_in" -outfile="$win_dir\\out.wav" -convert_to=Wave -tmpfolder="$
 check "WAV to WAV with wrapped quoting exits 0" test $? -eq 0
 check "60 progress marks and summary" grep -Pzq '(?s)\*{60}\r\n.*\r\nConversion completed in \d' <(utf8 <run.txt)
 check "audio identical" cmp -s <(raw_of "with space/in put.wav") <(raw_of "with space/out.wav")
-check "sox reads 44100 Hz 2 ch 16 bit, 3 s" test "$(format_of "with space/out.wav")" = "44100 2 16 Signed Integer PCM 1323000 "
+check "sox reads 44100 Hz 2 ch 16 bit, 3 s" test "$(encoded_format_of "with space/out.wav")" = "44100 2 16 Signed Integer PCM 1323000 "
 
 # Formats sox writes decode to the same samples (24-bit, float, 6 channels, 8-bit).
 for spec in "-b 24 -c 2" "-e floating-point -b 32 -c 2" "-b 16 -c 6" "-b 8 -e unsigned -c 1"; do
     sox -n -r 48000 $spec fmt.wav synth 1.5 sine 300 gain -6
     wm -silent -infile=fmt.wav -outfile=fmt-out.wav -convert_to=Wave
-    check "same samples and format ($spec)" cmp -s <(raw_of fmt.wav; format_of fmt.wav) \
-        <(raw_of fmt-out.wav; format_of fmt-out.wav)
+    check "same samples and format ($spec)" cmp -s <(raw_of fmt.wav; encoded_format_of fmt.wav) \
+        <(raw_of fmt-out.wav; encoded_format_of fmt-out.wav)
 done
 
 # Raw PCM through a Linux pipe (PeekNamedPipe fails there; the run must still read it all).
@@ -153,7 +148,6 @@ check "a killed run's temporary output is removed by the next run" \
 # Tags and album art through a whole conversion, checked with ffprobe: text tags ffmpeg wrote
 # (LIST/INFO), a "tag" option winning over the source, and two covers from an "id3 " chunk.
 if command -v ffmpeg >/dev/null && command -v ffprobe >/dev/null; then
-    tags_of() { ffprobe -v error -show_entries format_tags -of default=nw=1 "$1"; }
     ffmpeg -v error -y -f lavfi -i "sine=frequency=330:duration=2" -ac 2 -c:a pcm_s16le -metadata \
         title='Tagged Title' -metadata artist='Source Artist' -metadata album='Source Album' \
         -metadata comment='Source comment' tagged.wav
@@ -167,7 +161,6 @@ if command -v ffmpeg >/dev/null && command -v ffprobe >/dev/null; then
     done
     check "tagged audio identical" cmp -s <(raw_of tagged.wav) <(raw_of tagged-out.wav)
 
-    wavtool() { wine "$wavtool" "$@" </dev/null | tr -d '\r'; }
     mkdir -p pics-in pics-out
     printf '\211PNG\r\n\032\nfront-cover-bytes' >pics-in/front.png
     printf '\377\330\377\340back-cover-bytes\377\331' >pics-in/back.jpg
@@ -188,5 +181,4 @@ else
     echo "FAIL ffmpeg/ffprobe missing: tag checks not run"; failures=$((failures + 1))
 fi
 
-if ((failures)); then echo "$failures check(s) failed"; exit 1; fi
-echo "all shell end-to-end checks passed"
+e2e_verdict "shell end-to-end"

@@ -1,5 +1,5 @@
-# Shared by the shell end-to-end scripts (sourced): numbered checks and a silent Wavemill run.
-# Expects $stage (the staged program tree) to be set.
+# Shared by the shell end-to-end scripts (sourced first): the start every script makes, numbered
+# checks, a silent Wavemill run, the verdict, and the native tools' views of audio and tags.
 # Wine builds the UTF-16 command line through the locale, and grep compares by it: the checks
 # must not depend on the caller's.
 export LC_ALL=C.UTF-8
@@ -16,3 +16,31 @@ wm() {
     iconv -f UTF-16LE -t UTF-8 wm.err16 >wm.err
     return $status
 }
+# e2e_start <stage dir> <wine prefix> <work dir> <wavtool.exe> <native tool...>: sets $stage,
+# $work and $wavtool, uses the suite's Wine prefix, skips the script (exit 77) when a native tool
+# is missing and runs it in a fresh work folder.
+e2e_start() {
+    stage=$1 work=$3 wavtool=$4
+    . "$(dirname "${BASH_SOURCE[0]}")/../wine_env.sh"
+    use_wine_prefix "$2"
+    shift 4
+    local tool
+    for tool in "$@"; do
+        command -v "$tool" >/dev/null || { echo "SKIP: $tool is not installed"; exit 77; }
+    done
+    rm -rf "$work" && mkdir -p "$work" && cd "$work" || exit 1
+}
+# e2e_verdict <what>: the script's end, failing when a check failed.
+e2e_verdict() {
+    if ((failures)); then echo "$failures check(s) failed"; exit 1; fi
+    echo "all $1 checks passed"
+}
+wavtool() { wine "$wavtool" "$@" </dev/null | tr -d '\r'; }
+raw() { sox -V1 "$1" -t raw -; }
+same_audio() { cmp -s <(raw "$1") <(raw "$2"); }
+# Largest sample difference between two files, in 16-bit steps.
+max_diff() { sox -V1 -m -v 1 "$1" -v -1 "$2" -n stat 2>&1 | awk '/Maximum amplitude/ {printf "%d", $3 * 32768 + 0.5}'; }
+# Rate, channels, bits and byte rate as soxi gives them.
+format_of() { for o in r c b s; do soxi -$o "$1"; done | tr '\n' ' '; }
+# A file's tags as ffprobe reads them, one "TAG:name=value" a line.
+tags_of() { ffprobe -v error -show_entries format_tags -of default=nw=1 "$1"; }

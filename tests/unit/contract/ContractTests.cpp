@@ -3,30 +3,18 @@
 #include "contract/FormatRules.h"
 #include "contract/TagBlockRule.h"
 #include "tags/IDTagSet.h"
+#include "tests/support/TagSamples.h"
 
 #include <gtest/gtest.h>
 
 namespace wm {
 namespace {
 
-IDTagSet Sample() {
-    IDTagSet set;
-    set.Add(u"title", u"Caf\u00E9");
-    set.Add(u"empty", u"");
-    const uint8_t picture[] = {0xFF, 0xD8, 0x00, 0x01, 0xFF};
-    set.AddData(u"_albumart_1_Front Album Cover", picture, sizeof picture);
-    return set;
-}
-
-std::vector<uint8_t> Bytes(std::initializer_list<int> list) {
-    std::vector<uint8_t> v;
-    for (int b : list)
-        v.push_back(static_cast<uint8_t>(b));
-    return v;
-}
+using test::ByteList;
+using test::SampleTags;
 
 TEST(TagBlockRuleTest, WellFormedOnlyWhenEveryRecordEndsExactly) {
-    const std::vector<uint8_t> block = Sample().Serialize();
+    const std::vector<uint8_t> block = SampleTags().Serialize();
     EXPECT_TRUE(TagBlockIsWellFormed(block.data(), block.size()));
     EXPECT_TRUE(TagBlockIsWellFormed("\0\0\0\0", 4)); // the empty list
     for (size_t cut = 0; cut < block.size(); ++cut)
@@ -38,18 +26,18 @@ TEST(TagBlockRuleTest, WellFormedOnlyWhenEveryRecordEndsExactly) {
     const char text[] = "title=Hello\nartist=Someone\n";
     EXPECT_FALSE(TagBlockIsWellFormed(text, sizeof text - 1));
     // A record whose name is empty.
-    EXPECT_FALSE(TagBlockIsWellFormed(Bytes({1, 0, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0}).data(), 12));
+    EXPECT_FALSE(TagBlockIsWellFormed(ByteList({1, 0, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0}).data(), 12));
 }
 
 // A value without its terminator is what a plug-in writing "name=value" pairs by hand gets
 // wrong; the words name the entry and the missing terminator.
 TEST(TagBlockRuleTest, NamesTheEntryAndTheMissingTerminator) {
     // One entry "a" with the value "b" and no terminator after it.
-    const auto block = Bytes({1, 0, 0, 0, 10, 0, 0, 0, 'a', 0, 0, 0, 'b', 0});
+    const auto block = ByteList({1, 0, 0, 0, 10, 0, 0, 0, 'a', 0, 0, 0, 'b', 0});
     EXPECT_EQ(TagBlockProblem(block.data(), block.size()),
               "entry 1's value has no 0 terminator inside its record (an empty value is one 0 "
               "character)");
-    const auto noName = Bytes({1, 0, 0, 0, 6, 0, 0, 0, 'a', 0});
+    const auto noName = ByteList({1, 0, 0, 0, 6, 0, 0, 0, 'a', 0});
     EXPECT_NE(TagBlockProblem(noName.data(), noName.size()).find("is below 8"), std::string::npos);
 }
 

@@ -1,4 +1,5 @@
 #include "tags/IDTagSet.h"
+#include "tests/support/TagSamples.h"
 
 #include <gtest/gtest.h>
 
@@ -7,39 +8,25 @@
 namespace wm {
 namespace {
 
-IDTagSet Sample() {
-    IDTagSet set;
-    set.Add(u"title", u"Caf\u00E9 \U0001F3B5");
-    set.Add(u"empty", u"");
-    set.Add(u"artist", u"A\rB");
-    const uint8_t picture[] = {0xFF, 0xD8, 0x00, 0x01, 0xFF};
-    set.AddData(u"_albumart_1_Front Album Cover", picture, sizeof picture);
-    return set;
-}
-
-std::vector<uint8_t> Bytes(std::initializer_list<int> list) {
-    std::vector<uint8_t> v;
-    for (int b : list)
-        v.push_back(static_cast<uint8_t>(b));
-    return v;
-}
+using test::ByteList;
+using test::SampleTags;
 
 TEST(TagBlockTest, DocumentedLayout) {
     IDTagSet one;
     one.AddData(u"\u00E9", "\x07", 1);
-    EXPECT_EQ(one.Serialize(), Bytes({1, 0, 0, 0, 11, 0, 0, 0, 0xE9, 0, 0, 0, 0, 0, 7}));
-    EXPECT_EQ(one.SerializeNarrow(), Bytes({1, 0, 0, 0, 9, 0, 0, 0, 0xC3, 0xA9, 0, 0, 7}));
+    EXPECT_EQ(one.Serialize(), ByteList({1, 0, 0, 0, 11, 0, 0, 0, 0xE9, 0, 0, 0, 0, 0, 7}));
+    EXPECT_EQ(one.SerializeNarrow(), ByteList({1, 0, 0, 0, 9, 0, 0, 0, 0xC3, 0xA9, 0, 0, 7}));
 }
 
 // Every cut of a block keeps a prefix of its entries; only the last may be incomplete.
 TEST(TagBlockTest, EveryTruncationKeepsTheEntriesBeforeTheCut) {
-    const IDTagSet full = Sample();
+    const IDTagSet full = SampleTags();
     for (bool narrow : {false, true}) {
         std::vector<uint8_t> block = narrow ? full.SerializeNarrow() : full.Serialize();
         for (size_t cut = 0; cut < block.size(); ++cut) {
             // A copy of exactly the cut length, so that reading past it is caught.
             std::vector<uint8_t> part(block.begin(), block.begin() + cut);
-            IDTagSet set = Sample();
+            IDTagSet set = SampleTags();
             narrow ? set.DeserializeNarrow(part.data(), cut) : set.Deserialize(part.data(), cut);
             ASSERT_LT(set.Count(), full.Count()) << cut;
             for (size_t i = 0; i + 1 < set.Count(); ++i)

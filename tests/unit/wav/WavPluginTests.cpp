@@ -109,6 +109,16 @@ TEST_F(WavPlugins, EncoderRefusesABlockOfAnotherFormatAndSaysWhy) {
     EXPECT_EQ(LastError(encApi_.get, enc_), u"WAV format 0x0002 (MS ADPCM) is not supported");
 }
 
+// The codec frame answers ReplayGain and help for the other encoders; a wave file's tags have
+// no place for ReplayGain, and Wave output has no options to explain.
+TEST_F(WavPlugins, EncoderAnswersOnlyWhatWaveOutputHas) {
+    PluginValue value{};
+    ASSERT_EQ(encApi_.get(enc_, WM_VALUE_EXTENSION, &value), 1u);
+    EXPECT_EQ(String(static_cast<const char16_t*>(value.pointer1)), u".wav");
+    EXPECT_EQ(encApi_.get(enc_, WM_VALUE_SEND_OVER_REPLAYGAIN_TAGS, &value), 0u);
+    EXPECT_EQ(encApi_.get(enc_, WM_VALUE_HELP, &value), 0u);
+}
+
 TEST_F(WavPlugins, EncoderWritesTheTagsInTheSamePassAndDropsAFailedRunsFile) {
     const std::wstring path = folder_ + L"tagged.wav";
     const WmWaveFormat pcm = MakeWaveFormat(SampleKind::Pcm, 2, 44100, 16);
