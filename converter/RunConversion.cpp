@@ -15,6 +15,7 @@
 #include "process/Log.h"
 #include "process/MutexHandle.h"
 #include "process/Registry.h"
+#include "process/RunClock.h"
 #include "text/NumberText.h"
 
 #include <windows.h>
@@ -247,7 +248,7 @@ void TwWavemill::PrepareOutput() {
 
 bool TwWavemill::BeginEncoding() {
     // The summary's time and speed count the render: it is part of the conversion's cost.
-    startTick_ = GetTickCount();
+    startCount_ = PerformanceCount();
     RenderJob job{*source_,  *this,           status_,     parent_.QuitEvent(), Conversion(),
                   openInfo_, opt_.tempFolder, parentMode_, ConsoleBar()};
     DspRender render(*dsps_, job);

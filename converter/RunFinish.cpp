@@ -7,6 +7,7 @@
 #include "plugins/MessageRelay.h"
 #include "plugins/PluginReason.h"
 #include "process/Log.h"
+#include "process/RunClock.h"
 #include "text/NumberText.h"
 
 #include <windows.h>
@@ -15,7 +16,7 @@ namespace wm {
 
 void TwWavemill::Finish() {
     LogLine(u"============= CONVERSION END =============");
-    elapsedMs_ = GetTickCount() - startTick_;
+    elapsedMs_ = ElapsedMsSince(startCount_);
     Relay(u"EndEncoding");
     if (!opt_.silent) {
         // The last block's position is its start: a bar that ends short would look unfinished.

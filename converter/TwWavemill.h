@@ -112,7 +112,8 @@ class TwWavemill : private FlowHost {
     WmWaveFormat encodedFormat_{}; // what the encoder gets (live effects may change it)
     enum class EncoderState { NotBegun, Begun, Refused } encoderState_ = EncoderState::NotBegun;
     ProgressBar progress_{*this};
-    uint32_t startTick_ = 0, elapsedMs_ = 0; // from the render on, if effects render
+    int64_t startCount_ = 0; // performance counter, from the render on, if effects render
+    uint32_t elapsedMs_ = 0;
     double speed_ = 0;
 };
 

@@ -65,5 +65,14 @@ TEST(TagBlockTest, LyingLengthsStopWithoutHugeAllocations) {
     EXPECT_EQ(one.Count(), 0u);
 }
 
+// A record whose size ends right after its name is the last one read.
+TEST(TagBlockTest, ARecordEndingAfterItsNameEndsTheBlock) {
+    const std::vector<uint8_t> wide =
+        ByteList({2, 0, 0, 0, 8, 0, 0, 0, 'a', 0, 'b', 0, 8, 0, 0, 0, 'c', 0, 0, 0});
+    IDTagSet set;
+    set.Deserialize(wide.data(), wide.size());
+    EXPECT_EQ(set.Count(), 1u);
+}
+
 } // namespace
 } // namespace wm
