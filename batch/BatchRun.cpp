@@ -106,9 +106,9 @@ class Batch {
         for (auto& c : running_)
             if (c->Process() && processes.size() < MAXIMUM_WAIT_OBJECTS)
                 processes.push_back(c->Process());
-        if (processes.empty())
-            ::Sleep(next_ < plan_.size() ? 0 : kPollMs);
-        else
+        // Nothing running: conversions that never started are reaped next, and when none is
+        // left the batch is over, with nothing to wait for.
+        if (!processes.empty())
             ::WaitForMultipleObjects(static_cast<DWORD>(processes.size()), processes.data(), FALSE,
                                      kPollMs);
     }
