@@ -86,9 +86,16 @@ RunResult RunWavemill(const String& arguments, const RunOptions& o) {
     for (const auto& [name, value] : o.env)
         SetEnvironmentVariableA(name.c_str(), value.c_str());
     PROCESS_INFORMATION pi{};
-    BOOL started = CreateProcessW(nullptr, const_cast<wchar_t*>(W(line)), nullptr, nullptr, TRUE,
-                                  CREATE_NO_WINDOW | (o.job ? CREATE_SUSPENDED : 0), nullptr,
-                                  nullptr, &si, &pi);
+    // Wine now and then fails a start with an internal error (1359, about once in a few hundred
+    // starts): the new process ended before it had started. The same start again works.
+    BOOL started = FALSE;
+    for (int attempt = 1; !started && attempt <= 3; ++attempt) {
+        started = CreateProcessW(nullptr, const_cast<wchar_t*>(W(line)), nullptr, nullptr, TRUE,
+                                 CREATE_NO_WINDOW | (o.job ? CREATE_SUSPENDED : 0), nullptr,
+                                 nullptr, &si, &pi);
+        if (!started && GetLastError() != ERROR_INTERNAL_ERROR)
+            break;
+    }
     if (started && o.job) {
         AssignProcessToJobObject(o.job, pi.hProcess);
         ResumeThread(pi.hThread);
