@@ -12,10 +12,6 @@ namespace {
 
 // Long enough for a file held a moment by a virus scanner or an indexer.
 constexpr uint32_t kMoveRetryMs = 2000;
-// Wine now and then refuses a process start with an internal error (1359) while other converters
-// start and end; the same start a moment later works. A missing program was ruled out earlier.
-constexpr int kStartTries = 3;
-constexpr DWORD kStartRetryMs = 50;
 
 uint64_t FileTimeNow() {
     FILETIME now{};
@@ -66,20 +62,10 @@ bool Conversion::Start(uint64_t nowMs) {
         startProblem_ = u"cannot write the command file '" + commandFile_ + u"'";
     // No console at all: the converter talks through its pipes and events, Ctrl-C reaches it as
     // the quit event, and a hidden console per converter costs Wine a console host each start.
-    else if (!StartConverter())
+    else if (!child_.Start(setup_.wavemill, OptionText(u"twcmd", commandFile_).substr(1),
+                           DETACHED_PROCESS))
         startProblem_ = u"cannot start '" + setup_.wavemill + u"' " + Win32ErrorTextU();
     return startProblem_.empty();
-}
-
-bool Conversion::StartConverter() {
-    for (int attempt = 1;; ++attempt) {
-        if (child_.Start(setup_.wavemill, OptionText(u"twcmd", commandFile_).substr(1),
-                         DETACHED_PROCESS))
-            return true;
-        if (attempt == kStartTries)
-            return false;
-        ::Sleep(kStartRetryMs * static_cast<DWORD>(attempt));
-    }
 }
 
 void Conversion::ReadPipes() {

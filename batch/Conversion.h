@@ -64,7 +64,6 @@ class Conversion {
     bool WriteCommandFile(const String& namesBase);
     void ReadPipes();
     String CrashDump() const;
-    bool StartConverter();
     bool WritingCrashDump(uint64_t nowMs);
     String FailureReason() const;
     FileOutcome Failed(FileOutcome outcome, const String& reason);
