@@ -9,11 +9,21 @@ check() { # check <description> <command...>
     shift
     if "$@"; then echo "ok   $what"; else echo "FAIL $what" && failures=$((failures + 1)); fi
 }
-# Runs Wavemill; its error lines (UTF-16) land in wm.err as UTF-8.
+# Runs Wavemill; its error lines (UTF-16) land in wm.err as UTF-8. Wavemill writes nothing but
+# UTF-16 there, so bytes that are not, or Wine's own "wine: " lines, mean Wine failed the start
+# (seen once in a CI run, under load): that run is shown and made once more.
 wm() {
-    wine "$stage/Wavemill.exe" -silent "$@" </dev/null >wm.out 2>wm.err16
-    local status=$?
-    iconv -f UTF-16LE -t UTF-8 wm.err16 >wm.err
+    local try status
+    for try in 1 2; do
+        wine "$stage/Wavemill.exe" -silent "$@" </dev/null >wm.out 2>wm.err16
+        status=$?
+        if iconv -f UTF-16LE -t UTF-8 wm.err16 >wm.err 2>/dev/null &&
+            ! grep -qaE 'wine(server)?: ' wm.err16; then
+            return $status
+        fi
+        echo "note: Wine wrote to run $try's error stream (status $status):"
+        tr -d '\0' <wm.err16 | cat -v | awk 'NR <= 5'
+    done
     return $status
 }
 # e2e_start <stage dir> <wine prefix> <work dir> <wavtool.exe> <native tool...>: sets $stage,
