@@ -7,7 +7,13 @@ failures=0
 check() { # check <description> <command...>
     local what=$1
     shift
-    if "$@"; then echo "ok   $what"; else echo "FAIL $what" && failures=$((failures + 1)); fi
+    if "$@"; then echo "ok   $what"; else echo "FAIL $what" && failures=$((failures + 1)) && last_run; fi
+}
+# What the last wm run said, for a failed check to show.
+last_run() {
+    [ -n "${wm_args:-}" ] || return 0
+    echo "     last run: Wavemill $wm_args: status $wm_status"
+    awk 'NR <= 3 { print "     " $0 }' wm.err
 }
 # Runs Wavemill; its error lines (UTF-16) land in wm.err as UTF-8. Wavemill writes nothing but
 # UTF-16 there, so bytes that are not, or Wine's own "wine: " lines, mean Wine failed the start
@@ -17,6 +23,7 @@ wm() {
     for try in 1 2; do
         wine "$stage/Wavemill.exe" -silent "$@" </dev/null >wm.out 2>wm.err16
         status=$?
+        wm_status=$status wm_args="$*"
         if iconv -f UTF-16LE -t UTF-8 wm.err16 >wm.err 2>/dev/null &&
             ! grep -qaE 'wine(server)?: ' wm.err16; then
             return $status
