@@ -11,6 +11,7 @@
 #include <atomic>
 #include <cstring>
 #include <filesystem>
+#include <set>
 #include <thread>
 
 using namespace wm;
@@ -24,8 +25,24 @@ String CrashesFolder() {
     return FromW(appData) + u"\\Vrx\\crashes\\";
 }
 
-String DumpPath(uint32_t pid, const char* suffix = "") {
-    return CrashesFolder() + u"crash-" + Widen(std::to_string(pid)) + Widen(suffix) + u".dmp";
+// The dumps in the crashes folder. Wine reuses process ids soon, so a dump named after a run's id
+// may be an earlier run's: a run's dump is the one that was not there before it.
+std::set<String> DumpsNow() {
+    std::set<String> dumps;
+    std::error_code ignored;
+    for (const auto& entry :
+         std::filesystem::directory_iterator(std::filesystem::path(CrashesFolder()), ignored))
+        if (entry.path().extension() == ".dmp")
+            dumps.insert(entry.path().u16string());
+    return dumps;
+}
+
+std::vector<String> DumpsSince(const std::set<String>& before) {
+    std::vector<String> added;
+    for (const String& dump : DumpsNow())
+        if (!before.count(dump))
+            added.push_back(dump);
+    return added;
 }
 
 // The parts of a minidump the tests look at (little-endian, offsets from the file's start).
@@ -81,6 +98,7 @@ struct MiniDump {
 struct CrashRun {
     RunResult result;
     std::vector<DWORD> secondCopyExits; // exit codes of the other Wavemill processes it started
+    std::vector<String> dumps;          // the dumps it wrote
 };
 
 String ImageName(HANDLE process) {
@@ -123,6 +141,7 @@ CrashRun RunInJob(const String& arguments) {
     });
     RunOptions options;
     options.job = job;
+    const std::set<String> dumpsBefore = DumpsNow();
     run.result = RunWavemill(arguments, options);
     runEnded = true;
     watcher.join();
@@ -140,6 +159,7 @@ CrashRun RunInJob(const String& arguments) {
     }
     CloseHandle(port);
     CloseHandle(job);
+    run.dumps = DumpsSince(dumpsBefore);
     return run;
 }
 
@@ -179,7 +199,8 @@ TEST_P(PluginCrash, WritesDumpStartsSecondCopyAndExitsZero) {
         EXPECT_EQ(run.result.exitCode, 0) << run.result.err;
         EXPECT_EQ(run.secondCopyExits, std::vector<DWORD>{0}) << "one second copy, ended with 0";
 
-        MiniDump dump{ReadBytes(DumpPath(run.result.processId))};
+        ASSERT_EQ(run.dumps.size(), 1u) << "one dump";
+        MiniDump dump{ReadBytes(run.dumps[0])};
         ASSERT_TRUE(dump.Valid());
         const uint32_t expected = kind == "access"    ? 0xC0000005
                                   : kind == "illegal" ? 0xC000001D
@@ -196,7 +217,7 @@ TEST_P(PluginCrash, WritesDumpStartsSecondCopyAndExitsZero) {
         if (kind != "stack" && DumpWriterAddsMemory()) {
             EXPECT_TRUE(dump.Contains("WAVEMILL-TEST-CRASH-MARKER"));
         }
-        std::filesystem::remove(std::filesystem::path(DumpPath(run.result.processId)));
+        std::filesystem::remove(std::filesystem::path(run.dumps[0]));
     }
 }
 
@@ -239,6 +260,7 @@ TEST(CrashUnderDebugger, GoesToTheDebuggerWithoutDump) {
     STARTUPINFOW si{};
     si.cb = sizeof si;
     PROCESS_INFORMATION pi{};
+    const std::set<String> dumpsBefore = DumpsNow();
     ASSERT_TRUE(CreateProcessW(nullptr, const_cast<wchar_t*>(W(line)), nullptr, nullptr, FALSE,
                                DEBUG_ONLY_THIS_PROCESS | CREATE_NO_WINDOW, nullptr, nullptr, &si,
                                &pi));
@@ -271,5 +293,5 @@ TEST(CrashUnderDebugger, GoesToTheDebuggerWithoutDump) {
     CloseHandle(pi.hThread);
     CloseHandle(pi.hProcess);
     EXPECT_TRUE(lastChance);
-    EXPECT_FALSE(Exists(DumpPath(pi.dwProcessId)));
+    EXPECT_TRUE(DumpsSince(dumpsBefore).empty());
 }
