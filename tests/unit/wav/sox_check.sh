@@ -12,7 +12,7 @@ rm -rf "$work" && mkdir -p "$work" && cd "$work" || exit 1
 failures=0
 check() { # check <what> <wanted> <got>
     [ "$2" = "$3" ] && echo "ok   $1" && return
-    echo "FAIL $1: wanted '$2', got '$3'" && failures=$((failures + 1))
+    echo "FAIL $1: wanted '$2', got '$3'" && failures=$((failures + 1)) && return 1
 }
 format_of() { echo "$(soxi -r "$1") $(soxi -c "$1") $(soxi -b "$1") $(soxi -e "$1") $(soxi -s "$1")"; }
 samples_of() { sox -V1 "$1" -t raw - | md5sum; }
@@ -24,8 +24,8 @@ for spec in "-c 2 -b 32 -e signed-integer" "-c 1 -b 64 -e floating-point" \
     sox -V1 -D -r 22050 -n $spec in.wav synth 4001s sine 440 noise gain -3
     rm -f out.wav
     wine "$stage/Wavemill.exe" -silent -noidtag -infile=in.wav -outfile=out.wav \
-        -convert_to=Wave </dev/null >/dev/null
-    check "converts ($spec)" 0 $?
+        -convert_to=Wave </dev/null >/dev/null 2>err.txt
+    check "converts ($spec)" 0 $? || iconv -f UTF-16LE -t UTF-8 err.txt
     check "sox reads the same format ($spec)" "$(format_of in.wav)" "$(format_of out.wav)"
     check "sox reads the same samples ($spec)" "$(samples_of in.wav)" "$(samples_of out.wav)"
 done
