@@ -65,7 +65,8 @@ for bad in "missing.wav:the file does not exist" "dir.wav:it is a folder, not a 
     name=${bad%%:*}
     [ "$name" = tone.raw ] && name=tone.raw.wav
     wm -silent -infile="$name" -outfile=kept.wav -convert_to=Wave 2>err.txt
-    check "$name: the line says '${bad#*:}'" grep -q "for decoding: ${bad#*:}\." <(utf8 <err.txt)
+    check "$name: the line says '${bad#*:}'" grep -q "for decoding: ${bad#*:}\." <(utf8 <err.txt) ||
+        utf8 <err.txt
 done
 # Options that reach an encoder: a misspelt one is named, an effect the converter could not take
 # is explained, a value the codec would quietly change is refused with what is allowed, and

@@ -52,7 +52,12 @@ e2e_verdict() {
     if ((failures)); then echo "$failures check(s) failed"; exit 1; fi
     echo "all $1 checks passed"
 }
-wavtool() { wine "$wavtool" "$@" </dev/null | tr -d '\r'; }
+wavtool() {
+    wine "$wavtool" "$@" </dev/null | tr -d '\r'
+    local status=${PIPESTATUS[0]}
+    [ "$status" -eq 0 ] || echo "note: wavtool $1 ended with status $status" >&2
+    return "$status"
+}
 raw() { sox -V1 "$1" -t raw -; }
 same_audio() { cmp -s <(raw "$1") <(raw "$2"); }
 # Largest sample difference between two files, in 16-bit steps.
