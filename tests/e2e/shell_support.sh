@@ -15,9 +15,10 @@ last_run() {
     echo "     last run: Wavemill $wm_args: status $wm_status"
     awk 'NR <= 3 { print "     " $0 }' wm.err
 }
-# Runs Wavemill; its error lines (UTF-16) land in wm.err as UTF-8. Wavemill writes nothing but
-# UTF-16 there, so bytes that are not, or Wine's own "wine: " lines, mean Wine failed the start
-# (seen once in a CI run, under load): that run is shown and made once more.
+# Runs Wavemill; its error lines (UTF-16) land in wm.err as UTF-8. A failed run always says why
+# there, in UTF-16 only: a failure without a line, bytes that are not UTF-16 or Wine's own
+# "wine: " lines mean Wine failed the start (seen in CI, under load): that run is shown and made
+# once more.
 wm() {
     local try status
     for try in 1 2; do
@@ -25,10 +26,10 @@ wm() {
         status=$?
         wm_status=$status wm_args="$*"
         if iconv -f UTF-16LE -t UTF-8 wm.err16 >wm.err 2>/dev/null &&
-            ! grep -qaE 'wine(server)?: ' wm.err16; then
+            ! grep -qaE 'wine(server)?: ' wm.err16 && { [ $status -eq 0 ] || [ -s wm.err ]; }; then
             return $status
         fi
-        echo "note: Wine wrote to run $try's error stream (status $status):"
+        echo "note: run $try of Wavemill $* ended with status $status and this error stream:"
         tr -d '\0' <wm.err16 | cat -v | awk 'NR <= 5'
     done
     return $status
