@@ -9,7 +9,7 @@ scripts/install-deps.sh
 scripts/build.sh windows host
 status=0
 ctest --preset host || status=1
-# In about one suite run in five, one run of the hundreds under Wine fails, in a different test
+# In one suite run in five to ten, one run of the hundreds under Wine fails, in a different test
 # each time: a Windows test that fails is run once more, and both runs are printed.
 if ! ctest --preset windows; then
     echo "== Failed once, running again:"
