@@ -19,10 +19,19 @@ uint64_t FileTimeNow() {
     return (static_cast<uint64_t>(now.dwHighDateTime) << 32) | now.dwLowDateTime;
 }
 
+SupervisionPolicy PolicyOf(const ConversionSetup& setup) {
+    SupervisionPolicy policy;
+    policy.hangMs = setup.hangMs;
+    // Wine takes seconds to write a dump under load: one more hang limit for it.
+    policy.dumpGraceMs = setup.hangMs;
+    return policy;
+}
+
 } // namespace
 
 Conversion::Conversion(PlannedConversion plan, const ConversionSetup& setup, uint32_t number)
-    : plan_(std::move(plan)), setup_(setup), number_(number), temp_(BatchTempName(plan_.output)) {}
+    : plan_(std::move(plan)), setup_(setup), number_(number), temp_(BatchTempName(plan_.output)),
+      supervisor_(*this, PolicyOf(setup)) {}
 
 Conversion::~Conversion() {
     if (!commandFile_.empty())
@@ -44,8 +53,11 @@ bool Conversion::WriteCommandFile(const String& namesBase) {
 
 bool Conversion::Start(uint64_t nowMs) {
     startMs_ = nowMs;
+    return supervisor_.Start(nowMs);
+}
+
+ConverterPort::StartResult Conversion::Launch(String& problem) {
     startFileTime_ = FileTimeNow();
-    watch_ = std::make_unique<HangWatch>(nowMs, setup_.hangMs);
     // A temporary file of ours left by a batch that was killed outright.
     DeleteFilePath(temp_);
     const String names = setup_.namePrefix + IntToText(number_) + u"-";
@@ -56,16 +68,23 @@ bool Conversion::Start(uint64_t nowMs) {
     bytesEncoded_.Open(names + u"bytes", sizeof(int64_t));
     const int64_t zero = 0;
     bytesEncoded_.Write(&zero);
-    if (!CreateFolderPath(FolderPart(plan_.output)))
-        startProblem_ = u"cannot make the output folder " + Win32ErrorTextU();
-    else if (!WriteCommandFile(names))
-        startProblem_ = u"cannot write the command file '" + commandFile_ + u"'";
+    if (!CreateFolderPath(FolderPart(plan_.output))) {
+        problem = u"cannot make the output folder " + Win32ErrorTextU();
+        return StartResult::kFailed;
+    }
+    if (!WriteCommandFile(names)) {
+        problem = u"cannot write the command file '" + commandFile_ + u"'";
+        return StartResult::kFailed;
+    }
     // No console at all: the converter talks through its pipes and events, Ctrl-C reaches it as
     // the quit event, and a hidden console per converter costs Wine a console host each start.
-    else if (!child_.Start(setup_.wavemill, OptionText(u"twcmd", commandFile_).substr(1),
-                           DETACHED_PROCESS))
-        startProblem_ = u"cannot start '" + setup_.wavemill + u"' " + Win32ErrorTextU();
-    return startProblem_.empty();
+    if (child_.Start(setup_.wavemill, OptionText(u"twcmd", commandFile_).substr(1),
+                     DETACHED_PROCESS))
+        return StartResult::kStarted;
+    if (::GetLastError() == ERROR_INTERNAL_ERROR)
+        return StartResult::kRefused;
+    problem = u"cannot start '" + setup_.wavemill + u"' " + Win32ErrorTextU();
+    return StartResult::kFailed;
 }
 
 void Conversion::ReadPipes() {
@@ -81,43 +100,36 @@ void Conversion::ReadPipes() {
         TakeErrorLine(line, report_);
 }
 
-bool Conversion::Poll(uint64_t nowMs) {
-    if (!startProblem_.empty())
-        return false;
+ConverterSight Conversion::Look() {
+    ConverterSight sight;
     ReadPipes();
-    if (child_.HasEnded())
-        return false;
+    sight.ended = child_.HasEnded();
+    if (sight.ended) {
+        // Everything it wrote before it ended, the last line without its line end too.
+        ReadPipes();
+        TakeParentLine(outLines_.Rest(), report_);
+        if (String rest = errLines_.Rest(); !rest.empty())
+            TakeErrorLine(rest, report_);
+        sight.exitCode = child_.ExitCode();
+        sight.outputWritten = FileExists(temp_);
+    }
     // The converter only ever sets the heartbeat; the parent clears it to see the next beat.
     if (heartbeat_.IsSet()) {
-        watch_->Beat(nowMs);
+        sight.heartbeat = true;
         heartbeat_.Reset();
     }
-    int64_t bytes = 0;
-    bytesEncoded_.Read(&bytes);
-    watch_->Progress(nowMs, report_.percent, bytes);
-    const String hung = watch_->HungReason(nowMs);
-    if (hung.empty() || WritingCrashDump(nowMs))
-        return true;
-    hungReason_ = hung;
-    child_.Terminate(1);
-    return false;
+    bytesEncoded_.Read(&sight.bytesEncoded);
+    sight.percent = report_.percent;
+    sight.crashDump = CrashDump();
+    sight.firstError = report_.firstError;
+    return sight;
 }
 
-// A crashing converter writes its dump while nothing moves, then ends itself: it gets one more
-// hang limit for that before it counts as hung.
-bool Conversion::WritingCrashDump(uint64_t nowMs) {
-    if (crashSeenMs_ == 0 && !CrashDump().empty())
-        crashSeenMs_ = nowMs;
-    return crashSeenMs_ != 0 && nowMs - crashSeenMs_ < setup_.hangMs;
-}
-
-void Conversion::Stop() {
-    stopRequested_ = true;
+void Conversion::AskToQuit() {
     quit_.Set();
 }
 
-void Conversion::Kill() {
-    killed_ = true;
+void Conversion::EndNow() {
     child_.Terminate(1);
 }
 
@@ -130,29 +142,9 @@ String Conversion::CrashDump() const {
         if (!PathWriteTime(setup_.crashFolder + CrashDumpName(child_.Id(), n), written))
             break;
         if (written >= startFileTime_)
-            found = CrashDumpName(child_.Id(), n);
+            found = setup_.crashFolder + CrashDumpName(child_.Id(), n);
     }
     return found;
-}
-
-String Conversion::FailureReason() const {
-    if (!startProblem_.empty())
-        return startProblem_;
-    if (!hungReason_.empty())
-        return u"hung: " + hungReason_ + u", ended";
-    const String dump = CrashDump();
-    if (!dump.empty())
-        return u"crashed (" + setup_.crashFolder + dump + u")";
-    if (killed_)
-        return u"ended by a second Ctrl-C";
-    if (stopRequested_)
-        return u"stopped by Ctrl-C";
-    const uint32_t code = child_.ExitCode();
-    if (code != 0)
-        return report_.firstError.empty() ? u"exit status " + IntToText(code) : report_.firstError;
-    if (!FileExists(temp_))
-        return u"the converter ended without an output (status 0, no crash dump)";
-    return {};
 }
 
 FileOutcome Conversion::Failed(FileOutcome outcome, const String& reason) {
@@ -163,15 +155,11 @@ FileOutcome Conversion::Failed(FileOutcome outcome, const String& reason) {
 }
 
 FileOutcome Conversion::Finish(uint64_t nowMs) {
-    ReadPipes();
-    TakeParentLine(outLines_.Rest(), report_);
-    if (String rest = errLines_.Rest(); !rest.empty())
-        TakeErrorLine(rest, report_);
     FileOutcome outcome = Outcome(plan_.source.path, plan_.output, FileStatus::kFailed);
     outcome.audioMs = report_.lengthMs;
     outcome.seconds = static_cast<double>(nowMs - startMs_) / 1000.0;
-    if (String reason = FailureReason(); !reason.empty())
-        return Failed(outcome, reason);
+    if (supervisor_.Outcome() != Verdict::kDone)
+        return Failed(outcome, supervisor_.Reason());
     if (!MoveWithRetry(temp_, plan_.output, MOVEFILE_REPLACE_EXISTING, kMoveRetryMs))
         return Failed(outcome, u"cannot move the finished file onto '" + plan_.output + u"' " +
                                    Win32ErrorTextU());

@@ -6,9 +6,9 @@
 
 #include "batch/BatchProgress.h"
 #include "batch/BatchReport.h"
-#include "batch/HangWatch.h"
 #include "batch/OutputNames.h"
 #include "batch/ParentLines.h"
+#include "batch/Supervisor.h"
 #include "process/ChildProcess.h"
 #include "process/EventHandle.h"
 #include "process/SharedMemoryBlock.h"
@@ -36,7 +36,8 @@ struct ConversionSetup {
     uint64_t hangMs = 60000;
 };
 
-class Conversion {
+// The process side of one converter; what to make of what it does is its Supervisor's.
+class Conversion : private ConverterPort {
   public:
     Conversion(PlannedConversion plan, const ConversionSetup& setup, uint32_t number);
     ~Conversion();
@@ -47,11 +48,11 @@ class Conversion {
     bool Start(uint64_t nowMs);
     // Reads its lines, takes its heartbeat and bytes encoded, ends it when it hangs.
     // True while it runs.
-    bool Poll(uint64_t nowMs);
+    bool Poll(uint64_t nowMs) { return supervisor_.Poll(nowMs); }
     // Sets its quit event: it stops at the next block and fails, keeping any existing output.
-    void Stop();
+    void Stop() { supervisor_.Stop(); }
     // Ends the process at once (the user asked twice).
-    void Kill();
+    void Kill() { supervisor_.Kill(); }
     // Once Poll returned false: moves a finished output into place, removes every temporary
     // file, and says what became of the source.
     FileOutcome Finish(uint64_t nowMs);
@@ -61,11 +62,14 @@ class Conversion {
     const PlannedConversion& Plan() const { return plan_; }
 
   private:
+    StartResult Launch(String& problem) override;
+    void AskToQuit() override;
+    void EndNow() override;
+    ConverterSight Look() override;
+
     bool WriteCommandFile(const String& namesBase);
     void ReadPipes();
     String CrashDump() const;
-    bool WritingCrashDump(uint64_t nowMs);
-    String FailureReason() const;
     FileOutcome Failed(FileOutcome outcome, const String& reason);
 
     PlannedConversion plan_;
@@ -76,14 +80,11 @@ class Conversion {
     EventHandle quit_, afterError_, heartbeat_;
     SharedMemoryBlock bytesEncoded_;
     ChildProcess child_;
-    std::unique_ptr<HangWatch> watch_;
     Utf16LineSplitter outLines_, errLines_;
     ConverterReport report_;
+    Supervisor supervisor_;
     uint64_t startMs_ = 0;
     uint64_t startFileTime_ = 0;
-    uint64_t crashSeenMs_ = 0;
-    String startProblem_, hungReason_;
-    bool stopRequested_ = false, killed_ = false;
 };
 
 } // namespace wm

@@ -1,7 +1,5 @@
 #include "batch/HangWatch.h"
 
-#include "text/NumberText.h"
-
 namespace wm {
 
 void HangWatch::Progress(uint64_t nowMs, int percent, int64_t bytes) {
@@ -11,13 +9,12 @@ void HangWatch::Progress(uint64_t nowMs, int percent, int64_t bytes) {
     bytes_ = bytes;
 }
 
-String HangWatch::HungReason(uint64_t nowMs) const {
-    const String seconds = IntToText(static_cast<int64_t>(limitMs_ / 1000)) + u" s";
+HangKind HangWatch::Hung(uint64_t nowMs) const {
     if (nowMs - lastBeatMs_ > limitMs_)
-        return u"no heartbeat for " + seconds;
+        return HangKind::kHeartbeat;
     if (nowMs - lastMoveMs_ > limitMs_)
-        return u"no progress for " + seconds;
-    return {};
+        return HangKind::kProgress;
+    return HangKind::kNone;
 }
 
 } // namespace wm

@@ -3,11 +3,11 @@
 // (the converter's heartbeat thread runs beside the stuck one), so both are watched. Portable.
 #pragma once
 
-#include "text/String.h"
-
 #include <cstdint>
 
 namespace wm {
+
+enum class HangKind { kNone, kHeartbeat, kProgress };
 
 class HangWatch {
   public:
@@ -17,9 +17,9 @@ class HangWatch {
     void Beat(uint64_t nowMs) { lastBeatMs_ = nowMs; }
     // Any change of percent or bytes counts as movement.
     void Progress(uint64_t nowMs, int percent, int64_t bytes);
-    // Empty while the converter is alive; else the reason, "no heartbeat for 60 s" or "no
-    // progress for 60 s".
-    String HungReason(uint64_t nowMs) const;
+    // kNone while the converter is alive; else what stood still longer than the limit (a
+    // silent heartbeat first).
+    HangKind Hung(uint64_t nowMs) const;
 
   private:
     uint64_t limitMs_;

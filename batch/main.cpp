@@ -10,6 +10,7 @@
 #include "files/FileOps.h"
 #include "files/Folders.h"
 #include "plugins/clTwCodecHandler.h"
+#include "process/ProcessStart.h"
 #include "process/WinString.h"
 #include "text/NumberText.h"
 
@@ -108,6 +109,10 @@ int RunPlanned(const BatchOptions& o, BatchPlan& plan, const String& wavemill, P
                               FileStatus::kSkipped, u"not started: the batch was stopped"));
     for (const String& line : SummaryLines(all))
         view.Line(line);
+    // The one retry the batch allows itself is said, never hidden.
+    if (const uint32_t refused = RefusedStartsRetried())
+        view.Line(u"The system refused " + IntToText(refused) +
+                  u" converter start(s) (error 1359); each was made again.");
     if (result.stopped)
         view.Line(u"Stopped by the user; run the same command again to convert the rest.");
     if (!o.reportFile.empty() && !WriteReport(o, all))

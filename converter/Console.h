@@ -23,6 +23,10 @@ class Console {
     // UTF-16 text to standard output: WriteConsoleW on a real console, raw bytes otherwise.
     void Write(StringView text, bool lineEnd = false);
 
+    // One error line straight to the error sink, past the pipes and the relay: a crashed run's
+    // last words, when the relay may never run again.
+    void WriteErrorNow(StringView line) { WriteTo(stdErr_, errIsConsole_, line, true); }
+
     // Replaces standard error by a file the console now owns (the errorfile option).
     void SetErrorSink(UniqueHandle file);
 

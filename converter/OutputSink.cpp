@@ -51,7 +51,13 @@ bool OutputSink::Commit(bool keepOld, const EventHandle& quit, bool* moved) {
                      u"'");
         *moved = ok;
     }
-    DeleteFilePath(temporary_);
+    if (!DeleteFilePath(temporary_)) {
+        const DWORD error = GetLastError();
+        if (FileExists(temporary_))
+            LogError(u"Error: The temporary output '" + temporary_ +
+                     u"' was left behind: it could not be deleted " + Win32ErrorText(error) +
+                     u" (the encoder may still hold it open).");
+    }
     return ok;
 }
 

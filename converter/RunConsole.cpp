@@ -1,5 +1,6 @@
 #include "converter/RunConsole.h"
 
+#include "crash/CrashHandler.h"
 #include "files/Folders.h"
 #include "files/PathText.h"
 #include "files/SystemPath.h"
@@ -15,12 +16,22 @@ namespace wm {
 
 namespace {
 constexpr uint32_t kRelayStopLimitMs = 60000;
+
+// The console a crash reports to: the crash notice is a plain function.
+Console* g_crashConsole = nullptr;
+
+void NoticeCrash(const String& line) {
+    if (g_crashConsole)
+        g_crashConsole->WriteErrorNow(line);
+}
 } // namespace
 
 RunConsole::~RunConsole() {
     // The relay drains everything still queued before it ends, so no error line is lost.
     relay_.Close();
     Drain();
+    SetCrashNotice(nullptr);
+    g_crashConsole = nullptr;
     SetLogOutlets(nullptr, nullptr, nullptr);
 }
 
@@ -32,6 +43,8 @@ bool RunConsole::Open(const String& programFolder) {
     if (!console_.Init())
         return false;
     SetLogOutlets(console_.ErrorPipeWrite(), console_.InfoPipeWrite(), debugFile_.get());
+    g_crashConsole = &console_;
+    SetCrashNotice(&NoticeCrash);
     relay_.Start(
         [this](EventHandle& stop) {
             while (!stop.Wait(50))

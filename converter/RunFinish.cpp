@@ -78,9 +78,26 @@ bool TwWavemill::EndEncoding() {
 void TwWavemill::AfterConversion() {
     const StringList outputs =
         CollectOutputNames(conversion_, opt_.outputFile, parentMode_ ? this : nullptr);
+    CheckOutputWritten(outputs);
     Relay(u"AfterConversion");
     if (!dsps_->AfterConversion(Conversion(), outputs))
         status_.Fail("a DSP effect failed after the conversion");
+}
+
+// An encoder that says it succeeded but wrote nothing must not make a run that says "done".
+// Only the output the run named is checked: an encoder that reported its own files named them,
+// and an ".IGNORE" output is never written.
+void TwWavemill::CheckOutputWritten(const StringList& outputs) {
+    if (status_.Failed() || QuitRequested() || outputs.size() != 1 ||
+        outputs.front() != opt_.outputFile ||
+        EqualsNoCase(ExtensionOf(opt_.outputFile), u".IGNORE"))
+        return;
+    if (FileExists(opt_.outputFile))
+        return;
+    LogError(u"Error: Encoder '" + opt_.codec + u"' reported success but wrote no output file '" +
+                 opt_.outputFile + u"'.",
+             "TwWavemill::TwWavemill");
+    status_.Fail("the encoder wrote no output");
 }
 
 // What the plug-ins have to say that is not an error, as information lines.

@@ -66,6 +66,7 @@ class TwWavemill : private FlowHost {
     void Finish();
     bool EndEncoding();
     void AfterConversion();
+    void CheckOutputWritten(const StringList& outputs);
     void ReportPluginInformation();
     void Report();
     String Summary() const;

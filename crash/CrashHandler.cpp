@@ -1,7 +1,10 @@
 #include "crash/CrashHandler.h"
 
 #include "crash/CrashDumpName.h"
+#include "crash/CrashText.h"
+#include "crash/ForeignCall.h"
 #include "crash/MiniDumpWriter.h"
+#include "crash/ModuleNames.h"
 #include "files/FileAccess.h"
 #include "files/FileOps.h"
 #include "files/Folders.h"
@@ -23,6 +26,8 @@ constexpr DWORD kFatalAppExit = 0x40000015;
 // Stack Windows keeps back on the main thread for the exception dispatch after an overflow
 // (Wine does not; see the vectored handler below).
 constexpr ULONG kStackGuarantee = 64 * 1024;
+// A crash fails the run: a user, a script or a job runner must never take it for success.
+constexpr UINT kCrashExitStatus = 1;
 // The watcher may block on a lock the crashed thread holds; the process must end regardless.
 constexpr DWORD kWatcherLimitMs = 30000;
 // The dump writer runs deep inside dbghelp: give its thread room.
@@ -32,6 +37,7 @@ struct CrashState {
     CrashReportSettings settings;
     String programPath;
     bool disabled = false;
+    CrashNoticeFn notice = nullptr;
     std::atomic<bool> handling{false};
     // The stack-overflow watcher, made at installation: an overflowed stack cannot start one.
     HANDLE watcher = nullptr;
@@ -55,23 +61,49 @@ void StartSecondCopy(const String& dumpPath) {
     ::ShellExecuteW(nullptr, L"open", W(g_state->programPath), W(arguments), nullptr, SW_SHOW);
 }
 
-void WriteReport(EXCEPTION_POINTERS* exception, DWORD threadId) {
-    if (g_state->disabled)
-        return;
+// The dump's path, or empty when none could be written.
+String WriteDump(EXCEPTION_POINTERS* exception, DWORD threadId) {
     String folder = CrashFolder(g_state->settings);
     CreateFolderPath(folder);
     String dumpPath = FreeCrashDumpPath(folder, ::GetCurrentProcessId(), &PathTaken);
     FileAccess file;
     if (dumpPath.empty() || !file.Open(dumpPath, GENERIC_WRITE, CREATE_ALWAYS))
-        return;
+        return {};
     bool written = WriteMiniDump(file.Handle(), exception, threadId);
     file.Close();
     // A half-written dump helps nobody and would only open an empty report.
     if (!written) {
         DeleteFilePath(dumpPath);
-        return;
+        return {};
     }
-    StartSecondCopy(dumpPath);
+    return dumpPath;
+}
+
+CrashFacts FactsOf(const EXCEPTION_RECORD& record, const String& dumpPath) {
+    CrashFacts facts;
+    facts.code = record.ExceptionCode;
+    if (facts.code == EXCEPTION_ACCESS_VIOLATION && record.NumberParameters >= 2) {
+        facts.hasAccess = true;
+        facts.accessKind = record.ExceptionInformation[0];
+        facts.address = record.ExceptionInformation[1];
+    }
+    facts.faultModule = ModuleFileNameAt(record.ExceptionAddress);
+    if (const void* entryPoint = ForeignCallInProgress()) {
+        facts.pluginFile = ModuleFileNameAt(entryPoint);
+        facts.entryPoint = ExportNameAt(entryPoint);
+    }
+    facts.dumpPath = dumpPath;
+    return facts;
+}
+
+void WriteReport(EXCEPTION_POINTERS* exception, DWORD threadId) {
+    if (g_state->disabled)
+        return;
+    const String dumpPath = WriteDump(exception, threadId);
+    if (g_state->notice)
+        g_state->notice(CrashLine(FactsOf(*exception->ExceptionRecord, dumpPath)));
+    if (!dumpPath.empty())
+        StartSecondCopy(dumpPath);
 }
 
 DWORD WINAPI WatchForStackOverflow(void*) {
@@ -110,7 +142,7 @@ LONG WINAPI CrashFilter(EXCEPTION_POINTERS* exception) {
         else
             WriteReport(exception, ::GetCurrentThreadId());
     }
-    ::TerminateProcess(::GetCurrentProcess(), 0);
+    ::TerminateProcess(::GetCurrentProcess(), kCrashExitStatus);
     return EXCEPTION_EXECUTE_HANDLER;
 }
 
@@ -167,6 +199,11 @@ LPTOP_LEVEL_EXCEPTION_FILTER InstallCrashHandler(const CrashReportSettings& sett
     std::signal(SIGABRT, &OnAbort);
     InstallFilters();
     return ::SetUnhandledExceptionFilter(&CrashFilter);
+}
+
+void SetCrashNotice(CrashNoticeFn notice) {
+    if (g_state)
+        g_state->notice = notice;
 }
 
 int RunCrashReporter(const CrashReportSettings& settings, StringView crashedValue,

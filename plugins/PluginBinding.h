@@ -3,6 +3,7 @@
 // entry-point record (with a Table() of {export name, slot}) and its thin calls.
 #pragma once
 
+#include "crash/ForeignCall.h"
 #include "plugins/XDLL.h"
 #include "sdk/wavemill_plugin.h"
 
@@ -24,15 +25,19 @@ template <class EntryPointRecord> class PluginBinding : public XDLL {
     // Destroys any current instance, then calls the create entry; true when an instance came back.
     bool CreateInstance(void* hostContext) {
         DestroyInstance();
-        if (entry_.create)
+        if (entry_.create) {
+            ScopedForeignCall mark(reinterpret_cast<const void*>(entry_.create));
             instance_ = entry_.create(hostContext);
+        }
         return instance_ != nullptr;
     }
 
     // Calls the destroy entry when there is an instance; the instance is forgotten in any case.
     void DestroyInstance() {
-        if (instance_ && entry_.destroy)
+        if (instance_ && entry_.destroy) {
+            ScopedForeignCall mark(reinterpret_cast<const void*>(entry_.destroy));
             entry_.destroy(instance_);
+        }
         instance_ = nullptr;
     }
 
@@ -79,9 +84,12 @@ template <class EntryPointRecord> class PluginBinding : public XDLL {
 
   protected:
     // The guard of every thin call: 0 without calling anything when there is no instance or no
-    // entry point.
+    // entry point. The call is marked so that a crash inside it names the plug-in and the call.
     template <class Fn, class... Args> uint32_t Call(Fn fn, Args... args) {
-        return instance_ && fn ? fn(instance_, args...) : 0;
+        if (!instance_ || !fn)
+            return 0;
+        ScopedForeignCall mark(reinterpret_cast<const void*>(fn));
+        return fn(instance_, args...);
     }
 
     EntryPoints entry_;

@@ -5,6 +5,7 @@
 #include "plugins/PluginFolder.h"
 #include "process/Log.h"
 #include "process/Registry.h"
+#include "text/NumberText.h"
 
 #include <algorithm>
 #include <utility>
@@ -31,6 +32,26 @@ bool LoadByName(PluginBinding<EntryPoints>& binding, const char16_t* kind, const
     return binding.Reload(path) && binding.CreateInstance(hostContext);
 }
 
+// A decoder's list of file types, asked entry by entry until it answers no more (or an entry
+// without a type), each entry handed to visit until it returns false. A list that never ends
+// (a plug-in answering every index) would hang -help and every conversion of a type nobody
+// claims: it is cut after kMaxDecodesEntries, and the plug-in is named.
+constexpr uint32_t kMaxDecodesEntries = 1000;
+
+template <class Visit>
+void WalkDecodesList(clTwDecoder& decoder, const char16_t* valueName, Visit visit) {
+    for (uint32_t index = 0; index < kMaxDecodesEntries; ++index) {
+        PluginValue value{};
+        value.value1 = index;
+        if (!decoder.Get(valueName, &value) || !value.pointer1 || !visit(value))
+            return;
+    }
+    LogInfo(u"Information: The decoder '" + FileNamePart(decoder.LibraryPath()) +
+                u"' lists file types without end; only its first " + IntToText(kMaxDecodesEntries) +
+                u" \"" + valueName + u"\" entries were read.",
+            "clTwCodecHandler::FindDecoder");
+}
+
 } // namespace
 
 bool clTwCodecHandler::TryDecoder(const String& libraryPath, StringView extension,
@@ -40,16 +61,13 @@ bool clTwCodecHandler::TryDecoder(const String& libraryPath, StringView extensio
         return false;
     }
     const char16_t* valueName = isExtension ? WM_VALUE_STREAMING_DECODES : WM_VALUE_DECODES;
-    PluginValue value{};
-    while (decoder.Get(valueName, &value)) {
-        if (!value.pointer1)
-            break;
-        if (EqualsNoCase(AnsweredText(value.pointer1), extension))
-            return true;
-        const uint32_t next = value.value1 + 1;
-        value = PluginValue{};
-        value.value1 = next;
-    }
+    bool claimed = false;
+    WalkDecodesList(decoder, valueName, [&](const PluginValue& value) {
+        claimed = EqualsNoCase(AnsweredText(value.pointer1), extension);
+        return !claimed;
+    });
+    if (claimed)
+        return true;
     decoder.Unload();
     return false;
 }
@@ -101,17 +119,16 @@ void clTwCodecHandler::ListDecoders(bool allFilesEntry, StringList* extensions,
         if (!decoder.LoadForExtension(u".NOTUSING", library) ||
             !decoder.CreateInstance(LogHostContext()))
             continue;
-        for (uint32_t index = 0;; ++index) {
-            PluginValue value{};
-            value.value1 = index;
-            if (!decoder.Get(WM_VALUE_DECODES, &value) || !value.pointer1 || !value.pointer2)
-                break;
+        WalkDecodesList(decoder, WM_VALUE_DECODES, [&](const PluginValue& value) {
+            if (!value.pointer2)
+                return false;
             String ext = AnsweredText(value.pointer1);
-            if (FindNoCase(ext, u".IGNORE") != StringView::npos)
-                continue;
-            exts.push_back(std::move(ext));
-            descs.push_back(AnsweredText(value.pointer2));
-        }
+            if (FindNoCase(ext, u".IGNORE") == StringView::npos) {
+                exts.push_back(std::move(ext));
+                descs.push_back(AnsweredText(value.pointer2));
+            }
+            return true;
+        });
         decoder.Unload();
     }
     if (filter)

@@ -1,5 +1,6 @@
 #include "process/ChildProcess.h"
 
+#include "process/ProcessStart.h"
 #include "process/WinString.h"
 
 namespace wm {
@@ -35,16 +36,7 @@ bool ChildProcess::Start(StringView program, StringView arguments, uint32_t crea
     startup.hStdError = errWrite.get();
     String commandLine = u"\"" + String(program) + u"\" " + String(arguments);
     PROCESS_INFORMATION info{};
-    // Wine now and then fails a start with an internal error (1359, about once in a few hundred
-    // starts): the new process ended before it had started. The same start again works.
-    bool started = false;
-    for (int attempt = 1; !started && attempt <= 3; ++attempt) {
-        started = ::CreateProcessW(nullptr, W(commandLine), nullptr, nullptr, TRUE, creationFlags,
-                                   nullptr, nullptr, &startup, &info) != 0;
-        if (!started && ::GetLastError() != ERROR_INTERNAL_ERROR)
-            return false;
-    }
-    if (!started)
+    if (!StartProcess(W(commandLine), true, creationFlags, startup, info))
         return false;
     // The write ends close here, so the pipes end when the child does.
     process_.reset(info.hProcess);

@@ -1,5 +1,6 @@
 #include "process/RunProcess.h"
 
+#include "process/ProcessStart.h"
 #include "process/UniqueHandle.h"
 #include "process/WinString.h"
 
@@ -13,8 +14,7 @@ bool RunProcess(StringView program, StringView arguments, bool wait, uint32_t ti
     STARTUPINFOW startup{};
     startup.cb = sizeof(startup);
     PROCESS_INFORMATION info{};
-    if (!::CreateProcessW(nullptr, W(commandLine), nullptr, nullptr, inheritHandles ? TRUE : FALSE,
-                          creationFlags, nullptr, nullptr, &startup, &info))
+    if (!StartProcess(W(commandLine), inheritHandles, creationFlags, startup, info))
         return false;
     UniqueHandle process(info.hProcess);
     UniqueHandle thread(info.hThread);

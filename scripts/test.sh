@@ -9,11 +9,5 @@ scripts/install-deps.sh
 scripts/build.sh windows host
 status=0
 ctest --preset host || status=1
-# In one suite run in five to ten, one run of the hundreds under Wine fails, in a different test
-# each time: a Windows test that fails is run once more, and both runs are printed.
-if ! ctest --preset windows; then
-    echo "== Failed once, running again:"
-    cat build/windows/Testing/Temporary/LastTestsFailed.log
-    ctest --preset windows --rerun-failed --output-on-failure || status=1
-fi
+ctest --preset windows || status=1
 exit $status

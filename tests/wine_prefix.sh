@@ -13,12 +13,19 @@ up)
         wine reg add 'HKCU\Software\Wine\WineDbg' /v ShowCrashDialog /t REG_DWORD /d 0 /f \
             </dev/null >/dev/null 2>&1 || true
     fi
-    wineserver -p </dev/null >/dev/null 2>&1 || true
-    # The first start after creating a prefix can fail while Wine finishes its set-up.
-    for try in 1 2 3; do
-        wine cmd /c exit </dev/null >/dev/null 2>&1 && exit 0
-        sleep 2
-    done
+    # The suite's server must live until wine_down. A server that is not persistent ends 3 s
+    # after its last process, and a process starting just then meets a server going away: it
+    # ends with status 1, or prints "wine client error: ... Connection reset by peer", before a
+    # line of ours runs. "wineserver -p" cannot make a running server persistent (it exits 2),
+    # so the one the set-up above left is ended first.
+    wineserver -k </dev/null >/dev/null 2>&1 || true
+    wineserver -w </dev/null >/dev/null 2>&1 || true
+    if ! wineserver -p </dev/null >/dev/null 2>&1; then
+        echo "wine_up: the Wine server of $WINEPREFIX could not be started persistent"
+        exit 1
+    fi
+    wine cmd /c exit </dev/null >/dev/null 2>&1 && exit 0
+    echo "wine_up: Wine does not start a process in $WINEPREFIX"
     exit 1
     ;;
 down)

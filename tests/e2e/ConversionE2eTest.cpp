@@ -104,6 +104,66 @@ TEST(Conversion, OutputsReplacedThroughATemporaryNameUnlessIgnoredOrNew) {
     }
 }
 
+// An encoder that says it succeeded is not believed without the output it was asked for,
+// unless it named its own files; one that holds its temporary output open is named.
+TEST(Conversion, NoSuccessWithoutTheOutput) {
+    String dir = NewWorkDir("nooutput");
+    String in = WriteScript(dir, "in.wmt", "block 4000 3\n");
+    RunResult r = RunWavemill(Args(in, dir + u"missing.raw", u" -write=none"));
+    EXPECT_EQ(r.exitCode, 1) << r.out;
+    EXPECT_TRUE(Contains(r.err, "Error: Encoder 'TestEnc' reported success but wrote no output "
+                                "file '" +
+                                    Narrow(dir) + "missing.raw'."))
+        << r.err;
+    EXPECT_TRUE(Contains(r.out, "Conversion Failed.")) << r.out;
+
+    r = RunWavemill(Args(in, dir + u"named.raw", u" -write=none -filenames=\"a.part1;a.part2\""));
+    EXPECT_EQ(r.exitCode, 0) << "an encoder that named its own files: " << r.err;
+
+    const String kept = dir + u"kept.raw";
+    WriteText(kept, "precious");
+    r = RunWavemill(Args(in, kept, u" -holdopen=1 -fail=End"));
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_TRUE(Contains(r.err, "Error: The temporary output '" + Narrow(kept) +
+                                    ".tmp.raw' was left behind: it could not be deleted"))
+        << r.err;
+    EXPECT_EQ(ReadText(kept), "precious");
+    // The next run to that output clears what the last one left.
+    r = RunWavemill(Args(in, kept));
+    EXPECT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_EQ(ReadBytes(kept), Pattern(12000));
+    EXPECT_FALSE(Exists(kept + u".tmp.raw"));
+}
+
+// A decoder whose "Decodes" list never ends is cut off and named, in -help and in the search for
+// a decoder nobody claims; it has a tree of its own, so no other test meets it.
+TEST(Conversion, AnEndlessDecodesListIsCutAndNamed) {
+    const String tree = NewWorkDir("endless");
+    for (const char16_t* folder : {u"decoder", u"encoder"})
+        CreateDirectoryW(W(tree + folder), nullptr);
+    const std::pair<String, String> copies[] = {
+        {StageDir() + u"Wavemill.exe", tree + u"Wavemill.exe"},
+        {StageDir() + u"..\\odd_plugins\\decoder\\EndlessDecodes.dll",
+         tree + u"decoder\\EndlessDecodes.dll"},
+        {StageDir() + u"encoder\\TestEnc.dll", tree + u"encoder\\TestEnc.dll"},
+    };
+    for (const auto& [from, to] : copies)
+        ASSERT_TRUE(CopyFileW(W(from), W(to), FALSE)) << Narrow(from);
+    RunOptions o;
+    o.program = tree + u"Wavemill.exe";
+    const char* named = "The decoder 'EndlessDecodes.dll' lists file types without end";
+    RunResult help = RunWavemill(u"-help", o);
+    ASSERT_FALSE(help.timedOut);
+    EXPECT_EQ(help.exitCode, 1);
+    EXPECT_TRUE(Contains(help.out, named)) << help.out;
+    WriteText(tree + u"in.unclaimed", "x");
+    RunResult r = RunWavemill(Args(tree + u"in.unclaimed", tree + u"out.raw"), o);
+    ASSERT_FALSE(r.timedOut);
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_TRUE(Contains(r.err, "Unable to load decoder for file type '.unclaimed'")) << r.err;
+    EXPECT_TRUE(Contains(r.out, named)) << r.out;
+}
+
 TEST(Conversion, IncompleteEndEmptyBlocksAndHarmlessOptions) {
     String dir = NewWorkDir("tail");
     String in = WriteScript(dir, "in.wmt", "block 1000\nempty 7\nblock 1000 2\nend 1001\n");

@@ -1,4 +1,5 @@
-// Crashes inside plug-ins: the dump they leave, the second copy, and the exit status 0.
+// Crashes inside plug-ins: the dump they leave, the second copy, the error line naming the
+// plug-in and its call, and the exit status 1.
 #include "tests/e2e/E2eSupport.h"
 
 #include "process/WinString.h"
@@ -172,8 +173,22 @@ bool DumpWriterAddsMemory() {
 
 class PluginCrash : public testing::TestWithParam<const char*> {};
 
-// Each kind of crash, once in the decoder, once in the encoder and once in an effect.
-TEST_P(PluginCrash, WritesDumpStartsSecondCopyAndExitsZero) {
+std::string Lower(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(), ::tolower);
+    return text;
+}
+
+// What the error line says of each kind of crash.
+const char* ExceptionWords(const std::string& kind) {
+    return kind == "access"    ? "access violation"
+           : kind == "illegal" ? "illegal instruction"
+           : kind == "stack"   ? "stack overflow"
+                               : "abort (an exception was thrown and not caught";
+}
+
+// Each kind of crash, once in the decoder, once in the encoder and once in an effect; the
+// outputs exist already and stay as they were.
+TEST_P(PluginCrash, WritesDumpStartsSecondCopyAndFailsWithALine) {
     const std::string kind = GetParam();
     const String dir = NewWorkDir("crash-" + kind);
     const String quietScript = WriteScript(dir, "quiet.wmt", "block 4000 4\n");
@@ -181,22 +196,33 @@ TEST_P(PluginCrash, WritesDumpStartsSecondCopyAndExitsZero) {
     struct Case {
         String arguments;
         const char* module;
+        const char* line; // what the error line names
     } cases[] = {
         {u"-infile=\"" + crashScript + u"\" -outfile=\"" + dir + u"a.raw\" -convert_to=TestEnc",
-         "testdecoder.dll"},
+         "testdecoder.dll", "The plug-in 'TestDecoder.dll' crashed in DecodeBlock: "},
         {u"-infile=\"" + quietScript + u"\" -outfile=\"" + dir +
              u"b.raw\" -convert_to=TestEnc -crash=" + Widen(kind),
-         "testenc.dll"},
+         "testenc.dll", "The plug-in 'TestEnc.dll' crashed in ENC_EncodeBlock: "},
         {u"-infile=\"" + quietScript + u"\" -outfile=\"" + dir +
              u"c.raw\" -convert_to=TestEnc -dspeffect1=\"TestDsp=live=1 crash=" + Widen(kind) +
              u"\"",
-         "testdsp.dll"},
+         "testdsp.dll", "The plug-in 'TestDsp.dll' crashed in DSP_PassAudioBlock: "},
     };
+    for (const char* name : {"a.raw", "b.raw", "c.raw"})
+        WriteText(dir + Widen(name), "precious");
     for (const Case& c : cases) {
         SCOPED_TRACE(c.module);
         CrashRun run = RunInJob(c.arguments);
         ASSERT_FALSE(run.result.timedOut);
-        EXPECT_EQ(run.result.exitCode, 0) << run.result.err;
+        EXPECT_EQ(run.result.exitCode, 1) << run.result.err;
+        // The plug-in's file name as the host loaded it: an encoder by the codec name typed.
+        EXPECT_TRUE(Contains(Lower(run.result.err),
+                             Lower(std::string("Error: ") + c.line + ExceptionWords(kind))))
+            << run.result.err;
+        if (!run.dumps.empty()) {
+            EXPECT_TRUE(Contains(run.result.err, " Crash dump: " + Narrow(run.dumps[0])))
+                << run.result.err;
+        }
         EXPECT_EQ(run.secondCopyExits, std::vector<DWORD>{0}) << "one second copy, ended with 0";
 
         ASSERT_EQ(run.dumps.size(), 1u) << "one dump";
@@ -219,14 +245,16 @@ TEST_P(PluginCrash, WritesDumpStartsSecondCopyAndExitsZero) {
         }
         std::filesystem::remove(std::filesystem::path(run.dumps[0]));
     }
+    for (const char* name : {"a.raw", "b.raw", "c.raw"})
+        EXPECT_EQ(ReadText(dir + Widen(name)), "precious") << name;
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, PluginCrash,
                          testing::Values("access", "illegal", "stack", "throw"));
 
 // A file where the crashes folder should be: no dump can be written, so no second copy starts,
-// and the run still ends at once with 0.
-TEST(CrashWithoutDumpFolder, EndsWithZeroAndStartsNothing) {
+// and the run still ends at once, failed, with its line.
+TEST(CrashWithoutDumpFolder, FailsWithALineAndStartsNothing) {
     const String folder = CrashesFolder().substr(0, CrashesFolder().size() - 1);
     const String aside = folder + u".aside";
     std::error_code ignored;
@@ -243,7 +271,11 @@ TEST(CrashWithoutDumpFolder, EndsWithZeroAndStartsNothing) {
     std::filesystem::remove(std::filesystem::path(folder), ignored);
     std::filesystem::rename(std::filesystem::path(aside), std::filesystem::path(folder), ignored);
     EXPECT_FALSE(run.result.timedOut);
-    EXPECT_EQ(run.result.exitCode, 0);
+    EXPECT_EQ(run.result.exitCode, 1);
+    EXPECT_TRUE(Contains(run.result.err, "Error: The plug-in 'TestDecoder.dll' crashed in Open: "
+                                         "access violation writing address 0x"))
+        << run.result.err;
+    EXPECT_TRUE(Contains(run.result.err, "No crash dump could be written.")) << run.result.err;
     EXPECT_FALSE(Exists(dir + u"o.raw")) << "the run went on instead of crashing";
     EXPECT_TRUE(run.secondCopyExits.empty());
 }

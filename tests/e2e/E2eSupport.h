@@ -30,6 +30,7 @@ struct RunOptions {
     bool stdinIsPipe = true; // false: the child's standard input is NUL
     std::vector<std::pair<std::string, std::string>> env; // extra environment variables
     void* job = nullptr; // a job object the child joins before it runs (its children join too)
+    String program;      // another Wavemill.exe than the staged one (a tree of a test's own)
 };
 
 String NewWorkDir(const std::string& name); // fresh empty folder, ending in "\"

@@ -86,6 +86,8 @@ check "faults: status 1" test $? -eq 1
 check "faults: the hang is reported as hung" grep -q 'hang.wmt: hung: no progress for 30 s' batch.out
 dump=$(grep -o 'crash.wmt: crashed (.*crash-[0-9-]*\.dmp)' batch.out | head -1 | grep -o 'crash-[0-9-]*\.dmp')
 check "faults: the crash is reported with its dump" test -n "$dump"
+check "faults: ... and with the plug-in, its call and the exception" grep -qi \
+    "crash.wmt: crashed (.*\.dmp): The plug-in 'TestDecoder.dll' crashed in DecodeBlock: access violation" batch.out
 [ -n "$dump" ] || shown
 check "faults: ... and that dump exists" \
     test -f "$WINEPREFIX/drive_c/users/$(id -un)/AppData/Roaming/Vrx/crashes/$dump"

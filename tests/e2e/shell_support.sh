@@ -15,24 +15,22 @@ last_run() {
     echo "     last run: Wavemill $wm_args: status $wm_status"
     awk 'NR <= 3 { print "     " $0 }' wm.err
 }
-# Runs Wavemill; its error lines (UTF-16) land in wm.err as UTF-8. A failed run always says why
-# there, in UTF-16 only: a failure without a line, bytes that are not UTF-16 or Wine's own
-# "wine: " lines mean Wine failed the start (seen in CI, under load): that run is shown and made
-# once more.
+# Runs Wavemill once; its error lines (UTF-16) land in wm.err as UTF-8. A failed run always says
+# why there, in UTF-16 only: a failure without a line, bytes that are not UTF-16 or Wine's own
+# lines are a fault (ours or Wine's) and fail the script at once, with the raw stream shown,
+# since a check that expects a failure would otherwise pass on it.
 wm() {
-    local try status
-    for try in 1 2; do
-        wine "$stage/Wavemill.exe" -silent "$@" </dev/null >wm.out 2>wm.err16
-        status=$?
-        wm_status=$status wm_args="$*"
-        if iconv -f UTF-16LE -t UTF-8 wm.err16 >wm.err 2>/dev/null &&
-            ! grep -qaE 'wine(server)?: ' wm.err16 && { [ $status -eq 0 ] || [ -s wm.err ]; }; then
-            return $status
-        fi
-        echo "note: run $try of Wavemill $* ended with status $status and this error stream:"
-        tr -d '\0' <wm.err16 | cat -v | awk 'NR <= 5'
-    done
-    return $status
+    wine "$stage/Wavemill.exe" -silent "$@" </dev/null >wm.out 2>wm.err16
+    wm_status=$? wm_args="$*"
+    if iconv -f UTF-16LE -t UTF-8 wm.err16 >wm.err 2>/dev/null &&
+        ! grep -qaE 'wine(server)?( client error)?: ' wm.err16 &&
+        { [ $wm_status -eq 0 ] || [ -s wm.err ]; }; then
+        return $wm_status
+    fi
+    echo "FAIL Wavemill $* ended with status $wm_status and no error line of its own; its error stream:"
+    tr -d '\0' <wm.err16 | cat -v | awk 'NR <= 5'
+    failures=$((failures + 1))
+    return $wm_status
 }
 # e2e_start <stage dir> <wine prefix> <work dir> <wavtool.exe> <native tool...>: sets $stage,
 # $work and $wavtool, uses the suite's Wine prefix, skips the script (exit 77) when a native tool

@@ -160,6 +160,14 @@ WM_PLUGIN_EXPORT uint32_t Get(void* instance, const WmChar* name, PluginValue* v
     if (n == WM_VALUE_COMMUNICATE)
         return d->talk.Ask(value, [d](const std::string& line) { d->Log(line); });
     const uint32_t index = value->value1;
+#ifdef WM_TEST_ENDLESS_DECODES
+    // A list that never ends: every index answers the same entry.
+    if (n == u"Decodes") {
+        value->pointer1 = const_cast<char16_t*>(u".loop");
+        value->pointer2 = const_cast<char16_t*>(u"Endless List");
+        return 1;
+    }
+#endif
     if (n == u"Decodes" && index < std::size(kExtensions)) {
         value->pointer1 = const_cast<char16_t*>(kExtensions[index]);
         value->pointer2 = const_cast<char16_t*>(kDescriptions[index]);

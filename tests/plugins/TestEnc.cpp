@@ -19,6 +19,8 @@ struct Encoder {
     bool optionsRead = false;
     uint32_t encodeCalls = 0;
     std::u16string output;
+    bool discard = false;      // -write=none: says it succeeds, writes nothing
+    wm::UniqueHandle heldOpen; // -holdopen=1: the output stays open, without delete sharing
     ScriptedTalk talk;
     bool talkRead = false;
     std::vector<uint8_t> reportedNames; // tag block handed back at "ENC_EndConversion"
@@ -151,12 +153,22 @@ WM_PLUGIN_EXPORT uint32_t ENC_BeginConversion(void* instance, ConversionInfo* co
                     conversion->tagData ? conversion->tagSize : 0, false);
     if (e->Option(u"fail") == u"Begin" || !conversion->outputPath)
         return 0;
+    if (e->Option(u"write") == u"none")
+        return e->discard = true;
     e->output = conversion->outputPath;
-    return WriteToFile(e->output, nullptr, 0, false);
+    if (!WriteToFile(e->output, nullptr, 0, false))
+        return 0;
+    if (e->Flag(u"holdopen"))
+        e->heldOpen.reset(::CreateFileW(W(e->output), GENERIC_READ,
+                                        FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+                                        FILE_ATTRIBUTE_NORMAL, nullptr));
+    return 1;
 }
 
 WM_PLUGIN_EXPORT uint32_t ENC_EncodeBlock(void* instance, AudioBlockInfo* block) {
     auto* e = static_cast<Encoder*>(instance);
+    if (e->discard)
+        return 1;
     if (e->output.empty())
         return 0; // not begun, or already ended
     if (e->encodeCalls == 0)

@@ -1,9 +1,8 @@
 // The batch program's portable rules: its command line, output names and collisions, the
-// converters' lines, hang detection, progress figures, the report and the resume decision.
+// converters' lines, progress figures, the report and the resume decision.
 #include "batch/BatchArguments.h"
 #include "batch/BatchProgress.h"
 #include "batch/BatchReport.h"
-#include "batch/HangWatch.h"
 #include "batch/OutputNames.h"
 #include "batch/ParentLines.h"
 
@@ -119,27 +118,6 @@ TEST(ParentLines, LinesSplitAnywhereInTheByteStreamAreParsed) {
         report);
     TakeErrorLine(u"Error: a later line", report);
     EXPECT_EQ(report.firstError, u"Error: Encoder 'MP3' refused a block of audio: disk full.");
-}
-
-TEST(HangWatch, SilentHeartbeatOrStandingProgressIsAHang) {
-    HangWatch w(1000, 5000);
-    w.Progress(1000, 0, 0);
-    for (uint64_t t = 1000; t <= 20000; t += 1000) {
-        w.Beat(t);
-        w.Progress(t, static_cast<int>(t / 1000), 0); // percent moves, bytes do not
-    }
-    EXPECT_EQ(w.HungReason(20000), u"");
-    // Beating on while nothing moves: a plug-in stuck beside the heartbeat thread.
-    for (uint64_t t = 21000; t <= 25000; t += 1000) {
-        w.Beat(t);
-        w.Progress(t, 20, 0);
-    }
-    EXPECT_EQ(w.HungReason(25000), u"");
-    w.Beat(26000);
-    EXPECT_EQ(w.HungReason(26000), u"no progress for 5 s");
-    w.Progress(26000, 20, 4096);
-    EXPECT_EQ(w.HungReason(31000), u"");
-    EXPECT_EQ(w.HungReason(31001), u"no heartbeat for 5 s");
 }
 
 TEST(BatchProgress, WorkIsWeighedBySourceBytesAndTimeLeftFollows) {
