@@ -80,6 +80,8 @@ class RenderedFileSource : public BlockSource {
 
   private:
     bool ReadError(const char16_t* encoderText);
+    void DropTornEnd();
+    const char* Context() const;
 
     Reader reader_;
     uint64_t wholeMs_;

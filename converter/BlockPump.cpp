@@ -44,13 +44,14 @@ BlockPump::Step BlockPump::Pump() {
     }
     empties_ = 0;
     Step outcome = Step::Next;
-    if (!WholeFrames(block, outcome))
+    if (!settings_.keepTornBlocks && !WholeFrames(block, outcome))
         return outcome;
     ReportProgress(block.msPosition);
     if (!PassThroughStages(block))
         return Step::Fail;
     bytesEncoded_ += block.length;
-    host_.StoreBytesEncoded(bytesEncoded_);
+    if (settings_.publishBytes)
+        host_.StoreBytesEncoded(bytesEncoded_);
     return end ? Step::Stop : Step::Next;
 }
 

@@ -19,6 +19,11 @@ struct PumpSettings {
     uint64_t msLength = 0; // source length; 0 when unknown
     bool parentMode = false;
     ProgressBar* bar = nullptr; // console marks; none when silent or in parent mode
+    // Rendering writes every block whole, torn or not: the read-back drops the torn part.
+    bool keepTornBlocks = false;
+    // The shared bytes-encoded block; an effect's pass over the rendered file leaves it alone,
+    // so a parent sees the render's total until the encoding starts again from 0.
+    bool publishBytes = true;
 };
 
 class BlockPump {

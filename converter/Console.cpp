@@ -97,8 +97,8 @@ bool Console::Drain(bool parentMode, bool silent, RunStatus& status) {
             Write(u"", true);
             StringView text(reinterpret_cast<const char16_t*>(scratch_.data()),
                             scratch_.size() / sizeof(char16_t));
-            // Lines arrive with their own line ends.
-            WriteTo(stdOut_, outIsConsole_, text, false);
+            // Lines arrive with their own line ends; an empty line closes the group too.
+            WriteTo(stdOut_, outIsConsole_, text, true);
         }
     }
     if (ReadWaiting(errorRead_.get(), scratch_)) {

@@ -2,7 +2,6 @@
 
 #include "contract/FormatRules.h"
 #include "converter/AudioSources.h"
-#include "converter/BlockPump.h"
 #include "files/FileOps.h"
 #include "files/Folders.h"
 #include "process/Log.h"
@@ -112,7 +111,7 @@ bool DspRender::DecodeToFile() {
     }
     FileSinkStage sink(file, job_.openInfo.format, failure);
     BlockStage* stages[] = {&sink};
-    if (!Pump(job_.source, stages))
+    if (!Pump(job_.source, stages, {.keepTornBlocks = true}))
         return false;
     file.Close();
     UpdateOpenRecord(job_.openInfo.format);
@@ -120,8 +119,11 @@ bool DspRender::DecodeToFile() {
 }
 
 // The console's bar moves; the parent hears only the actions, its percent is the encoding's.
-bool DspRender::Pump(BlockSource& from, std::span<BlockStage* const> stages) {
-    BlockPump pump(from, stages, job_.host, job_.status, {job_.openInfo.msLength, false, job_.bar});
+bool DspRender::Pump(BlockSource& from, std::span<BlockStage* const> stages,
+                     PumpSettings settings) {
+    settings.msLength = job_.openInfo.msLength;
+    settings.bar = job_.bar;
+    BlockPump pump(from, stages, job_.host, job_.status, settings);
     pump.Run();
     return !job_.status.Failed();
 }
@@ -156,7 +158,7 @@ bool DspRender::ApplyLive(DspEntry& entry) {
     if (!fed)
         LogError(u"Error: Reading Temporary Rendered DSP file.", kContext);
     else
-        fed = Pump(in, stages);
+        fed = Pump(in, stages, {.publishBytes = false});
     in.Release();
     out.Close(); // an open file cannot be deleted or moved
     if (!fed) {

@@ -4,6 +4,7 @@
 // block loops are the run's block pump, with a stage that writes the file at the end.
 #pragma once
 
+#include "converter/BlockPump.h"
 #include "converter/ProgressBar.h"
 #include "converter/RunStatus.h"
 #include "plugins/BlockFlow.h"
@@ -38,7 +39,7 @@ class DspRender {
     bool DecodeToFile();
     bool ApplyEffect(DspEntry& entry);
     bool ApplyLive(DspEntry& entry);
-    bool Pump(BlockSource& from, std::span<BlockStage* const> stages);
+    bool Pump(BlockSource& from, std::span<BlockStage* const> stages, PumpSettings settings);
     bool ReplaceRendered(const String& second);
     void UpdateOpenRecord(const WmWaveFormat& format);
     void Action(StringView text);

@@ -6,6 +6,8 @@
 #include "process/Registry.h"
 #include "tags/TagText.h"
 
+#include <algorithm>
+
 namespace wm {
 
 namespace {
@@ -61,7 +63,7 @@ void Replace(IDTagSet& set, StringView name, StringView value) {
 } // namespace
 
 void EncoderTags::UpdateEncoderTags(const void* tagBlock, uint32_t tagSize, const void* infoBlock,
-                                    uint32_t infoSize, bool keepReplayGain,
+                                    uint32_t infoSize, ReplayGainTags replayGain,
                                     const String& encoderSettings) {
     AddUserTags();
     if (tagBlock && tagSize) {
@@ -74,7 +76,7 @@ void EncoderTags::UpdateEncoderTags(const void* tagBlock, uint32_t tagSize, cons
     if (RegReadDword(u"VrxNoTagDropSpaces") == 0)
         for (size_t i = 0; i < set_.Count(); ++i)
             DropTagSpaces(set_.At(i).Value);
-    DropTags(keepReplayGain);
+    DropTags(replayGain);
     block_ = set_.Serialize();
 }
 
@@ -86,8 +88,10 @@ void EncoderTags::AddUserTags() {
         String v = options.ValueAt(i);
         ReplaceAll(v, u"{qt}", u"\"");
         size_t eq = v.find(u'=');
-        if (eq != String::npos && eq != 0)
-            set_.Add(StringView(v).substr(0, eq), StringView(v).substr(eq + 1));
+        if (eq == String::npos || eq == 0)
+            continue;
+        set_.Add(StringView(v).substr(0, eq), StringView(v).substr(eq + 1));
+        userTagNames_.push_back(v.substr(0, eq));
     }
 }
 
@@ -143,12 +147,18 @@ void EncoderTags::RewriteEncoderSettings(const String& encoderSettings) {
     Replace(set_, u"Encoder Settings", e);
 }
 
-void EncoderTags::DropTags(bool keepReplayGain) {
-    if (RegReadDword(u"VrxNoDropRPGainTags") == 0 && !keepReplayGain)
+bool EncoderTags::GivenByTheUser(StringView name) const {
+    return std::any_of(userTagNames_.begin(), userTagNames_.end(),
+                       [name](const String& given) { return EqualsNoCase(given, name); });
+}
+
+void EncoderTags::DropTags(ReplayGainTags replayGain) {
+    if (RegReadDword(u"VrxNoDropRPGainTags") == 0 && replayGain != ReplayGainTags::Keep)
         for (const char16_t* name :
              {u"replaygain_track_gain", u"replaygain_track_peak", u"replaygain_album_gain",
               u"replaygain_album_peak", u"iTunNORM"})
-            set_.Take(name);
+            if (replayGain == ReplayGainTags::Drop || !GivenByTheUser(name))
+                set_.Take(name);
     set_.Take(u"ITUNSMPB");
 }
 

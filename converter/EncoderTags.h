@@ -13,6 +13,13 @@ namespace wm {
 
 class Console;
 
+// What becomes of the replay-gain tags (and iTunNORM) on their way to the encoder.
+enum class ReplayGainTags {
+    Keep,            // the encoder or an effect asked for them
+    Drop,            // nobody asked
+    KeepOnlyTheUsers // an effect changes the level: the source's values are wrong, -tag's stand
+};
+
 struct EncoderTagSource {
     const OptionStore& options;
     const String& programFolder;
@@ -26,7 +33,8 @@ class EncoderTags {
 
     // Builds the set from the source's tag block and its second block ("Audio Quality").
     void UpdateEncoderTags(const void* tagBlock, uint32_t tagSize, const void* infoBlock,
-                           uint32_t infoSize, bool keepReplayGain, const String& encoderSettings);
+                           uint32_t infoSize, ReplayGainTags replayGain,
+                           const String& encoderSettings);
     const std::vector<uint8_t>& Block() const { return block_; }
 
   private:
@@ -34,10 +42,12 @@ class EncoderTags {
     void RewriteOwnTags(const void* infoBlock, uint32_t infoSize, const String& encoderSettings);
     void RewriteSource(const void* infoBlock, uint32_t infoSize);
     void RewriteEncoderSettings(const String& encoderSettings);
-    void DropTags(bool keepReplayGain);
+    void DropTags(ReplayGainTags replayGain);
+    bool GivenByTheUser(StringView name) const;
 
     EncoderTagSource source_;
     IDTagSet set_;
+    StringList userTagNames_;
     std::vector<uint8_t> block_;
 };
 

@@ -16,15 +16,29 @@ bool RenderedFileSource::Open(const String& path, const WmWaveFormat& format) {
         return false;
     bool failed = false;
     left_ = file_.Size(&failed);
+    DropTornEnd();
     return !failed;
+}
+
+// The render writes torn blocks whole; what is read back ends on a whole frame.
+void RenderedFileSource::DropTornEnd() {
+    const uint64_t frame = std::max<uint64_t>(format_.BlockAlign(), 1);
+    if (left_ % frame == 0)
+        return;
+    left_ -= left_ % frame;
+    LogInfo(u"Information: Audio data contains incomplete samples at end.", Context());
+}
+
+const char* RenderedFileSource::Context() const {
+    return reader_ == Reader::Encoder ? "TwWavemill::DecodeAudioBlock" : "DspRender::Run";
 }
 
 // The encoder's read-back and an effect's read-back say the same thing in their own words.
 bool RenderedFileSource::ReadError(const char16_t* encoderText) {
-    if (reader_ == Reader::Encoder)
-        LogError(encoderText, "TwWavemill::DecodeAudioBlock");
-    else
-        LogError(u"Error: Reading Temporary Rendered DSP file.", "DspRender::Run");
+    LogError(reader_ == Reader::Encoder
+                 ? StringView(encoderText)
+                 : StringView(u"Error: Reading Temporary Rendered DSP file."),
+             Context());
     return false;
 }
 

@@ -169,7 +169,9 @@ bool TwWavemill::RawHandOver() {
     }
     SetConversionPriority();
     tags_->UpdateEncoderTags(openInfo_.tagData, openInfo_.tagSize, openInfo_.secondData,
-                             openInfo_.secondSize, EncoderWantsReplayGain(), encoderCommandLine_);
+                             openInfo_.secondSize,
+                             EncoderWantsReplayGain() ? ReplayGainTags::Keep : ReplayGainTags::Drop,
+                             encoderCommandLine_);
     if (!source_->Close(Conversion()))
         status_.Fail("the decoder did not close");
     FillConversion(opt_.outputFile);
@@ -238,9 +240,12 @@ void TwWavemill::PrepareOutput() {
     // An ".IGNORE" output turns off only the tag writer: the encoder, which then names and writes
     // its own files, still gets the tags.
     tagWriterOn_ = sink_.Prepare(opt_.outputFile) && opt_.writeTags;
-    // A level an effect changed makes the old replay-gain values wrong: they are dropped.
-    const bool replayGain =
-        (EncoderWantsReplayGain() || replayGainWanted_) && !dsps_->ChangesLevel();
+    // A level an effect changed makes the source's replay-gain values wrong: they are dropped,
+    // while those the user gave with -tag stand.
+    ReplayGainTags replayGain = ReplayGainTags::Drop;
+    if (EncoderWantsReplayGain() || replayGainWanted_)
+        replayGain =
+            dsps_->ChangesLevel() ? ReplayGainTags::KeepOnlyTheUsers : ReplayGainTags::Keep;
     tags_->UpdateEncoderTags(openInfo_.tagData, openInfo_.tagSize, openInfo_.secondData,
                              openInfo_.secondSize, replayGain, encoderCommandLine_);
     FillConversion(sink_.FileToWrite());

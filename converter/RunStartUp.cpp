@@ -110,6 +110,7 @@ bool TwWavemill::ParseCommandLine() {
 
 void TwWavemill::ApplyProcessor() {
     const auto mask = static_cast<DWORD_PTR>(ProcessorMask(TextToInt(opt_.processor)));
+    // Required text (README, Glossary): "Allying", spelled so.
     LogLine(u"Allying to Processor " + opt_.processor);
     if (!mask || !SetThreadAffinityMask(GetCurrentThread(), mask))
         LogInfo(u"Information: Processor " + opt_.processor +

@@ -152,6 +152,7 @@ bool StdInputSource::NextBlock(AudioBlockInfo& block) {
 
 bool StdInputSource::Close(ConversionInfo&) {
     constexpr const char* kContext = "TwWavemill::CloseDecoder";
+    // Required text (README, Glossary): the entry line twice, as the family's logs have it.
     LogLine(u"->->", kContext);
     LogLine(u"->->", kContext);
     CloseInput();

@@ -29,6 +29,7 @@
 
 namespace wm {
 
+// Required name (README, Glossary): the run object keeps the family's name.
 class TwWavemill : private FlowHost {
   public:
     TwWavemill(RunStatus& status, ParentChannels& parent);

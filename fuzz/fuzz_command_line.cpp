@@ -25,11 +25,14 @@ void AppendQuotedArgument(String& line, const String& arg) {
 }
 
 // The split cannot see where a quoted value began: a value that starts with a space or "="
-// loses them, as it does on a real command line.
+// loses them, as it does on a real command line. A bare flag with a tab in its name would be
+// two arguments.
 bool Quotable(const wm::OptionStore& store) {
     for (size_t i = 0; i < store.Count(); ++i) {
         const String& v = store.ValueAt(i);
         if (!v.empty() && (v[0] == u' ' || v[0] == u'='))
+            return false;
+        if (v.empty() && store.NameAt(i).find(u'\t') != String::npos)
             return false;
     }
     return wm::fuzz::Reencodable(store);
@@ -42,9 +45,12 @@ void CheckQuotedArgumentsSplitBack(const wm::OptionStore& store) {
     for (size_t i = 0; i < store.Count(); ++i) {
         line += u' ';
         String arg = u"-" + store.NameAt(i);
-        if (!store.ValueAt(i).empty())
-            arg += u"=" + store.ValueAt(i);
-        AppendQuotedArgument(line, arg);
+        // A bare flag goes as it is: quoted, it would read as a value that starts with a dash
+        // ("-3 dB"), which stays the value of the option before it.
+        if (store.ValueAt(i).empty())
+            line += arg;
+        else
+            AppendQuotedArgument(line, arg + u"=" + store.ValueAt(i));
     }
     wm::OptionStore back;
     back.Fill(wm::OptionTextOfCommandLine(line));

@@ -12,6 +12,7 @@
 
 namespace wm {
 
+// Required name (README, Glossary): "X" marks the toolkit and system wrappers.
 class XDLL {
   public:
     // One entry point a binding needs: its exact export name and the slot that receives it.

@@ -10,6 +10,7 @@
 
 namespace wm {
 
+// Required name (README, Glossary): "cl" marks the converter's own classes.
 class clTwCodecHandler {
   public:
     // Default decoder cache key under HKEY_CURRENT_USER; "64" is appended to it (and to any key

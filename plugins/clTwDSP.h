@@ -24,6 +24,7 @@ struct DspEntryPoints {
     std::array<XDLL::EntryPoint, 11> Table();
 };
 
+// Required name (README, Glossary): "cl" marks the converter's own classes.
 class clTwDSP : public PluginBinding<DspEntryPoints> {
   public:
     uint32_t ShowConfigBit(void* argument1, void* argument2) {

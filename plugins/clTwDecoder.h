@@ -23,6 +23,7 @@ struct DecoderEntryPoints {
     std::array<XDLL::EntryPoint, 9> Table();
 };
 
+// Required name (README, Glossary): "cl" marks the converter's own classes.
 class clTwDecoder : public PluginBinding<DecoderEntryPoints> {
   public:
     // Replaces the loaded library with `path`; on success remembers the extension it serves.

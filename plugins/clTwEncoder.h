@@ -22,6 +22,7 @@ struct EncoderEntryPoints {
     std::array<XDLL::EntryPoint, 9> Table();
 };
 
+// Required name (README, Glossary): "cl" marks the converter's own classes.
 class clTwEncoder : public PluginBinding<EncoderEntryPoints> {
   public:
     uint32_t ShowConfigBit(void* argument1, void* argument2) {

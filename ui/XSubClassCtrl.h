@@ -10,6 +10,7 @@
 
 namespace wm {
 
+// Required name (README, Glossary): "X" marks the toolkit and system wrappers.
 class XSubClassCtrl {
   public:
     XSubClassCtrl() = default;

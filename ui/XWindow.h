@@ -8,6 +8,7 @@
 
 namespace wm {
 
+// Required name (README, Glossary): "X" marks the toolkit and system wrappers.
 class XWindow {
   public:
     XWindow() = default;

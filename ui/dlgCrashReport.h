@@ -9,6 +9,7 @@
 
 namespace wm {
 
+// Required name (README, Glossary): "dlg" marks windows.
 class dlgCrashReport : public XWindow {
   public:
     dlgCrashReport(StringView appTitle, StringView dumpPath);

@@ -198,7 +198,7 @@ uint32_t FlacDecoder::SetPosition(uint64_t ms) noexcept {
 FLAC__StreamDecoderReadStatus FlacDecoder::OnRead(const FLAC__StreamDecoder*, FLAC__byte buffer[],
                                                   size_t* bytes, void* client) {
     FlacDecoder& d = *Self(client);
-    const size_t n = d.file_.ReadAt(d.readAt_, buffer, *bytes);
+    const size_t n = d.file_.Read(d.readAt_, buffer, *bytes);
     d.readAt_ += n;
     *bytes = n;
     return n == 0 ? FLAC__STREAM_DECODER_READ_STATUS_END_OF_STREAM

@@ -70,18 +70,18 @@ void Mp3Decoder::ReadTags(wav::WaveTags& tags) {
     uint8_t header[10];
     audioStart_ = 0;
     audioEnd_ = size;
-    if (file_.ReadAt(0, header, sizeof header) == sizeof header) {
+    if (file_.Read(0, header, sizeof header) == sizeof header) {
         const uint64_t length = codec::Id3v2Length(header, sizeof header);
         if (length != 0) {
             // A tag claiming more than the file holds is read as far as the file goes.
             std::vector<uint8_t> tag(static_cast<size_t>(std::min({length, size, kMaxTagRead})));
-            tag.resize(file_.ReadAt(0, tag.data(), tag.size()));
+            tag.resize(file_.Read(0, tag.data(), tag.size()));
             wav::ReadId3Tag(tag.data(), tag.size(), tags);
             audioStart_ = std::min(length, size);
         }
     }
     uint8_t tail[128];
-    if (audioEnd_ >= audioStart_ + 128 && file_.ReadAt(audioEnd_ - 128, tail, 128) == 128) {
+    if (audioEnd_ >= audioStart_ + 128 && file_.Read(audioEnd_ - 128, tail, 128) == 128) {
         wav::WaveTags old;
         if (codec::ReadId3v1(tail, sizeof tail, old)) {
             codec::AddMissing(tags, old); // ID3v2 wins where both carry a field
@@ -89,7 +89,7 @@ void Mp3Decoder::ReadTags(wav::WaveTags& tags) {
         }
     }
     uint8_t footer[32];
-    if (audioEnd_ >= audioStart_ + 32 && file_.ReadAt(audioEnd_ - 32, footer, 32) == 32) {
+    if (audioEnd_ >= audioStart_ + 32 && file_.Read(audioEnd_ - 32, footer, 32) == 32) {
         const uint64_t ape = codec::ApeTagLength(footer, sizeof footer);
         if (ape != 0 && ape <= audioEnd_ - audioStart_)
             audioEnd_ -= ape;
@@ -226,8 +226,8 @@ uint32_t Mp3Decoder::SetPosition(uint64_t ms) noexcept {
 mpg123_ssize_t Mp3Decoder::OnRead(void* handle, void* buffer, size_t bytes) {
     Mp3Decoder& d = *Self(handle);
     const uint64_t left = d.audioEnd_ - d.audioStart_ - d.readAt_;
-    const size_t n = d.file_.ReadAt(d.audioStart_ + d.readAt_, buffer,
-                                    static_cast<size_t>(std::min<uint64_t>(bytes, left)));
+    const size_t n = d.file_.Read(d.audioStart_ + d.readAt_, buffer,
+                                  static_cast<size_t>(std::min<uint64_t>(bytes, left)));
     d.readAt_ += n;
     return static_cast<mpg123_ssize_t>(n);
 }

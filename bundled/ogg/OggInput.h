@@ -18,7 +18,7 @@ class OggInput {
     }
     bool Close() { return file_.Close(); }
     size_t Read(void* buffer, size_t bytes) {
-        const size_t n = file_.ReadAt(at_, buffer, bytes);
+        const size_t n = file_.Read(at_, buffer, bytes);
         at_ += n;
         return n;
     }

@@ -21,11 +21,11 @@ class OggSync {
     OggSync& operator=(const OggSync&) = delete;
 
     // Reads [offset, offset + length) of the file into the sync buffer.
-    bool Feed(BufferedReader& file, uint64_t offset, size_t length) {
+    bool Feed(wav::ByteSource& file, uint64_t offset, size_t length) {
         char* buffer = ogg_sync_buffer(&sync_, static_cast<long>(length));
         if (!buffer)
             return false;
-        const size_t got = file.ReadAt(offset, buffer, length);
+        const size_t got = file.Read(offset, buffer, length);
         ogg_sync_wrote(&sync_, static_cast<long>(got));
         return got > 0;
     }
@@ -59,11 +59,11 @@ bool StartsWith(const ogg_page& page, std::string_view magic) {
 
 } // namespace
 
-String OggStreamKind(BufferedReader& file) {
+String OggStreamKind(wav::ByteSource& file) {
     OggSync sync;
     ogg_page page;
     uint8_t capture[4] = {};
-    if (file.ReadAt(0, capture, 4) != 4 || std::memcmp(capture, "OggS", 4) != 0 ||
+    if (file.Read(0, capture, 4) != 4 || std::memcmp(capture, "OggS", 4) != 0 ||
         !sync.Feed(file, 0, kHeadBytes) || !sync.NextPage(page))
         return {};
     static const struct {
@@ -82,7 +82,7 @@ String OggStreamKind(BufferedReader& file) {
     return u"unknown";
 }
 
-bool OggEndsWhole(BufferedReader& file) {
+bool OggEndsWhole(wav::ByteSource& file) {
     const uint64_t size = file.Size();
     const uint64_t from = size > kTailBytes ? size - kTailBytes : 0;
     OggSync sync;
@@ -95,7 +95,7 @@ bool OggEndsWhole(BufferedReader& file) {
     return endsStream && !sync.EndsInPartPage();
 }
 
-String NotOggOf(BufferedReader& file, const char16_t* wanted) {
+String NotOggOf(wav::ByteSource& file, const char16_t* wanted) {
     const String kind = OggStreamKind(file);
     if (kind.empty())
         return file.Size() == 0 ? u"the file is empty" : u"not an Ogg file";

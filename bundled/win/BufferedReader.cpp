@@ -17,7 +17,7 @@ bool BufferedReader::Open(const char16_t* path) {
     return true;
 }
 
-size_t BufferedReader::ReadAt(uint64_t offset, void* buffer, size_t length) {
+size_t BufferedReader::Read(uint64_t offset, void* buffer, size_t length) {
     auto* out = static_cast<uint8_t*>(buffer);
     size_t done = 0;
     while (done < length && offset < size_) {

@@ -2,6 +2,7 @@
 // body at a time, and each read through Wine is a system call.
 #pragma once
 
+#include "bundled/wav/ByteSource.h"
 #include "bundled/win/Win32File.h"
 
 #include <cstddef>
@@ -10,12 +11,12 @@
 
 namespace wm::bundled {
 
-class BufferedReader {
+class BufferedReader final : public wav::ByteSource {
   public:
     bool Open(const char16_t* path);
-    uint64_t Size() const { return size_; }
+    uint64_t Size() const override { return size_; }
     // Copies up to `length` bytes from `offset`; fewer only at the end of the file or on failure.
-    size_t ReadAt(uint64_t offset, void* buffer, size_t length);
+    size_t Read(uint64_t offset, void* buffer, size_t length) override;
     bool Close();
 
   private:

@@ -108,9 +108,11 @@ TEST(ErrorRouting, SilentRunsStillFailAndErrorFileTakesTheLines) {
     EXPECT_TRUE(Contains(r.err, kNoDecoder)) << r.err;
     EXPECT_FALSE(Exists(dir + u"b.wav"));
 
+    // The error file is replaced, not appended to.
+    WriteText(dir + u"errors.txt", "an older run's lines");
     r = RunWavemill(u"-errorfile=\"" + dir + u"errors.txt\"" + files);
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_EQ(r.err, "");
     EXPECT_TRUE(Contains(r.out, "Conversion Failed.\r\n")) << r.out;
-    EXPECT_TRUE(Contains(DecodeUtf16(ReadBytes(dir + u"errors.txt")), kNoDecoder.substr(0, 60)));
+    EXPECT_EQ(DecodeUtf16(ReadBytes(dir + u"errors.txt")).rfind(kNoDecoder.substr(0, 60), 0), 0u);
 }

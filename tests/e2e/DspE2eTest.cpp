@@ -3,6 +3,7 @@
 // way an effect can fail.
 #include "tests/e2e/E2eSupport.h"
 
+#include "process/UniqueHandle.h"
 #include "process/WinString.h"
 
 #include <gtest/gtest.h>
@@ -159,6 +160,52 @@ TEST(Dsp, QuitWhileRenderingStopsTheEffectsAndKeepsTheOutput) {
     EXPECT_EQ(ReadText(out), "precious");
     EXPECT_FALSE(Exists(out + u".tmp.raw"));
     EXPECT_TRUE(FolderEmpty(tmp));
+}
+
+TEST(Dsp, RenderingKeepsTornBlocksAndReadsBackWholeFrames) {
+    String dir = NewWorkDir("dsp-torn");
+    String out = dir + u"out.raw";
+    // 17001 bytes of 16-bit mono, torn in the middle and at the end.
+    String in = WriteScript(dir, "in.wmt", "format 8000 1 16\nblock 8001\nblock 7999\nend 1001\n");
+    RunResult r = RunWavemill(Args(in, out, Effect(1, "TestDsp=name=N")));
+    ASSERT_EQ(r.exitCode, 0) << r.out << r.err;
+    EXPECT_TRUE(Contains(r.out, "Information: Audio data contains incomplete samples at end."))
+        << r.out;
+    Bytes audio(17000);
+    for (size_t k = 0; k < audio.size(); ++k)
+        audio[k] = static_cast<uint8_t>(k % 251);
+    EXPECT_EQ(ReadBytes(out), audio);
+}
+
+TEST(Dsp, TheBytesEncodedRestartOnceWhenTheEncodingBegins) {
+    String dir = NewWorkDir("dsp-bytes");
+    String log = dir + u"dsp.log", out = dir + u"out.raw";
+    String in = WriteScript(dir, "in.wmt", "format 8000 1 16\nblock 8000 3\n");
+    const String pid = Widen(std::to_string(GetCurrentProcessId()));
+    const String block = u"WmTestDspBytes" + pid, event = u"WmTestDspBytesGo" + pid;
+    UniqueHandle mapping(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 8,
+                                            W(u"NSharedData_" + block)));
+    UniqueMappedView view(MapViewOfFile(mapping.get(), FILE_MAP_ALL_ACCESS, 0, 0, 8));
+    auto* shared = static_cast<volatile int64_t*>(view.get());
+    ASSERT_TRUE(shared);
+    UniqueHandle go(CreateEventW(nullptr, TRUE, FALSE, W(event)));
+    // The render writes 24000 bytes; A halves them over the file; B holds its first block while
+    // the test reads the block. Only the encoding (12000 bytes) starts the count again.
+    String args =
+        Args(in, out,
+             Effect(1, "TestDsp=name=N") + Effect(2, "TestDsp=name=A live=1 bits=8") +
+                 Effect(3, "TestDsp=name=B live=1 wait=" + Narrow(event) + " log=" + Narrow(log)) +
+                 u" -shrbytesencoded=" + block);
+    RunResult r;
+    std::thread run([&] { r = RunWavemill(args); });
+    for (int i = 0; i < 2000 && !Contains(ReadText(log), "B PassAudioBlock"); ++i)
+        Sleep(10);
+    const int64_t whileRendering = *shared;
+    SetEvent(go.get());
+    run.join();
+    ASSERT_EQ(r.exitCode, 0) << r.out << r.err;
+    EXPECT_EQ(whileRendering, 24000);
+    EXPECT_EQ(*shared, 12000);
 }
 
 TEST(Dsp, EveryFailureFailsTheRunClearlyAndLeavesNothingBehind) {

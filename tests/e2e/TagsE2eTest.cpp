@@ -85,6 +85,14 @@ TEST(EncoderTags, CommandLineAndSourceTagsAreMergedRewrittenAndCleaned) {
         EXPECT_FALSE(got.Find(u"ITUNSMPB"));
     }
 
+    // An effect that changes the level drops the source's replay gain; the user's -tag stands.
+    r = RunWavemill(args + u" -replaygain=1 -dspeffect1=\"TestDsp=live=1 level=1\"" +
+                    u" -tag=\"replaygain_album_gain=-4.2 dB\"");
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    got = ReadBlock(dump);
+    EXPECT_FALSE(got.Find(u"replaygain_track_gain"));
+    EXPECT_EQ(got.GetValue(u"replaygain_album_gain"), u"-4.2 dB");
+
     // An .IGNORE output turns off only the tag writer: the encoder, writing its own files,
     // still gets the tags. -noidtag hands it none.
     r = RunWavemill(u"-infile=\"" + in + u"\" -outfile=\"" + dir +

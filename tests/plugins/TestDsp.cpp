@@ -158,6 +158,8 @@ WM_PLUGIN_EXPORT uint32_t DSP_Get(void* instance, const WmChar* name, PluginValu
     auto* d = static_cast<Dsp*>(instance);
     if (std::u16string_view(name) == WM_VALUE_SEND_OVER_REPLAYGAIN_TAGS)
         return Parse(static_cast<const char16_t*>(value->pointer1)).Get("replaygain") == "1";
+    if (std::u16string_view(name) == WM_VALUE_CHANGES_LEVEL)
+        return Parse(static_cast<const char16_t*>(value->pointer1)).Get("level") == "1";
     if (std::u16string_view(name) != WM_VALUE_IS_LIVE)
         return 0;
     d->Learn(static_cast<const char16_t*>(value->pointer1));

@@ -193,6 +193,19 @@ TEST(BlockPump, TornFramesAndFailures) {
                                    "Error: Audio data contains incomplete samples mid-stream."});
     EXPECT_TRUE(mid.status.Failed());
 
+    // Rendering keeps torn blocks whole, wherever they come; an effect's pass over the rendered
+    // file counts its bytes without publishing them.
+    for (bool publish : {true, false}) {
+        ScriptSource torn({{6, 0}, {1001, 1}, {8, 2, true}});
+        Harness render;
+        render.Pump(torn, {.msLength = 10, .keepTornBlocks = true, .publishBytes = publish});
+        EXPECT_EQ(render.stage.seen, (std::vector<uint32_t>{6, 1001, 8}));
+        EXPECT_TRUE(render.host.infos.empty() && render.host.errors.empty());
+        EXPECT_FALSE(render.status.Failed());
+        EXPECT_EQ(render.pumped, 1015u);
+        EXPECT_EQ(render.host.bytes, publish ? 1015u : 0u);
+    }
+
     ScriptSource refused({{4, 0}, {4, 1}, {4, 2, true}});
     Harness stage;
     stage.stage.failAt = 2;
