@@ -18,13 +18,19 @@ last_run() {
 # Runs Wavemill; its error lines (UTF-16) land in wm.err as UTF-8. A failed run always says why
 # there, in UTF-16 only: a failure without a line, bytes that are not UTF-16 or Wine's own
 # "wine: " lines mean Wine failed the start (seen in CI, under load): that run is shown and made
-# once more.
+# once more. No run may take longer than $wm_limit seconds: one that does is a hang, killed and
+# reported (status 124), never run again.
+wm_limit=${WM_TIME_LIMIT:-120}
 wm() {
     local try status
     for try in 1 2; do
-        wine "$stage/Wavemill.exe" -silent "$@" </dev/null >wm.out 2>wm.err16
+        timeout -k 5 "$wm_limit" wine "$stage/Wavemill.exe" -silent "$@" </dev/null >wm.out 2>wm.err16
         status=$?
         wm_status=$status wm_args="$*"
+        if [ $status -eq 124 ] || [ $status -eq 137 ]; then
+            echo "HANG: Wavemill $* was killed after $wm_limit s" | tee wm.err
+            return 124
+        fi
         if iconv -f UTF-16LE -t UTF-8 wm.err16 >wm.err 2>/dev/null &&
             ! grep -qaE 'wine(server)?: ' wm.err16 && { [ $status -eq 0 ] || [ -s wm.err ]; }; then
             return $status
