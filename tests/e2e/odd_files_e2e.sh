@@ -166,4 +166,12 @@ for options in "" "-b 4608"; do
         test "$(metaflac --show-sample-rate --show-bps --show-total-samples dsd.flac 2>/dev/null | tr '\n' ' ')$(flac -s -t dsd.flac 2>&1 && echo ok)" = "176400 24 $want ok"
 done
 
+# The advice for a PCM source above FLAC's subset works when followed.
+sox -V1 -n -r 705600 -c 2 -b 24 fast.wav synth 0.2 sine 1000
+wm -infile=fast.wav -outfile=fast.flac -convert_to=FLAC
+check "705.6 kHz PCM to FLAC: refused with the resampling that makes it fit" \
+    grep -qF 'resample it first (-dspeffect1="Resample=rate=176400")' wm.err
+wm -infile=fast.wav -outfile=fast.flac -convert_to=FLAC -dspeffect1="Resample=rate=176400"
+check "... and with that effect it converts" test "$?:$(metaflac --show-sample-rate fast.flac)" = 0:176400
+
 e2e_verdict "odd file"
