@@ -77,6 +77,8 @@ void Mp3Decoder::ReadTags(wav::WaveTags& tags) {
     // The first tag read wins a field; ID3v1 only fills the gaps of all the ID3v2 tags.
     wav::WaveTags old;
     for (const codec::Mp3TagPlace& place : layout.tags) {
+        if (place.kind == codec::Mp3TagKind::Ape)
+            continue; // skipped, not read
         // A tag claiming more than the file holds is read as far as the file goes.
         std::vector<uint8_t> bytes(
             static_cast<size_t>(std::min({place.length, size - place.offset, kMaxTagRead})));
@@ -84,7 +86,7 @@ void Mp3Decoder::ReadTags(wav::WaveTags& tags) {
         wav::WaveTags found;
         if (place.kind == codec::Mp3TagKind::Id3v2)
             wav::ReadId3Tag(bytes.data(), bytes.size(), found);
-        else if (place.kind == codec::Mp3TagKind::Id3v1)
+        else
             codec::ReadId3v1(bytes.data(), bytes.size(), old);
         codec::AddMissing(tags, found);
         if (tags.pictures.empty())
