@@ -8,7 +8,7 @@
 set -uo pipefail
 . "$(dirname "$0")/shell_support.sh"
 e2e_start "$@" sox lame mpg123 ffmpeg ffprobe flac metaflac
-wm_limit=60
+wm_limit=${WM_TIME_LIMIT:-60}
 
 # --- tag bytes ---
 byte() { printf "\\$(printf %03o $(($1 & 255)))"; }
