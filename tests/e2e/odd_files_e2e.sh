@@ -130,6 +130,12 @@ n=$(ffmpeg -v quiet -i video.ogg -map 0:a -f s16le - | wc -c)
 check "Ogg with Theora and Vorbis: the Vorbis audio whole, the Theora stream named as skipped" \
     test "$(soxi -s d.wav 2>/dev/null):$(grep -c "Information: Decoder: the file's Theora stream was not read" <<<"$note")" = "$((n / 4)):1"
 
+# FLAC in Ogg is not decoded yet: refused with the reason, not taken for damage.
+flac -s -f --ogg -o flac.oga src.wav
+wm -infile=flac.oga -outfile=d.wav -convert_to=Wave
+check "FLAC in Ogg: refused, saying what the stream holds" \
+    test "$wm_status:$(grep -c 'the Ogg stream holds FLAC, not Vorbis' wm.err)" = 1:1
+
 # --- AIFF whose sound data ends in half a sample frame ---
 for frames in 3072 44032; do # the half frame alone in the demuxer's last packet of 1024
     sox -V1 src.wav -t aiff -b 16 half.aiff trim 0 ${frames}s
