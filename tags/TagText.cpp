@@ -86,6 +86,54 @@ void EscapeTagValue(StringView name, String& value, bool toText, bool escapeLine
     }
 }
 
+namespace {
+
+bool KeepsLineBreaks(StringView name) {
+    return TagNameEquals(name, u"comment") || TagNameEquals(name, u"description") ||
+           TagNameFind(name, u"lyrics") != StringView::npos || TagNameEquals(name, u"CUESHEET") ||
+           TagNameEquals(name, u"EACLOG");
+}
+
+bool IsControl(char16_t c) {
+    return c < 0x20 || c == 0x7F;
+}
+
+// CR LF, LF and CR become one CR each; empty values between them go.
+void SeparateValues(String& value) {
+    String out;
+    for (size_t i = 0; i < value.size(); ++i) {
+        const bool lineBreak = value[i] == u'\r' || value[i] == u'\n';
+        if (lineBreak && value[i] == u'\r' && i + 1 < value.size() && value[i + 1] == u'\n')
+            ++i;
+        if (!lineBreak)
+            out += value[i];
+        else if (!out.empty() && out.back() != u'\r')
+            out += u'\r';
+    }
+    if (!out.empty() && out.back() == u'\r')
+        out.pop_back();
+    value = std::move(out);
+}
+
+} // namespace
+
+void CleanTagValue(StringView name, String& value) {
+    const bool multiLine = KeepsLineBreaks(name);
+    const bool freeText = multiLine || IsFreeTextTag(name);
+    String out;
+    out.reserve(value.size());
+    for (char16_t c : value) {
+        const bool lineBreak = c == u'\r' || c == u'\n';
+        if (c == u'\t' || (lineBreak && freeText && !multiLine))
+            out += u' ';
+        else if (!IsControl(c) || lineBreak)
+            out += c;
+    }
+    value = std::move(out);
+    if (!freeText)
+        SeparateValues(value);
+}
+
 void DropTagSpaces(String& value) {
     for (char16_t& c : value)
         for (char16_t odd : kOddSpaces)

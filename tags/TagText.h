@@ -19,6 +19,13 @@ bool IsFreeTextTag(StringView name);
 // line breaks as "{CR}"/"{LF}" (when asked to), other tags show the value separator CR as "; ".
 void EscapeTagValue(StringView name, String& value, bool toText, bool escapeLineBreaks);
 
+// Makes a value read from a file or handed to an encoder safe to carry: no control characters
+// but line breaks, and those only where they mean something. In multi-line text (comments,
+// descriptions, lyrics, cue sheets, logs) a line break stays, as CR LF, CR or LF as found; in
+// other free-text tags (a title, an album) it becomes a space; elsewhere it separates values
+// (CR), empty values dropped. A tab becomes a space, every other control character is dropped.
+void CleanTagValue(StringView name, String& value);
+
 // Turns the typographic spaces into ordinary ones and trims spaces at both ends.
 void DropTagSpaces(String& value);
 

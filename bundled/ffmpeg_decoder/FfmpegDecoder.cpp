@@ -1,8 +1,10 @@
 #include "bundled/ffmpeg_decoder/FfmpegDecoder.h"
 
+#include "bundled/codec/Mp3Layout.h"
 #include "bundled/ffmpeg/FfmpegTags.h"
 #include "bundled/wav/TagSetBridge.h"
 #include "bundled/wav/WaveFormatRules.h"
+#include "bundled/win/BufferedReader.h"
 #include "tags/IDTagSet.h"
 
 #include <algorithm>
@@ -52,6 +54,14 @@ constexpr codec::DecodedType kTypes[] = {
     {u".dsf", u"DSD Stream File"},
 };
 
+// The PCM rate DSD is converted to.
+constexpr int kDsdPcmRate = 176400;
+
+bool IsDsd(AVCodecID id) {
+    return id == AV_CODEC_ID_DSD_LSBF || id == AV_CODEC_ID_DSD_MSBF ||
+           id == AV_CODEC_ID_DSD_LSBF_PLANAR || id == AV_CODEC_ID_DSD_MSBF_PLANAR;
+}
+
 // iTunSMPB: " 00000000 <delay> <padding> <samples> ..." in hexadecimal.
 uint64_t ITunesLength(const AVDictionary* metadata) {
     const AVDictionaryEntry* e = av_dict_get(metadata, "iTunSMPB", nullptr, 0);
@@ -70,6 +80,8 @@ bool FfmpegDecoder::OpenStream(DecodeOpenInfo& info) {
     ffmpeg::KeepLogQuiet();
     if (std::u16string_view(info.path) == u"-")
         return error_.Failed(u"the file cannot be opened");
+    information_.Clear();
+    FindTrailingTags(info.path);
     int status =
         avformat_open_input(&format_, ffmpeg::FileUrl(info.path).c_str(), nullptr, nullptr);
     if (status < 0)
@@ -84,6 +96,17 @@ bool FfmpegDecoder::OpenStream(DecodeOpenInfo& info) {
     FindExactLength();
     DescribeSource(info);
     return true;
+}
+
+void FfmpegDecoder::FindTrailingTags(const char16_t* path) {
+    BufferedReader file;
+    fileSize_ = tagsFrom_ = 0;
+    if (!file.Open(path))
+        return; // libavformat says why
+    fileSize_ = file.Size();
+    tagsFrom_ = codec::TrailingTagsStart(
+        fileSize_, [&file](uint64_t at, uint8_t* to, size_t n) { return file.Read(at, to, n); });
+    file.Close();
 }
 
 bool FfmpegDecoder::OpenCodec() {
@@ -112,7 +135,7 @@ bool FfmpegDecoder::OpenCodec() {
 }
 
 // The first frame fixes the format: some decoders know their sample format and bit depth only
-// once they have decoded.
+// once they have decoded. DSD is the exception (below).
 bool FfmpegDecoder::ChooseOutput() {
     if (!NextFrame())
         return error_.Empty() ? error_.Fail(u"the audio stream holds no samples"), false : false;
@@ -121,13 +144,26 @@ bool FfmpegDecoder::ChooseOutput() {
     int bits = codec_->bits_per_raw_sample;
     if (bits == 0)
         bits = format_->streams[stream_]->codecpar->bits_per_raw_sample;
-    if (!output_.Choose(static_cast<AVSampleFormat>(f.format), bits,
-                        static_cast<uint16_t>(f.ch_layout.nb_channels),
-                        static_cast<uint32_t>(f.sample_rate)))
+    auto format = static_cast<AVSampleFormat>(f.format);
+    int rate = f.sample_rate;
+    if (IsDsd(codec_->codec_id)) {
+        // libavcodec decodes DSD to float at an eighth of its bit rate (352.8 kHz for DSD64,
+        // 705.6 kHz for DSD128): more than FLAC's subset and most players take. It becomes
+        // 24-bit PCM at 176.4 kHz, the rate DSD is usually converted to, which keeps the audio
+        // band and its noise shaping's rise above 50 kHz clear of the cut.
+        information_.Add(u"DSD at " + Widen(std::to_string(int64_t{f.sample_rate} * 8)) +
+                         u" Hz is converted to 24-bit PCM at " +
+                         Widen(std::to_string(kDsdPcmRate)) + u" Hz");
+        format = AV_SAMPLE_FMT_S32;
+        rate = kDsdPcmRate;
+        bits = 24;
+    }
+    if (!output_.Choose(format, bits, static_cast<uint16_t>(f.ch_layout.nb_channels),
+                        static_cast<uint32_t>(rate)))
         return error_.Failed(u"the decoder's sample format " +
                              Widen(av_get_sample_fmt_name(AVSampleFormat(f.format))) +
                              u" has no wave form");
-    return follower_.Start(f) ? true : (error_.Fail(u"out of memory"), false);
+    return follower_.Start(f, format, rate) ? true : (error_.Fail(u"out of memory"), false);
 }
 
 // Block codecs pad their last block; the container says how long the music is. iTunSMPB gives
@@ -173,14 +209,16 @@ bool FfmpegDecoder::NextFrame() {
             return true;
         if (status == AVERROR_EOF)
             return drained_ = true, false;
-        if (status != AVERROR(EAGAIN) && !readAll_)
-            return error_.Failed(Damaged(status));
+        if (status != AVERROR(EAGAIN) && readAll_)
+            return DropCutPacket(), drained_ = true, false;
+        // Damage counts only when more of the file follows: a last packet cut short (less than
+        // a sample frame, say) is dropped, as the native ffmpeg drops it.
         if (status != AVERROR(EAGAIN))
-            return drained_ = true, false; // the cut-off last packet, dropped (below)
+            damage_ = status;
         status = av_read_frame(format_, packet_.get());
-        if (status == AVERROR_EOF) {
-            // A file cut inside its last packet loses that packet only, as with the native
-            // ffmpeg; damage anywhere before the end fails the run.
+        if (status == AVERROR_EOF || (status < 0 && TagsReached())) {
+            if (damage_ != 0)
+                DropCutPacket();
             damage_ = 0;
             readAll_ = true;
             avcodec_send_packet(codec_.get(), nullptr);
@@ -190,12 +228,27 @@ bool FfmpegDecoder::NextFrame() {
             return error_.Failed(u"reading the file failed: " + ffmpeg::AvError(status));
         if (damage_ != 0)
             return error_.Failed(Damaged(damage_));
+        if (packet_->pos >= 0)
+            readTo_ = std::max(readTo_, uint64_t(packet_->pos) + uint64_t(packet_->size));
         if (packet_->stream_index == stream_)
             status = avcodec_send_packet(codec_.get(), packet_.get());
         av_packet_unref(packet_.get());
         if (status < 0 && status != AVERROR(EAGAIN))
             damage_ = status;
     }
+}
+
+// Tags stacked at the end (an APE tag with an ID3v1 tag after it, say) are no audio: a demuxer
+// that does not know them fails on them once every byte before them has been read.
+bool FfmpegDecoder::TagsReached() const {
+    return tagsFrom_ < fileSize_ && readTo_ >= tagsFrom_;
+}
+
+void FfmpegDecoder::DropCutPacket() {
+    information_.Add(u"the file ends inside a packet of audio (after " +
+                     Widen(std::to_string(takenFrames_ * 1000 /
+                                          std::max<uint32_t>(output_.Wave().samplesPerSec, 1))) +
+                     u" ms): that part was dropped");
 }
 
 String FfmpegDecoder::Damaged(int status) const {
@@ -252,6 +305,7 @@ uint32_t FfmpegDecoder::Close() noexcept {
     haveFrame_ = drained_ = finished_ = readAll_ = false;
     damage_ = 0;
     exactFrames_ = takenFrames_ = deliveredBytes_ = 0;
+    fileSize_ = tagsFrom_ = readTo_ = 0;
     handed_ = 0;
     std::vector<uint8_t>().swap(pcm_);
     ReleaseTags();
@@ -288,6 +342,7 @@ uint32_t FfmpegDecoder::SetPosition(uint64_t ms) noexcept {
     handed_ = 0;
     haveFrame_ = drained_ = finished_ = readAll_ = false;
     damage_ = 0;
+    readTo_ = 0;
     // The position is as near as the container's index allows.
     takenFrames_ = static_cast<uint64_t>(ms) * output_.Wave().samplesPerSec / 1000;
     deliveredBytes_ = takenFrames_ * output_.Wave().blockAlign;

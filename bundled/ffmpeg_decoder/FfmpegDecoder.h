@@ -33,6 +33,11 @@ class FfmpegDecoder final : public codec::DecoderFrame {
     // The next decoded frame into frame_; false at the end of the stream or on failure
     // (error_ says which).
     bool NextFrame();
+    // Where the tags at the end of the file begin, before libavformat opens it.
+    void FindTrailingTags(const char16_t* path);
+    bool TagsReached() const;
+    // An information line for the cut-off last packet left out.
+    void DropCutPacket();
     String Damaged(int status) const;
     // The frame's samples, in the first frame's format and within the exact length, onto pcm_.
     bool TakeFrame(const AVFrame& frame);
@@ -55,6 +60,9 @@ class FfmpegDecoder final : public codec::DecoderFrame {
     size_t handed_ = 0;
     uint64_t deliveredBytes_ = 0;
     bool finished_ = false;
+    uint64_t fileSize_ = 0;
+    uint64_t tagsFrom_ = 0; // the file's size when it ends in no tags
+    uint64_t readTo_ = 0;   // the end of the furthest packet read
 };
 
 } // namespace wm::bundled

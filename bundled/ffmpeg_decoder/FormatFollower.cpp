@@ -6,10 +6,10 @@ FormatFollower::~FormatFollower() {
     Reset();
 }
 
-bool FormatFollower::Start(const AVFrame& first) {
+bool FormatFollower::Start(const AVFrame& first, AVSampleFormat format, int rate) {
     Reset();
-    rate_ = first.sample_rate;
-    format_ = static_cast<AVSampleFormat>(first.format);
+    rate_ = rate;
+    format_ = format;
     out_.reset(av_frame_alloc());
     return out_ && av_channel_layout_copy(&layout_, &first.ch_layout) == 0;
 }

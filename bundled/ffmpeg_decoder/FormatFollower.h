@@ -18,8 +18,9 @@ class FormatFollower {
     FormatFollower& operator=(const FormatFollower&) = delete;
     ~FormatFollower();
 
-    // The first frame fixes the format.
-    bool Start(const AVFrame& first);
+    // The first frame fixes the channels; the sample format and rate are the given ones (the
+    // first frame's, unless the source is to be converted from its start).
+    bool Start(const AVFrame& first, AVSampleFormat format, int rate);
     bool Matches(const AVFrame& frame) const;
     // The frame in the first format (null flushes what the resampler holds); the result lives
     // until the next call. Null with `error` set on failure.

@@ -10,6 +10,23 @@ String Decimal(uint64_t v) {
     return Widen(std::to_string(v));
 }
 
+// The subset every player reads: the rate, the sample size or the block size is outside it.
+String NotStreamableInWords(const FlacStreamShape& shape) {
+    if (!FLAC__format_sample_rate_is_subset(shape.rate))
+        return u"FLAC's subset, which every player reads, holds sample rates up to 655350 Hz "
+               u"(above 65535 Hz only multiples of 10); the source has " +
+               Decimal(shape.rate) + u" Hz: resample it first (-dspeffect1=\"Resample=rate=" +
+               Decimal(shape.rate > 192000 ? 176400 : 96000) + u"\")";
+    if (shape.bits > 24 || shape.bits % 4 != 0 || shape.bits < 8)
+        return u"FLAC's subset, which every player reads, holds 8, 12, 16, 20 or 24 bits per "
+               u"sample; the source has " +
+               Decimal(shape.bits) + u": store it as -dspeffect1=\"BitDepth=bits=" +
+               Decimal(shape.bits > 16 ? 24 : 16) + u"\"";
+    return u"the block size makes a stream that not every player can read at " +
+           Decimal(shape.rate) + u" Hz; leave -b out or choose " +
+           Decimal(shape.rate <= 48000 ? 4608 : 16384) + u" or less";
+}
+
 } // namespace
 
 String InitStatusInWords(FLAC__StreamEncoderInitStatus status, const FlacStreamShape& shape) {
@@ -26,8 +43,7 @@ String InitStatusInWords(FLAC__StreamEncoderInitStatus status, const FlacStreamS
     case FLAC__STREAM_ENCODER_INIT_STATUS_BLOCK_SIZE_TOO_SMALL_FOR_LPC_ORDER:
         return u"the block size does not suit this compression level; choose another -b";
     case FLAC__STREAM_ENCODER_INIT_STATUS_NOT_STREAMABLE:
-        return u"the block size makes a stream that not every player can read at " +
-               Decimal(shape.rate) + u" Hz; leave -b out or choose 4608 or less";
+        return NotStreamableInWords(shape);
     case FLAC__STREAM_ENCODER_INIT_STATUS_INVALID_METADATA:
         return u"the tags or pictures do not fit in FLAC metadata";
     case FLAC__STREAM_ENCODER_INIT_STATUS_ENCODER_ERROR:

@@ -1,5 +1,6 @@
 #include "bundled/mp3_decoder/Mp3Decoder.h"
 
+#include "bundled/codec/Mp3Layout.h"
 #include "bundled/codec/Mp3Tags.h"
 #include "bundled/wav/Id3Frames.h"
 #include "bundled/wav/TagSetBridge.h"
@@ -67,33 +68,31 @@ bool Mp3Decoder::OpenStream(DecodeOpenInfo& info) {
 
 void Mp3Decoder::ReadTags(wav::WaveTags& tags) {
     const uint64_t size = file_.Size();
-    uint8_t header[10];
-    audioStart_ = 0;
-    audioEnd_ = size;
-    if (file_.Read(0, header, sizeof header) == sizeof header) {
-        const uint64_t length = codec::Id3v2Length(header, sizeof header);
-        if (length != 0) {
-            // A tag claiming more than the file holds is read as far as the file goes.
-            std::vector<uint8_t> tag(static_cast<size_t>(std::min({length, size, kMaxTagRead})));
-            tag.resize(file_.Read(0, tag.data(), tag.size()));
-            wav::ReadId3Tag(tag.data(), tag.size(), tags);
-            audioStart_ = std::min(length, size);
-        }
+    const codec::Mp3Layout layout =
+        codec::FindMp3Layout(size, [this](uint64_t offset, uint8_t* buffer, size_t length) {
+            return file_.Read(offset, buffer, length);
+        });
+    audioStart_ = layout.audioStart;
+    audioEnd_ = layout.audioEnd;
+    // The first tag read wins a field; ID3v1 only fills the gaps of all the ID3v2 tags.
+    wav::WaveTags old;
+    for (const codec::Mp3TagPlace& place : layout.tags) {
+        if (place.kind == codec::Mp3TagKind::Ape)
+            continue; // skipped, not read
+        // A tag claiming more than the file holds is read as far as the file goes.
+        std::vector<uint8_t> bytes(
+            static_cast<size_t>(std::min({place.length, size - place.offset, kMaxTagRead})));
+        bytes.resize(file_.Read(place.offset, bytes.data(), bytes.size()));
+        wav::WaveTags found;
+        if (place.kind == codec::Mp3TagKind::Id3v2)
+            wav::ReadId3Tag(bytes.data(), bytes.size(), found);
+        else
+            codec::ReadId3v1(bytes.data(), bytes.size(), old);
+        codec::AddMissing(tags, found);
+        if (tags.pictures.empty())
+            tags.pictures = std::move(found.pictures);
     }
-    uint8_t tail[128];
-    if (audioEnd_ >= audioStart_ + 128 && file_.Read(audioEnd_ - 128, tail, 128) == 128) {
-        wav::WaveTags old;
-        if (codec::ReadId3v1(tail, sizeof tail, old)) {
-            codec::AddMissing(tags, old); // ID3v2 wins where both carry a field
-            audioEnd_ -= 128;
-        }
-    }
-    uint8_t footer[32];
-    if (audioEnd_ >= audioStart_ + 32 && file_.Read(audioEnd_ - 32, footer, 32) == 32) {
-        const uint64_t ape = codec::ApeTagLength(footer, sizeof footer);
-        if (ape != 0 && ape <= audioEnd_ - audioStart_)
-            audioEnd_ -= ape;
-    }
+    codec::AddMissing(tags, old);
 }
 
 bool Mp3Decoder::StartDecoder() {
@@ -167,6 +166,7 @@ uint32_t Mp3Decoder::Close() noexcept {
     skipped_ = 0;
     audioStart_ = audioEnd_ = readAt_ = deliveredBytes_ = expectedBytes_ = 0;
     finished_ = false;
+    progress_.Reset();
     std::vector<uint8_t>().swap(pcm_);
     ReleaseTags();
     return file_.Close() ? 1 : 0;
@@ -180,6 +180,9 @@ uint32_t Mp3Decoder::DecodeBlock(AudioBlockInfo* block) noexcept {
         size_t done = 0;
         const int status = mpg123_read(handle_, pcm_.data() + got, pcm_.size() - got, &done);
         got += done;
+        if (!progress_.Moved(readAt_, deliveredBytes_ + got))
+            return error_.Fail(u"decoding stalls near byte " + Decimal(audioStart_ + readAt_) +
+                               u" of the file: libmpg123 neither reads on nor decodes there");
         const bool damaged = status == MPG123_ERR && mpg123_errcode(handle_) == MPG123_OUT_OF_SYNC;
         // Data that is no MPEG frame after every sample the info frame promised is a tail, not
         // damage.
@@ -220,6 +223,7 @@ uint32_t Mp3Decoder::SetPosition(uint64_t ms) noexcept {
         return error_.Fail(u"seeking failed: " + DecoderError());
     finished_ = false;
     deliveredBytes_ = uint64_t(at) * format_.blockAlign;
+    progress_.Reset();
     return 1;
 }
 
@@ -227,7 +231,7 @@ mpg123_ssize_t Mp3Decoder::OnRead(void* handle, void* buffer, size_t bytes) {
     Mp3Decoder& d = *Self(handle);
     const uint64_t left = d.audioEnd_ - d.audioStart_ - d.readAt_;
     const size_t n = d.file_.Read(d.audioStart_ + d.readAt_, buffer,
-                                  static_cast<size_t>(std::min<uint64_t>(bytes, left)));
+                                    static_cast<size_t>(std::min<uint64_t>(bytes, left)));
     d.readAt_ += n;
     return static_cast<mpg123_ssize_t>(n);
 }

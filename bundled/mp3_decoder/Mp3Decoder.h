@@ -1,8 +1,10 @@
 // One MP3 decoder instance: libmpg123 over the audio between the file's tags, gapless through
-// the LAME info frame, 16-bit output; ID3v2 (2.2 to 2.4) and ID3v1 tags as the source's tags.
+// the LAME info frame, 16-bit output; the ID3v2 (2.2 to 2.4) and ID3v1 tags around the audio as
+// the source's tags.
 #pragma once
 
 #include "bundled/codec/DecoderFrame.h"
+#include "bundled/codec/ReadProgress.h"
 #include "bundled/wav/WaveTags.h"
 #include "bundled/win/BufferedReader.h"
 
@@ -50,6 +52,7 @@ class Mp3Decoder final : public codec::DecoderFrame {
     uint64_t deliveredBytes_ = 0;
     uint64_t expectedBytes_ = 0; // from LAME's info frame; 0 when unknown
     bool finished_ = false;
+    codec::ReadProgress progress_;
 };
 
 } // namespace wm::bundled

@@ -30,8 +30,15 @@ bool OggDecoder::OpenStream(DecodeOpenInfo& info) {
     const String codec = codec_ == codec::OggCodec::Opus ? u"Opus" : u"Vorbis";
     if (std::u16string_view(info.path) == u"-" || !input_.Open(info.path))
         return error_.Failed(u"the file cannot be opened");
-    if (OggStreamKind(input_.File()) != codec)
-        return error_.Failed(NotOggOf(input_.File(), codec.c_str()));
+    information_.Clear();
+    const std::vector<String> kinds = OggStreamKinds(input_.File());
+    if (std::find(kinds.begin(), kinds.end(), codec) == kinds.end())
+        return error_.Failed(NotOggOf(input_.File(), kinds, codec.c_str()));
+    // The libraries read the first stream of their codec and pass over the others.
+    for (const String& kind : kinds)
+        if (kind != codec)
+            information_.Add(u"the file's " + kind + u" stream was not read (only its " + codec +
+                             u" audio is)");
     if (!OggEndsWhole(input_.File()))
         return error_.Failed(u"the file is cut short or its last page is damaged");
     String why;

@@ -59,13 +59,14 @@ bool StartsWith(const ogg_page& page, std::string_view magic) {
 
 } // namespace
 
-String OggStreamKind(wav::ByteSource& file) {
+std::vector<String> OggStreamKinds(wav::ByteSource& file) {
     OggSync sync;
     ogg_page page;
     uint8_t capture[4] = {};
+    std::vector<String> kinds;
     if (file.Read(0, capture, 4) != 4 || std::memcmp(capture, "OggS", 4) != 0 ||
-        !sync.Feed(file, 0, kHeadBytes) || !sync.NextPage(page))
-        return {};
+        !sync.Feed(file, 0, kHeadBytes))
+        return kinds;
     static const struct {
         std::string_view magic;
         const char16_t* name;
@@ -76,10 +77,17 @@ String OggStreamKind(wav::ByteSource& file) {
                    u"FLAC"},
                   {"\x80theora", u"Theora"},
                   {"Speex   ", u"Speex"}};
-    for (const auto& kind : kKinds)
-        if (StartsWith(page, kind.magic))
-            return kind.name;
-    return u"unknown";
+    // Every stream's first page comes before any other page of the file.
+    while (sync.NextPage(page) && ogg_page_bos(&page)) {
+        String kind = u"unknown";
+        for (const auto& k : kKinds)
+            if (StartsWith(page, k.magic))
+                kind = k.name;
+        kinds.push_back(kind);
+    }
+    if (kinds.empty())
+        kinds.push_back(u"unknown");
+    return kinds;
 }
 
 bool OggEndsWhole(wav::ByteSource& file) {
@@ -95,15 +103,15 @@ bool OggEndsWhole(wav::ByteSource& file) {
     return endsStream && !sync.EndsInPartPage();
 }
 
-String NotOggOf(wav::ByteSource& file, const char16_t* wanted) {
-    const String kind = OggStreamKind(file);
-    if (kind.empty())
+String NotOggOf(wav::ByteSource& file, const std::vector<String>& kinds, const char16_t* wanted) {
+    if (kinds.empty())
         return file.Size() == 0 ? u"the file is empty" : u"not an Ogg file";
-    if (kind == u"unknown")
+    if (kinds.size() == 1 && kinds[0] == u"unknown")
         return u"the Ogg stream holds neither Vorbis nor Opus";
-    if (kind == wanted)
-        return u"its " + kind + u" headers are damaged";
-    return u"the Ogg stream holds " + kind + u", not " + wanted;
+    String held;
+    for (const String& kind : kinds)
+        held += (held.empty() ? u"" : u" and ") + kind;
+    return u"the Ogg stream holds " + held + u", not " + wanted;
 }
 
 } // namespace wm::bundled

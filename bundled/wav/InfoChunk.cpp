@@ -2,6 +2,7 @@
 
 #include "bundled/wav/TagIdNames.h"
 #include "bundled/wav/TextEncoding.h"
+#include "tags/TagText.h"
 #include "text/LittleEndian.h"
 
 #include <array>
@@ -77,7 +78,12 @@ Bytes BuildInfoList(const WaveTags& tags) {
         bool seen = false;
         for (const auto& w : written)
             seen = seen || w == id;
-        const std::string value = Narrow(t.value);
+        // An entry holds one value: several are listed as text (in free text a CR is a line
+        // break and stays).
+        std::string value = Narrow(t.value);
+        for (size_t at = 0;
+             !IsFreeTextTag(t.name) && (at = value.find('\r', at)) != std::string::npos; at += 2)
+            value.replace(at, 1, "; ");
         if (seen || value.size() > kMaxInfoValueBytes || value.find('\0') != std::string::npos)
             continue;
         written.push_back(id);

@@ -25,7 +25,8 @@ bool NameToInfoId(StringView name, uint8_t* id);
 void ReadInfoList(const uint8_t* body, size_t size, WaveTags& tags);
 
 // A complete LIST chunk (header, "INFO", sub-chunks) with the text tags INFO can hold, each
-// as NUL-terminated UTF-8 padded to an even length; empty when there are none.
+// as NUL-terminated UTF-8 padded to an even length (several values of one tag joined with
+// "; "); empty when there are none.
 Bytes BuildInfoList(const WaveTags& tags);
 
 } // namespace wm::wav

@@ -1,12 +1,17 @@
 #include "bundled/wav/TagSetBridge.h"
 
 #include "tags/AlbumArt.h"
+#include "tags/TagText.h"
 
 namespace wm::wav {
 
 void ToTagSet(const WaveTags& tags, IDTagSet& set) {
-    for (const TextTag& t : tags.text)
-        set.Add(t.name, t.value);
+    for (const TextTag& t : tags.text) {
+        String value = t.value;
+        CleanTagValue(t.name, value);
+        if (!value.empty())
+            set.Add(t.name, value);
+    }
     int index = 0;
     for (const Picture& p : tags.pictures)
         set.AddData(MakeAlbumArtName(++index, PictureTypeName(p.type), p.description),
@@ -25,7 +30,9 @@ WaveTags FromTagSet(const IDTagSet& set) {
             p.data = e.Data;
             tags.pictures.push_back(std::move(p));
         } else if (!e.Name.empty() && e.Name[0] != u'_') {
-            tags.text.push_back({e.Name, e.Value});
+            String value = e.Value;
+            CleanTagValue(e.Name, value);
+            tags.text.push_back({e.Name, value});
         }
     }
     return tags;

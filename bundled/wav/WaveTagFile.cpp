@@ -127,18 +127,25 @@ bool SameTail(ByteSource& source, const TagRewritePlan& plan) {
 } // namespace
 
 void ReadWaveTags(ByteSource& source, const RiffFile& file, WaveTags& tags) {
-    WaveTags id3;
+    // Each chunk on its own: two tags of one kind are two opinions, not two values.
+    std::vector<WaveTags> id3, info;
     Bytes body;
     for (const RiffChunk& c : file.chunks) {
         if (IsInfoList(c) && ReadBody(source, c, body))
-            ReadInfoList(body.data(), body.size(), tags);
+            ReadInfoList(body.data(), body.size(), info.emplace_back());
         else if (IsId3(c) && ReadBody(source, c, body))
-            ReadId3Tag(body.data(), body.size(), id3);
+            ReadId3Tag(body.data(), body.size(), id3.emplace_back());
     }
-    for (const TextTag& t : id3.text)
-        tags.Put(t.name, t.value);
-    for (Picture& p : id3.pictures)
-        tags.pictures.push_back(std::move(p));
+    // ID3 (Unicode, more fields) before INFO; the first chunk of a kind before later ones.
+    id3.insert(id3.end(), std::make_move_iterator(info.begin()),
+               std::make_move_iterator(info.end()));
+    for (WaveTags& chunk : id3) {
+        for (TextTag& t : chunk.text)
+            if (!tags.Find(t.name))
+                tags.text.push_back(std::move(t));
+        if (tags.pictures.empty())
+            tags.pictures = std::move(chunk.pictures);
+    }
 }
 
 bool PlanTagRewrite(ByteSource& source, const WaveTags& tags, TagRewritePlan& plan,

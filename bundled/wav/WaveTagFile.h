@@ -16,8 +16,9 @@ namespace wm::wav {
 // Tag chunks larger than this are not read (a picture of that size is no cover).
 constexpr uint64_t kMaxTagChunk = 256u << 20;
 
-// LIST/INFO first, then every "id3 "/"ID3 " chunk merged over it: ID3 values replace INFO
-// values of the same name (ID3 holds full Unicode), one entry per name; pictures come from ID3.
+// The "id3 "/"ID3 " chunks, then the LIST/INFO chunks, one entry per name: where two carry a
+// name the first wins, so ID3 (full Unicode) beats INFO and the first chunk of a kind a later
+// one. The pictures are those of the first ID3 chunk that has any.
 void ReadWaveTags(ByteSource& source, const RiffFile& file, WaveTags& tags);
 
 // The tag chunks written after the audio: LIST/INFO, then "id3 " (pictures and full Unicode);

@@ -1,5 +1,7 @@
 #include "bundled/wav/WaveTags.h"
 
+#include "tags/TagText.h"
+
 namespace wm::wav {
 
 TextTag* WaveTags::Find(StringView name) {
@@ -26,6 +28,9 @@ void WaveTags::AddValue(StringView name, StringView value) {
         text.push_back({String(name), String(value)});
         return;
     }
+    // A CR in free text would read as a line break: there the first value stays.
+    if (IsFreeTextTag(name))
+        return;
     // Compare whole CR-separated values only.
     StringView existing = t->value;
     for (size_t start = 0; start <= existing.size();) {

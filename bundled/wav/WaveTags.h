@@ -13,7 +13,7 @@ using Bytes = std::vector<uint8_t>;
 
 struct TextTag {
     String name;  // "title", "Encoded By", or a format's own id ("ISRC", "TMOO") when unmapped
-    String value; // several values separated by CR
+    String value; // several values separated by CR (except in free text, see IsFreeTextTag)
 };
 
 struct Picture {
@@ -33,7 +33,7 @@ struct WaveTags {
     // Replaces the value of the first entry of that name, or appends one.
     void Put(StringView name, StringView value);
     // Adds a further value to an existing name (CR-separated, once per distinct value), or
-    // appends the entry.
+    // appends the entry. A free-text tag (a title, a comment) keeps its first value.
     void AddValue(StringView name, StringView value);
     // Appends the pictures. Type 0 ("other") and unknown types have no name of their own: such a
     // picture is taken as the front cover when there is no real one, since that is what most of

@@ -18,10 +18,17 @@ last_run() {
 # Runs Wavemill once; its error lines (UTF-16) land in wm.err as UTF-8. A failed run always says
 # why there, in UTF-16 only: a failure without a line, bytes that are not UTF-16 or Wine's own
 # lines are a fault (ours or Wine's) and fail the script at once, with the raw stream shown,
-# since a check that expects a failure would otherwise pass on it.
+# since a check that expects a failure would otherwise pass on it. No run may take longer than
+# $wm_limit seconds: one that does is a hang, killed and reported (status 124), never run again.
+wm_limit=${WM_TIME_LIMIT:-120}
 wm() {
-    wine "$stage/Wavemill.exe" -silent "$@" </dev/null >wm.out 2>wm.err16
+    timeout -k 5 "$wm_limit" wine "$stage/Wavemill.exe" -silent "$@" </dev/null >wm.out 2>wm.err16
     wm_status=$? wm_args="$*"
+    if [ $wm_status -eq 124 ] || [ $wm_status -eq 137 ]; then
+        echo "HANG: Wavemill $* was killed after $wm_limit s" | tee wm.err
+        failures=$((failures + 1))
+        return 124
+    fi
     if iconv -f UTF-16LE -t UTF-8 wm.err16 >wm.err 2>/dev/null &&
         ! grep -qaE 'wine(server)?( client error)?: ' wm.err16 &&
         { [ $wm_status -eq 0 ] || [ -s wm.err ]; }; then

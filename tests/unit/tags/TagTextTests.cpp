@@ -13,6 +13,26 @@ TEST(TagTextTest, FreeTextTags) {
         EXPECT_FALSE(IsFreeTextTag(name)) << Narrow(name);
 }
 
+TEST(TagTextTest, CleanTagValueLeavesNoControlCharacters) {
+    auto cleaned = [](const char16_t* name, String value) {
+        CleanTagValue(name, value);
+        return Narrow(value);
+    };
+    // A one-line text: line breaks become spaces.
+    EXPECT_EQ(cleaned(u"title", u"Title1\rTitle2\x01\tend\x7F"), "Title1 Title2 end");
+    // Multi-line text keeps its line breaks as found.
+    EXPECT_EQ(cleaned(u"Comment", u"line one\r\nline two\x1B"), "line one\r\nline two");
+    EXPECT_EQ(cleaned(u"UNSYNCED LYRICS", u"a\nb"), "a\nb");
+    // Elsewhere a line break separates values: one CR each, no empty values.
+    EXPECT_EQ(cleaned(u"artist", u"\r\nA\r\n\r\nB\nC\r"), "A\rB\rC");
+    EXPECT_EQ(cleaned(u"genre", String(u"a\0\x02"
+                                       u"b",
+                                       4)),
+              "ab");
+    EXPECT_EQ(cleaned(u"genre", u"\x02\r"), "");
+    EXPECT_EQ(cleaned(u"artist", u"Tëst\u3000ok"), "Tëst\u3000ok");
+}
+
 TEST(TagTextTest, DropTagSpaces) {
     auto dropped = [](String value) {
         DropTagSpaces(value);

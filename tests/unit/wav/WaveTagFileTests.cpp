@@ -87,6 +87,37 @@ TEST(WaveTagRewrite, ReplacesTagChunksAndKeepsEverythingElse) {
               Bytes(original.begin() + 8, original.begin() + kept));
 }
 
+TEST(WaveTagRead, TwoTagsOfOneKindGiveTheFirstValue) {
+    // What real taggers leave: two INFO lists and two ID3 chunks that disagree.
+    Bytes chunks = Chunk("fmt ", PcmFmt(1, 8000, 8));
+    Add(chunks, Chunk("data", L("\x01\x02")));
+    Bytes info1 = L("INFO"), info2 = L("INFO");
+    Add(info1, Chunk("INAM", L("Info title\0")));
+    Add(info1, Chunk("IART", L("Info artist\0")));
+    Add(info2, Chunk("INAM", L("Second info title\0")));
+    Add(info2, Chunk("ICMT", L("Only in the second\0")));
+    Add(chunks, Chunk("LIST", info1));
+    Add(chunks, Chunk("LIST", info2));
+    Bytes frames = Frame("TIT2", L("\0ID3 title"));
+    Add(frames, Frame("TIT2", L("\0Same tag, second title")));
+    Add(frames, Frame("TPE2", L("\0Band")));
+    Add(frames, Frame("TPE2", L("\0Orchestra")));
+    Add(chunks, Chunk("id3 ", Id3v23(frames)));
+    Add(chunks, Chunk("ID3 ", Id3v23(Frame("TIT2", L("\0Second ID3 title")))));
+    Ids ids;
+    const WaveTags tags = Read(Wave(chunks), ids);
+    auto value = [&tags](const char16_t* name) {
+        const TextTag* t = tags.Find(name);
+        return t ? Narrow(t->value) : std::string("<none>");
+    };
+    EXPECT_EQ(value(u"title"), "ID3 title");
+    EXPECT_EQ(value(u"artist"), "Info artist");
+    EXPECT_EQ(value(u"comment"), "Only in the second");
+    // Within one tag, two frames of a field that is no free text are two values.
+    EXPECT_EQ(value(u"album artist"), "Band\rOrchestra");
+    EXPECT_EQ(tags.text.size(), 4u);
+}
+
 TEST(WaveTagRewrite, Rf64RewriteUpdatesDs64RiffSize) {
     Bytes ds64(28, 0);
     ds64[8] = 8; // data size 8
