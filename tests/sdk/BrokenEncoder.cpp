@@ -60,7 +60,8 @@ bool WriteAll(HANDLE file, const void* data, DWORD size) {
 // The first option of " -name" or " -name=\"value\"" that is not the host's; empty when none.
 std::u16string_view UnknownOption(const WmChar* commandLine) {
     const std::u16string_view line = commandLine ? commandLine : u"";
-    for (size_t at = line.find(u" -"); at != line.npos; at = line.find(u" -", at + 2)) {
+    size_t from = 0;
+    for (size_t at = line.find(u" -"); at != line.npos; at = line.find(u" -", from)) {
         const size_t end = line.find_first_of(u"= ", at + 2);
         const std::u16string_view name = line.substr(at + 2, end == line.npos ? end : end - at - 2);
 #ifdef BREAK_HOST_OPTIONS
@@ -69,10 +70,13 @@ std::u16string_view UnknownOption(const WmChar* commandLine) {
         if (name != u"sourceisfloat" && name != u"help" && name != u"level" &&
             !name.starts_with(u"dspeffect"))
             return name;
-        if (end != line.npos && line.substr(end, 2) == u"=\"")
-            at = line.find(u'"', end + 2);
-        if (at == line.npos)
-            break;
+        from = at + 2;
+        if (end != line.npos && line.substr(end, 2) == u"=\"") {
+            const size_t closing = line.find(u'"', end + 2);
+            if (closing == line.npos)
+                break;
+            from = closing + 1;
+        }
     }
     return {};
 }

@@ -97,8 +97,8 @@ for dll in "$stage"/DSPs/*.dll; do
     Normalize.dll) expect_pass "$dll" "-settings=peak=-1" ;;
     Volume.dll) expect_pass "$dll" "-settings=gain=-3" ;;
     NoAfterConversion.dll) expect_fail "$dll" export-missing ;;
-    # The scripted test encoder takes any option on purpose: the tests steer it by options.
-    TestEnc.dll) expect_fail "$dll" options-ignored ;;
+    # The scripted test effect takes any setting on purpose: the tests steer it by settings.
+    TestDsp.dll) expect_fail "$dll" settings-ignored ;;
     *) expect_pass "$dll" ;;
     esac
 done
@@ -126,8 +126,8 @@ DECORATED export-decorated
 NULL_DATA block-null
 GLOBAL_STATE two-decoders
 ZERO_CRASH crash
-FIXED_64K heap-damaged
-SIZED_FOR_16 heap-damaged
+FIXED_64K memory-damaged
+SIZED_FOR_16 memory-damaged
 CUT_TORN block-whole-frames
 STOP_AT_SILENCE zeroed-length
 NO_END stalls

@@ -38,9 +38,11 @@ struct ReadBack {
 };
 ReadBack ReadOutputBack(const String& output);
 // Reads an encoder's output back through the installed decoder of its extension and compares
-// the audio with what was encoded.
+// the audio with what was encoded; a length the encoder's own information lines explain (a
+// frame too small for the data a decoder trims by) is a note.
 void CheckReadBack(const String& output, const std::vector<uint8_t>& audio,
-                   const WmWaveFormat& format, Report& report);
+                   const WmWaveFormat& format, const StringList& encoderInformation,
+                   Report& report);
 
 // " (block-align): ", the name of the contract's fault, to lead its plain words.
 std::string FaultOf(const WmWaveFormat& format);

@@ -150,7 +150,7 @@ bool CheckBlock(const AudioBlockInfo& block, const DecodeOpenInfo& info, uint64_
 bool HeapStillSound(uint64_t before, Report& report) {
     if (HeapsAreSound())
         return true;
-    report.Violation(Rule::HeapDamaged,
+    report.Violation(Rule::MemoryDamaged,
                      "the heap is damaged after \"DecodeBlock\" of the block at byte " +
                          std::to_string(before) +
                          ": it wrote past the end of a buffer (one sized for another "

@@ -73,13 +73,13 @@ void CheckWidths(clTwDSP& dsp, const CheckJob& job, bool live, Report& report) {
             reference = values;
             referenceLabel = Describe(format);
         } else if (values.size() == reference.size()) {
+            // Garbage may hold NaNs, which compare false: only a ratio that is good enough passes.
             const double db = SignalToDifferenceDb(reference, values);
-            if (db < kMinWidthAgreementDb)
+            if (!(db >= kMinWidthAgreementDb))
                 report.Violation(Rule::WidthGarbage,
                                  "the output is not the output of the same audio as " +
-                                     referenceLabel + " (signal to difference " +
-                                     std::to_string(static_cast<int>(db)) +
-                                     " dB): read and write every sample width as its own");
+                                     referenceLabel + " (signal to difference " + DecibelText(db) +
+                                     "): read and write every sample width as its own");
         }
     }
 }

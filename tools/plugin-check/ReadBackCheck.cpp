@@ -84,7 +84,8 @@ ReadBack ReadOutputBack(const String& output) {
 }
 
 void CheckReadBack(const String& output, const std::vector<uint8_t>& audio,
-                   const WmWaveFormat& format, Report& report) {
+                   const WmWaveFormat& format, const StringList& encoderInformation,
+                   Report& report) {
     const ReadBack read = ReadOutputBack(output);
     if (!read.found) {
         report.Note("no installed decoder reads " + Narrow(ExtensionOf(output)) +
@@ -110,22 +111,25 @@ void CheckReadBack(const String& output, const std::vector<uint8_t>& audio,
     else if (back.channels != format.channels || back.samplesPerSec != format.samplesPerSec)
         report.Violation(Rule::ReadBack, through + "is " + Describe(back) + "; " +
                                              Describe(format) + " was encoded");
+    else if (got.size() != sent.size() && !encoderInformation.empty())
+        report.Note(through + "holds " + std::to_string(got.size() / back.channels) +
+                    " sample frames; " + std::to_string(sent.size() / format.channels) +
+                    " were encoded, and the encoder said: " + Narrow(encoderInformation.front()));
     else if (got.size() != sent.size())
         report.Violation(Rule::ReadBack,
                          through + "holds " + std::to_string(got.size() / back.channels) +
                              " sample frames; " + std::to_string(sent.size() / format.channels) +
                              " were encoded (are the header's sizes written at the end?)");
-    else if (const double db = SignalToDifferenceDb(sent, got); db < kMinSignalToDifferenceDb)
+    else if (const double db = SignalToDifferenceDb(sent, got); !(db >= kMinSignalToDifferenceDb))
         report.Violation(Rule::ReadBack, through +
                                              "differs from the audio encoded (signal to "
                                              "difference " +
-                                             std::to_string(static_cast<int>(db)) + " dB)");
+                                             DecibelText(db) + ")");
     else
-        report.Passed(through + (std::isinf(db)
-                                     ? "is sample for sample the audio encoded"
-                                     : "matches the audio encoded (signal to "
-                                       "difference " +
-                                           std::to_string(static_cast<int>(db)) + " dB)"));
+        report.Passed(through + (std::isinf(db) ? "is sample for sample the audio encoded"
+                                                : "matches the audio encoded (signal to "
+                                                  "difference " +
+                                                      DecibelText(db) + ")"));
 }
 
 } // namespace wm::check

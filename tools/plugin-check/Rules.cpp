@@ -68,8 +68,6 @@ const std::vector<RuleInfo>& RuleTable() {
          "msDuration follows from the block's length"},
         {Rule::EndWithAudio, "end-with-audio", kDecoder, kFail,
          "the end flag comes on an empty block"},
-        {Rule::HeapDamaged, "heap-damaged", kDecoder, kFail,
-         "\"DecodeBlock\" leaves the heap sound"},
         {Rule::DecodeFailed, "decode-failed", kDecoder, kFail,
          "\"DecodeBlock\" decodes a sample to its end"},
         {Rule::Stalls, "stalls", kDecoder, kFail,

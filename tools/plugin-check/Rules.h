@@ -45,7 +45,6 @@ enum class Rule : uint8_t {
     BlockPosition,
     BlockDuration,
     EndWithAudio,
-    HeapDamaged,
     DecodeFailed,
     Stalls,
     NoEnd,

@@ -84,16 +84,29 @@ double GetSample(const uint8_t* at, uint32_t bytes, bool isFloat) {
 
 } // namespace
 
+namespace {
+
+constexpr double kSineHz = 441;
+// The low-frequency channel of 5.1 and 7.1 layouts (the fourth) stays silent: lossy codecs cut
+// it off at a frequency of their own, which would read as a difference in the audio.
+constexpr uint32_t kLfeChannel = 3;
+
+bool IsLfe(uint32_t channel, const WmWaveFormat& f) {
+    return channel == kLfeChannel && f.channels >= 6;
+}
+
+} // namespace
+
 std::vector<uint8_t> SineAudio(const WmWaveFormat& f, uint32_t ms) {
     const uint32_t bytes = f.bitsPerSample / 8;
     const uint64_t frames = uint64_t{f.samplesPerSec} * ms / 1000;
     std::vector<uint8_t> pcm(static_cast<size_t>(frames * f.blockAlign));
     for (uint64_t i = 0; i < frames; ++i) {
         const double v =
-            0.36 * std::sin(static_cast<double>(i) * 2 * 3.14159265 * 441 / f.samplesPerSec);
+            0.36 * std::sin(static_cast<double>(i) * 2 * 3.14159265 * kSineHz / f.samplesPerSec);
         for (uint32_t c = 0; c < f.channels; ++c)
             PutSample(&pcm[static_cast<size_t>(i * f.blockAlign + c * bytes)], bytes, IsFloat(f),
-                      v);
+                      IsLfe(c, f) ? 0 : v);
     }
     return pcm;
 }
@@ -117,6 +130,12 @@ double SignalToDifferenceDb(const std::vector<double>& a, const std::vector<doub
         difference += (a[i] - b[i]) * (a[i] - b[i]);
     }
     return difference == 0 ? INFINITY : 10 * std::log10(signal / difference);
+}
+
+std::string DecibelText(double db) {
+    if (std::isfinite(db))
+        return std::to_string(std::lround(db)) + " dB";
+    return db > 0 ? "no difference" : "no signal left";
 }
 
 std::vector<uint32_t> BlockSizes(uint32_t total, uint32_t frame) {
