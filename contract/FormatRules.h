@@ -18,7 +18,12 @@ uint64_t BytesToMs(uint64_t bytes, const WmWaveFormat& f);
 uint64_t FrameBytesPerSecond(const WmWaveFormat& f);
 // The fields that matter for the format's tag (16 bytes plain, 40 extensible) are equal.
 bool SameFormat(const WmWaveFormat& a, const WmWaveFormat& b);
-// Plain words on what is wrong with a format; empty when it is sound.
+// What can be wrong with a declared format; the first fault found is the one reported.
+enum class FormatFault : uint8_t { None, UnknownTag, ZeroField, BlockAlign, ByteRate, Extensible };
+FormatFault FindFormatFault(const WmWaveFormat& f);
+// The fault's short name ("block-align"), from one table with every fault.
+const char* FormatFaultName(FormatFault fault);
+// Plain words on what is wrong with a format, with its numbers; empty when it is sound.
 std::string FormatProblem(const WmWaveFormat& f);
 
 } // namespace wm

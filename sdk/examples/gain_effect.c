@@ -50,6 +50,28 @@ static int Percent(const WmChar* settings) {
     return digits ? value : 100;
 }
 
+static const WmChar* SkipBlanks(const WmChar* text) {
+    while (*text == u' ')
+        ++text;
+    return text;
+}
+
+/* True for the settings this effect knows: a percentage and "nonlive", each optional. Anything
+   else is refused, or a misspelt setting would be ignored without a word. */
+static int KnownSettings(const WmChar* settings) {
+    const WmChar* at = SkipBlanks(settings ? settings : u"");
+    while (*at >= u'0' && *at <= u'9')
+        ++at;
+    at = SkipBlanks(at);
+    const WmChar nonlive[] = u"nonlive";
+    size_t i = 0;
+    while (nonlive[i] && at[i] == nonlive[i])
+        ++i;
+    if (!nonlive[i])
+        at += i;
+    return *SkipBlanks(at) == 0;
+}
+
 static int16_t Scaled(int16_t sample, int percent) {
     long v = (long)sample * percent / 100;
     return (int16_t)(v > 32767 ? 32767 : v < -32768 ? -32768 : v);
@@ -117,6 +139,8 @@ WM_PLUGIN_EXPORT uint32_t DSP_BeginConversion(void* instance, ConversionInfo* co
     Gain* self = (Gain*)instance;
     if (!self || !conversion)
         return 0;
+    if (!KnownSettings(settings))
+        return Fail(self, u"unknown setting (the settings are a percentage and \"nonlive\")");
     if (!Is16BitPcm(conversion->sourceFormat))
         return Fail(self, u"the gain example handles 16-bit PCM only");
     self->percent = Percent(settings);
@@ -165,6 +189,8 @@ WM_PLUGIN_EXPORT uint32_t DSP_PassNonLive(void* instance, const WmChar* rendered
     (void)runValue;
     if (!self || !renderedPath)
         return 0;
+    if (!KnownSettings(settings))
+        return Fail(self, u"unknown setting (the settings are a percentage and \"nonlive\")");
     if (!Is16BitPcm(format))
         return Fail(self, u"the gain example handles 16-bit PCM only");
     const int percent = Percent(settings);

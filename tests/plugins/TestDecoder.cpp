@@ -33,6 +33,7 @@ struct Decoder {
     std::vector<uint8_t> buffer, tagData, secondData;
     std::u16string currentAction;
     bool open = false;
+    bool refusedOpen = false; // the reason is given for a refused "Open" only
     // Its part in the exchanges comes from the environment, since "BeforeOpen" precedes the
     // script's "Open".
     ScriptedTalk talk;
@@ -173,6 +174,10 @@ WM_PLUGIN_EXPORT uint32_t Get(void* instance, const WmChar* name, PluginValue* v
         value->pointer2 = const_cast<char16_t*>(kDescriptions[index]);
         return 1;
     }
+    if (n == WM_VALUE_LAST_ERROR && d->refusedOpen) {
+        value->pointer1 = const_cast<char16_t*>(u"no test script, or its script fails \"Open\"");
+        return 1;
+    }
     if (n == u"StreamingDecodes" && index == 0) {
         value->pointer1 = const_cast<char16_t*>(u".wmts");
         value->pointer2 = const_cast<char16_t*>(u"Wavemill Test Stream");
@@ -200,8 +205,9 @@ WM_PLUGIN_EXPORT uint32_t Open(void* instance, DecodeOpenInfo* info) {
     d->tagData.clear();
     d->secondData.clear();
     std::vector<uint8_t> script;
-    if (!info->path || !ReadWholeFile(info->path, script) || !ParseScript(*d, script) ||
-        d->Fails("Open"))
+    d->refusedOpen = !info->path || !ReadWholeFile(info->path, script) ||
+                     !ParseScript(*d, script) || d->Fails("Open");
+    if (d->refusedOpen)
         return 0;
     info->format = d->format;
     info->bitRate = d->format.avgBytesPerSec * 8;

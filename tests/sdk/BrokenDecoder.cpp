@@ -18,6 +18,7 @@ constexpr uint32_t kHeader = 9, kBlockFrames = 4410;
 
 struct Decoder {
     bool open = false;
+    HANDLE source = INVALID_HANDLE_VALUE; // held from "Open" to "Close"
     std::vector<uint8_t> file;
     WmWaveFormat format{};
     uint32_t total = 0, delivered = 0;
@@ -65,18 +66,24 @@ uint64_t Ms(uint64_t bytes, const WmWaveFormat& f) {
     return bytes * 1000 / f.avgBytesPerSec;
 }
 
-bool ReadWholeFile(const WmChar* path, std::vector<uint8_t>& data) {
-    HANDLE file = CreateFileW(reinterpret_cast<const wchar_t*>(path), GENERIC_READ, FILE_SHARE_READ,
-                              nullptr, OPEN_EXISTING, 0, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
+void CloseSource(Decoder& d) {
+    if (d.source != INVALID_HANDLE_VALUE)
+        CloseHandle(d.source);
+    d.source = INVALID_HANDLE_VALUE;
+}
+
+// Opens the source, which stays open until "Close", and reads it whole.
+bool ReadWholeFile(Decoder& d, const WmChar* path) {
+    CloseSource(d);
+    d.source = CreateFileW(reinterpret_cast<const wchar_t*>(path), GENERIC_READ, FILE_SHARE_READ,
+                           nullptr, OPEN_EXISTING, 0, nullptr);
+    if (d.source == INVALID_HANDLE_VALUE)
         return false;
-    data.resize(GetFileSize(file, nullptr));
+    d.file.resize(GetFileSize(d.source, nullptr));
     DWORD got = 0;
-    const bool ok = data.empty() ||
-                    (ReadFile(file, data.data(), static_cast<DWORD>(data.size()), &got, nullptr) &&
-                     got == data.size());
-    CloseHandle(file);
-    return ok;
+    return d.file.empty() ||
+           (ReadFile(d.source, d.file.data(), static_cast<DWORD>(d.file.size()), &got, nullptr) &&
+            got == d.file.size());
 }
 
 bool IsBrk(const std::vector<uint8_t>& data) {
@@ -134,6 +141,7 @@ WM_PLUGIN_EXPORT void* Create(void* hostContext) {
 }
 
 WM_PLUGIN_EXPORT void Destroy(void* instance) {
+    CloseSource(*static_cast<Decoder*>(instance));
     delete static_cast<Decoder*>(instance);
 }
 
@@ -155,16 +163,21 @@ WM_PLUGIN_EXPORT uint32_t Get(void*, const WmChar* name, PluginValue* value) {
 #endif
 #ifdef BREAK_DECODES_ENDLESS
     const bool entry = true;
+#elif defined(BREAK_CLAIMS_WAV)
+    const bool entry = value->value1 <= 1;
 #else
     const bool entry = value->value1 == 0;
 #endif
+#ifndef BREAK_NO_REASON
     if (asked == WM_VALUE_LAST_ERROR) {
         value->pointer1 = const_cast<char16_t*>(u"not a .brk file");
         return 1;
     }
+#endif
     if (asked != WM_VALUE_DECODES || !entry)
         return 0;
-    value->pointer1 = const_cast<char16_t*>(u".brk");
+    // A second entry claims what another decoder reads already.
+    value->pointer1 = const_cast<char16_t*>(value->value1 ? u".wav" : u".brk");
     value->pointer2 = const_cast<char16_t*>(u"Broken On Purpose");
     return 1;
 }
@@ -180,8 +193,19 @@ WM_PLUGIN_EXPORT uint32_t Open(void* instance, DecodeOpenInfo* info) {
 #else
     constexpr bool acceptsAnything = false;
 #endif
-    if (!ReadWholeFile(info->path, d->file) || (!acceptsAnything && !IsBrk(d->file)))
+    if (!ReadWholeFile(*d, info->path))
         return 0;
+#ifdef BREAK_HANG
+    // Walks chunk by chunk to the header; a damaged chunk whose size reads as 0 is never left.
+    for (size_t at = 0; !IsBrk(d->file) && at < d->file.size();) {
+        const volatile uint8_t chunkSize = d->file[at] == 'x' ? 0 : 1;
+        at += chunkSize;
+    }
+#endif
+    if (!acceptsAnything && !IsBrk(d->file)) {
+        CloseSource(*d);
+        return 0;
+    }
     d->file.resize(std::max<size_t>(d->file.size(), kHeader));
     uint32_t rate = 0;
     std::memcpy(&rate, &d->file[5], 4);
@@ -258,7 +282,11 @@ WM_PLUGIN_EXPORT uint32_t DecodeBlock(void* instance, AudioBlockInfo* block) {
 }
 
 WM_PLUGIN_EXPORT uint32_t Close(void* instance, ConversionInfo*) {
-    static_cast<Decoder*>(instance)->open = false;
+    auto* d = static_cast<Decoder*>(instance);
+    d->open = false;
+#ifndef BREAK_KEEPS_HANDLE
+    CloseSource(*d);
+#endif
     return 1;
 }
 

@@ -26,14 +26,27 @@ void Put32(uint8_t* p, uint32_t v) {
     std::memcpy(p, &v, 4);
 }
 
-// A plain PCM header; data and RIFF sizes as given.
+// The format's 16-byte header record: integer PCM or float, by what the samples are.
+WmWaveFormat PlainFormat(const WmWaveFormat& f) {
+    const bool isFloat =
+        f.formatTag == WM_FORMAT_IEEE_FLOAT ||
+        (f.formatTag == WM_FORMAT_EXTENSIBLE && f.subFormat[0] == WM_FORMAT_IEEE_FLOAT);
+    WmWaveFormat plain = f;
+    plain.formatTag = isFloat ? WM_FORMAT_IEEE_FLOAT : WM_FORMAT_PCM;
+#ifdef BREAK_HARDCODED_44K
+    plain.samplesPerSec = 44100; // the rate the encoder was written for
+    plain.avgBytesPerSec = 44100 * f.blockAlign;
+#endif
+    return plain;
+}
+
+// A plain header; data and RIFF sizes as given.
 void WaveHeader(uint8_t* h, const WmWaveFormat& f, uint32_t dataBytes) {
     std::memcpy(h, "RIFF", 4);
     Put32(h + 4, 36 + dataBytes);
     std::memcpy(h + 8, "WAVEfmt ", 8);
     Put32(h + 16, 16);
-    WmWaveFormat plain = f;
-    plain.formatTag = WM_FORMAT_PCM;
+    const WmWaveFormat plain = PlainFormat(f);
     std::memcpy(h + 20, &plain, 16);
     std::memcpy(h + 36, "data", 4);
     Put32(h + 40, dataBytes);
@@ -47,21 +60,52 @@ bool WriteAll(HANDLE file, const void* data, DWORD size) {
 // The first option of " -name" or " -name=\"value\"" that is not the host's; empty when none.
 std::u16string_view UnknownOption(const WmChar* commandLine) {
     const std::u16string_view line = commandLine ? commandLine : u"";
-    for (size_t at = line.find(u" -"); at != line.npos; at = line.find(u" -", at + 2)) {
+    size_t from = 0;
+    for (size_t at = line.find(u" -"); at != line.npos; at = line.find(u" -", from)) {
         const size_t end = line.find_first_of(u"= ", at + 2);
         const std::u16string_view name = line.substr(at + 2, end == line.npos ? end : end - at - 2);
 #ifdef BREAK_HOST_OPTIONS
         return name; // every option taken for the encoder's own
 #endif
-        if (name != u"sourceisfloat" && name != u"help" && !name.starts_with(u"dspeffect"))
+        if (name != u"sourceisfloat" && name != u"help" && name != u"level" &&
+            !name.starts_with(u"dspeffect"))
             return name;
-        if (end != line.npos && line.substr(end, 2) == u"=\"")
-            at = line.find(u'"', end + 2);
-        if (at == line.npos)
-            break;
+        from = at + 2;
+        if (end != line.npos && line.substr(end, 2) == u"=\"") {
+            const size_t closing = line.find(u'"', end + 2);
+            if (closing == line.npos)
+                break;
+            from = closing + 1;
+        }
     }
     return {};
 }
+
+// The one option of its own, -level=<digit>, absent or well formed; the host hands it on as
+// ` -level="5"`.
+bool LevelIsValid(const WmChar* commandLine) {
+    const std::u16string_view line = commandLine ? commandLine : u"";
+    const size_t at = line.find(u" -level=");
+    if (at == line.npos)
+        return true;
+    std::u16string_view value = line.substr(at + 8);
+#ifndef BREAK_TYPED_OPTIONS
+    if (value.starts_with(u'"'))
+        value.remove_prefix(1);
+#endif
+    return !value.empty() && value[0] >= u'0' && value[0] <= u'9';
+}
+
+#ifdef BREAK_GLOBAL_PENDING
+// Audio gathered in one buffer for every instance and written out in large pieces.
+std::string g_pending;
+
+bool FlushPending(HANDLE file) {
+    const bool written = WriteAll(file, g_pending.data(), static_cast<DWORD>(g_pending.size()));
+    g_pending.clear();
+    return written;
+}
+#endif
 
 } // namespace
 
@@ -118,6 +162,10 @@ WM_PLUGIN_EXPORT uint32_t ENC_BeginConversion(void* instance, ConversionInfo* co
         e->lastError = u"unknown option";
         return 0;
     }
+    if (!LevelIsValid(conversion->commandLine)) {
+        e->lastError = u"-level needs a digit";
+        return 0;
+    }
     e->format = *conversion->sourceFormat;
     e->dataBytes = 0;
     e->file = CreateFileW(reinterpret_cast<const wchar_t*>(conversion->outputPath), GENERIC_WRITE,
@@ -150,7 +198,12 @@ WM_PLUGIN_EXPORT uint32_t ENC_EncodeBlock(void* instance, AudioBlockInfo* block)
     if (block->length == 0 || e->file == INVALID_HANDLE_VALUE)
         return 1;
     e->dataBytes += block->length;
+#ifdef BREAK_GLOBAL_PENDING
+    g_pending.append(static_cast<const char*>(block->data), block->length);
+    return g_pending.size() < 65536 || FlushPending(e->file);
+#else
     return WriteAll(e->file, block->data, block->length);
+#endif
 }
 
 // The files written, as "FileName1" (the output) in a tag block of the encoder's own.
@@ -175,6 +228,10 @@ WM_PLUGIN_EXPORT uint32_t ENC_EndConversion(void* instance, ConversionInfo* conv
 #endif
 #ifdef BREAK_FAILED_OPEN
     close = !conversion->runError;
+#endif
+#ifdef BREAK_GLOBAL_PENDING
+    if (e->file != INVALID_HANDLE_VALUE)
+        FlushPending(e->file);
 #endif
 #ifndef BREAK_HEADER_UNPATCHED
     uint8_t header[kHeaderSize];

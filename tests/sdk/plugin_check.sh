@@ -1,9 +1,9 @@
 #!/bin/bash
 # plugin-check.exe over every staged plug-in (bundled, test and example ones must pass) and over
 # the plug-ins broken on purpose (each must fail, naming its rule).
-# Usage: plugin_check.sh <dist dir> <stage dir> <wine prefix> <work dir>
+# Usage: plugin_check.sh <dist dir> <stage dir> <wine prefix> <work dir> <SDK README>
 set -uo pipefail
-dist=$1 stage=$2 work=$4
+dist=$1 stage=$2 work=$4 readme=$5
 . "$(dirname "$0")/../wine_env.sh"
 use_wine_prefix "$3"
 # The test decoder's tag writer would accept tags it never reads back.
@@ -13,11 +13,16 @@ rm -rf "$work" && mkdir -p "$work/samples" && cd "$work" || exit 1
 failures=0
 win() { local p=$1; [ "${p#/}" != "$p" ] || p=$PWD/$p; p=${p//\//\\}; echo "Z:$p"; }
 run_check() { wine "$dist/plugin-check.exe" "$@" </dev/null 2>&1 | tr -d '\r'; return "${PIPESTATUS[0]}"; }
-# The validator always prints its first line; nothing at all means the process never started
-# (seen once under a loaded Wine server), so that case alone is tried a second time.
+# The validator always prints its first line; nothing at all means Wine did not start the
+# process (seen under a loaded Wine server): that case alone is run once more, counted and shown.
+lost_starts=0
 check() {
     local out status; out=$(run_check "$@"); status=$?
-    [ -n "$out" ] || { out=$(run_check "$@"); status=$?; }
+    if [ -z "$out" ]; then
+        lost_starts=$((lost_starts + 1))
+        echo "note plugin-check printed nothing (status $status): a start Wine lost; run once more" >&2
+        out=$(run_check "$@"); status=$?
+    fi
     printf '%s\n' "$out"; return $status
 }
 expect_pass() { # expect_pass <dll> [arguments...]
@@ -25,10 +30,16 @@ expect_pass() { # expect_pass <dll> [arguments...]
     if [ $status -eq 0 ]; then echo "ok   passes: ${1##*/} ${*:2}"
     else echo "FAIL should pass (status $status): ${1##*/} ${*:2}"; echo "$out"; failures=$((failures + 1)); fi
 }
-expect_fail() { # expect_fail <dll> <words> [arguments...]
+expect_fail() { # expect_fail <dll> <rule id> [arguments...]
     local out status; out=$(check "$(win "$1")" "${@:3}"); status=$?
-    if [ $status -eq 1 ] && grep -qF -- "$2" <<<"$out"; then echo "ok   fails: ${1##*/}: $2"
-    else echo "FAIL should fail with \"$2\" (status $status): ${1##*/}"; echo "$out"
+    if [ $status -eq 1 ] && grep -qF -- "FAIL  [$2] " <<<"$out"; then echo "ok   fails: ${1##*/}: [$2]"
+    else echo "FAIL should fail with [$2] (status $status): ${1##*/}"; echo "$out"
+        failures=$((failures + 1)); fi
+}
+expect_warning() { # expect_warning <dll> <rule id> [arguments...]: a warning, status 0
+    local out status; out=$(check "$(win "$1")" "${@:3}"); status=$?
+    if [ $status -eq 0 ] && grep -qF -- "warn  [$2] " <<<"$out"; then echo "ok   warns: ${1##*/}: [$2]"
+    else echo "FAIL should warn with [$2] (status $status): ${1##*/}"; echo "$out"
         failures=$((failures + 1)); fi
 }
 
@@ -63,15 +74,15 @@ samples_for() { # the samples whose extension the decoder claims first
 # are the missing-export cases.
 for dll in "$stage"/decoder/*.dll; do
     case ${dll##*/} in
-    NoDeleteATag.dll) expect_fail "$dll" "does not export 'DeleteATag'" ;;
+    NoDeleteATag.dll) expect_fail "$dll" export-missing ;;
     *) expect_pass "$dll" $(samples_for "$dll") ;;
     esac
 done
 for dll in "$stage"/encoder/*.dll; do
     case ${dll##*/} in
-    NoRemoveConfig.dll) expect_fail "$dll" "does not export 'ENC_RemoveConfigBit'" ;;
+    NoRemoveConfig.dll) expect_fail "$dll" export-missing ;;
     # The scripted test encoder takes any option on purpose: the tests steer it by options.
-    TestEnc.dll) expect_fail "$dll" "began a conversion with the made-up option" ;;
+    TestEnc.dll) expect_fail "$dll" options-ignored ;;
     *) expect_pass "$dll" ;;
     esac
 done
@@ -85,82 +96,122 @@ for dll in "$stage"/DSPs/*.dll; do
     Resample.dll) expect_pass "$dll" "-settings=rate=48000" ;;
     Normalize.dll) expect_pass "$dll" "-settings=peak=-1" ;;
     Volume.dll) expect_pass "$dll" "-settings=gain=-3" ;;
-    NoAfterConversion.dll) expect_fail "$dll" "does not export 'DSP_AfterConversion'" ;;
-    # The scripted test encoder takes any option on purpose: the tests steer it by options.
-    TestEnc.dll) expect_fail "$dll" "began a conversion with the made-up option" ;;
+    NoAfterConversion.dll) expect_fail "$dll" export-missing ;;
+    # The scripted test effect takes any setting on purpose: the tests steer it by settings.
+    TestDsp.dll) expect_fail "$dll" settings-ignored ;;
     *) expect_pass "$dll" ;;
     esac
 done
 
-# One plug-in per broken rule; the unbroken build of the same source passes.
+# One plug-in per broken rule, each failing with its rule's id; the unbroken build of the same
+# source passes.
 b=$stage/broken brk=$(win samples/sample.brk) brk24=$(win samples/sample24.brk)
-decoder_fails() { expect_fail "$b/BrokenDecoder_$1.dll" "$2" "$brk" "$brk24"; }
+decoder_fails() { expect_fail "$b/BrokenDecoder_$1.dll" "$2" "$brk" "$brk24" "${@:3}"; }
 expect_pass "$b/BrokenDecoder_NONE.dll" "$brk" "$brk24"
-decoder_fails END_ON_DATA "the end flag came on a block that carries audio"
-decoder_fails TORN "bytes, not whole 4-byte frames: the host fails the run"
-decoder_fails AFTER_CLOSE "\"DecodeBlock\" after \"Close\" returned non-zero"
-decoder_fails LEAK "the blocks handed back are not freed"
-decoder_fails CRASH "the plug-in crashed in Create"
-decoder_fails FORMAT "avgBytesPerSec 88200 is not samplesPerSec x blockAlign"
-decoder_fails POSITION "the bytes before it make"
-decoder_fails BYTE_TOTAL "\"Open\" announced byteLength 176404"
-decoder_fails OPEN_FOREIGN "accepted a file of 4096 'x' characters"
-decoder_fails UNKNOWN_VALUE "answer 0 for every name you do not know"
-decoder_fails TAGS "the source's tag block is damaged"
-decoder_fails LASTERROR_LINES "\"LastError\" holds a line break"
-decoder_fails DECODES_ENDLESS "keeps answering \"Decodes\""
-decoder_fails DECORATED "exports '_DeleteATag' but the host looks for the plain name 'DeleteATag'"
-decoder_fails NULL_DATA "bytes but no data pointer"
-decoder_fails GLOBAL_STATE "two instances decoding at once deliver other audio"
-expect_fail "$b/BrokenDecoder_NONE.dll" "does not claim '.wav'" "$(win samples/sample.wav)"
-decoder_fails ZERO_CRASH "with a 0-byte copy of the sample: the plug-in crashed in Open"
-decoder_fails FIXED_64K "DecodeBlock"
-decoder_fails SIZED_FOR_16 "DecodeBlock"
-decoder_fails CUT_TORN "with a copy of the sample cut mid-frame: the block at byte"
-decoder_fails STOP_AT_SILENCE "zeros are silence, not the end of the stream"
-decoder_fails NO_END "the host waits for the end flag forever"
-decoder_fails COMMUNICATE_FOREVER "answered \"Communicate\" at \"BeforeOpen\" non-zero 1000 times"
-decoder_fails TORN_END "(it carries the end flag): the host drops this whole last block"
-decoder_fails TAG_UNTERMINATED "entry 1's value has no 0 terminator"
-decoder_fails NO_RESET "is positioned at"
-decoder_fails MSLENGTH_16 "does not follow from byteLength"
-decoder_fails BLOCKALIGN_16 "blockAlign 12 is not channels x bytes per sample"
+while read -r break rule; do decoder_fails "$break" "$rule"; done <<'MATRIX'
+END_ON_DATA end-with-audio
+TORN block-whole-frames
+AFTER_CLOSE after-close
+LEAK leak
+CRASH crash
+FORMAT open-format
+POSITION block-position
+BYTE_TOTAL byte-total
+OPEN_FOREIGN open-foreign
+UNKNOWN_VALUE unknown-value
+TAGS open-tags
+LASTERROR_LINES lasterror-lines
+DECODES_ENDLESS decodes-endless
+DECORATED export-decorated
+NULL_DATA block-null
+GLOBAL_STATE two-decoders
+ZERO_CRASH crash
+FIXED_64K memory-damaged
+SIZED_FOR_16 memory-damaged
+CUT_TORN block-whole-frames
+STOP_AT_SILENCE zeroed-length
+NO_END stalls
+COMMUNICATE_FOREVER communicate-endless
+TORN_END block-whole-frames
+TAG_UNTERMINATED open-tags
+NO_RESET block-position
+MSLENGTH_16 open-length
+BLOCKALIGN_16 open-format
+NO_REASON lasterror-missing
+KEEPS_HANDLE close-keeps-file
+MATRIX
+decoder_fails HANG call-hangs --call-limit=5
+expect_fail "$b/BrokenDecoder_NONE.dll" sample-extension "$(win samples/sample.wav)"
+expect_warning "$b/BrokenDecoder_CLAIMS_WAV.dll" extension-taken "$brk"
 
-expect_pass "$b/BrokenEncoder_NONE.dll"
-encoder_fails() { expect_fail "$b/BrokenEncoder_$1.dll" "$2"; }
-encoder_fails EMPTY_END "refused the empty last block"
-encoder_fails KEEP_OPEN "the output is still open after \"ENC_EndConversion\""
-encoder_fails AFTER_END "\"ENC_EncodeBlock\" after \"ENC_EndConversion\" returned non-zero"
-encoder_fails ELSEWHERE "wrote 'output.wav.log' beside the output"
-encoder_fails FAILED_OPEN "after a failed run (runError 1) the output is still open"
-encoder_fails EXTENSION "\"Extension\" needs pointer1 = the output's extension with its dot"
-encoder_fails IGNORES_OPTIONS "began a conversion with the made-up option"
-encoder_fails HOST_OPTIONS "refused the options the host passes to every encoder"
-encoder_fails HEADER_UNPATCHED "read back"
-encoder_fails NULL_LAST "crashed in ENC_EncodeBlock of the empty last block (null data)"
-encoder_fails COMMUNICATE_FOREVER "answered \"Communicate\" at \"BeforeOpen\" non-zero 1000 times"
-encoder_fails ANSWERS_ALL "takes a yes as a raw take-over"
-encoder_fails SECOND_BLOCK_BAD "(the files written) is damaged: entry 1's value has no 0 terminator"
+expect_pass "$b/BrokenEncoder_NONE.dll" -options=-level=5
+encoder_fails() { expect_fail "$b/BrokenEncoder_$1.dll" "$2" "${@:3}"; }
+while read -r break rule; do encoder_fails "$break" "$rule"; done <<'MATRIX'
+EMPTY_END encode
+KEEP_OPEN output-open
+AFTER_END after-end
+ELSEWHERE output-elsewhere
+FAILED_OPEN failed-open
+EXTENSION extension
+IGNORES_OPTIONS options-ignored
+HOST_OPTIONS options-host
+HEADER_UNPATCHED read-back
+NULL_LAST crash
+COMMUNICATE_FOREVER communicate-endless
+ANSWERS_ALL unknown-value
+SECOND_BLOCK_BAD second-block
+HARDCODED_44K read-back
+GLOBAL_PENDING two-encoders
+MATRIX
+encoder_fails TYPED_OPTIONS begin -options=-level=5
 
 expect_pass "$b/BrokenEffect_NONE.dll"
 effect_fails() { expect_fail "$b/BrokenEffect_$1.dll" "$2"; }
-effect_fails LIVE_FORMAT "the block handed back has a wrong format"
-effect_fails NONLIVE_TORN "not whole 4-byte frames"
-effect_fails TORN "not whole 4-byte frames"
-effect_fails LEAK "the blocks handed back are not freed"
-effect_fails HARDCODED_FORMAT "with 24-bit 6-channel 96000 Hz audio: the audio handed back lasts"
-effect_fails FLOAT_UNSAID "with 16-bit 2-channel 44100 Hz audio: the audio handed back lasts 2000 ms"
-effect_fails WRITES_INPUT "wrote into the block it was given"
-effect_fails ASSUMES_STEREO16 "not whole 18-byte frames of the format it declares"
-effect_fails NONLIVE_LOCKED "the rendered file is still open (locked)"
-effect_fails FIXED_BUFFER "with 32-bit 8-channel 192000 Hz audio: the audio handed back lasts"
-effect_fails RATE_UNSAID "the audio handed back lasts 1088 ms"
-effect_fails NULL_END "crashed in DSP_PassAudioBlock of the empty last block (null data)"
+while read -r break rule; do effect_fails "$break" "$rule"; done <<'MATRIX'
+LIVE_FORMAT live-format
+NONLIVE_TORN nonlive-frames
+TORN live-frames
+LEAK leak
+HARDCODED_FORMAT duration
+FLOAT_UNSAID duration
+WRITES_INPUT writes-input
+ASSUMES_STEREO16 live-frames
+NONLIVE_LOCKED nonlive-open
+FIXED_BUFFER duration
+RATE_UNSAID duration
+NULL_END crash
+IGNORES_SETTINGS settings-ignored
+GLOBAL_DELAY two-in-chain
+WIDTH_AS_16 width-garbage
+MATRIX
 
-expect_fail "$stage/Wavemill.exe" "exports none of the entry points"
+expect_fail "$stage/Wavemill.exe" kind
 check >/dev/null; [ $? -eq 2 ] && echo "ok   no arguments: status 2" || { echo "FAIL no arguments"; failures=$((failures + 1)); }
 check "$(win "$b/BrokenEffect_NONE.dll")" -bogus >/dev/null
 [ $? -eq 2 ] && echo "ok   unknown argument: status 2" || { echo "FAIL unknown argument"; failures=$((failures + 1)); }
 
+# --only reports one rule: the torn decoder fails on it and passes on a rule it keeps; an id
+# the table does not hold is a wrong argument.
+expect_fail "$b/BrokenDecoder_TORN.dll" block-whole-frames "$brk" --only=block-whole-frames
+expect_pass "$b/BrokenDecoder_TORN.dll" "$brk" --only=leak
+check "$(win "$b/BrokenEffect_NONE.dll")" --only=no-such-rule >/dev/null
+[ $? -eq 2 ] && echo "ok   unknown rule: status 2" || { echo "FAIL unknown rule"; failures=$((failures + 1)); }
+
+# --list holds every rule the matrix asserts, and the "(checked: <id>)" marks of the SDK README
+# name rules of the table and each failing rule of the table once at least.
+listed=$(check --list | awk '{print $1}')
+asserted=$(sed -n 's/^\([A-Z0-9_]*\) \([a-z0-9-]*\)$/\2/p; s/^[a-z]*_fails [A-Z0-9_]* \([a-z0-9-]*\).*/\1/p' "$0" | sort -u)
+marked=$(tr -s '\n ' '  ' <"$readme" | grep -o '(checked: [a-z0-9, -]*)' |
+    sed 's/(checked: //; s/)//; s/, /\n/g' | sort -u)
+failing=$(check --list | grep -v '(warning)' | awk '{print $1}' | sort -u)
+for id in $asserted $marked; do
+    grep -qx -- "$id" <<<"$listed" || { echo "FAIL rule '$id' is not in --list"; failures=$((failures + 1)); }
+done
+for id in $failing; do
+    grep -qx -- "$id" <<<"$marked" || { echo "FAIL rule '$id' has no (checked: $id) mark in the SDK README"; failures=$((failures + 1)); }
+done
+echo "ok   --list: $(wc -w <<<"$listed") rules, $(wc -w <<<"$marked") marked in the SDK README"
+
+echo "$lost_starts start(s) Wine lost, each run once more"
 echo "$failures failure(s)"
 [ "$failures" -eq 0 ]

@@ -2,8 +2,15 @@
 // the documented order, reporting every violation.
 #pragma once
 
+#include "contract/BlockRules.h"
+#include "contract/FormatRules.h"
+#include "contract/TagBlockRule.h"
 #include "text/String.h"
-#include "tools/plugin-check/CheckSupport.h"
+#include "tools/plugin-check/CallGuard.h"
+#include "tools/plugin-check/Memory.h"
+#include "tools/plugin-check/Report.h"
+#include "tools/plugin-check/Samples.h"
+#include "tools/plugin-check/WorkFiles.h"
 
 #include <vector>
 
@@ -19,10 +26,27 @@ struct CheckJob {
 void CheckDecoder(const CheckJob& job, Report& report);
 void CheckEncoder(const CheckJob& job, Report& report);
 void CheckEffect(const CheckJob& job, Report& report);
+// An encoder's output as the installed decoder of its extension reads it.
+struct ReadBack {
+    bool found = false; // an installed decoder reads the extension
+    bool read = false;  // and read the output to its end
+    String decoder;     // "decoder\WavDecoder.dll"
+    std::vector<uint8_t> audio;
+    WmWaveFormat format{};
+    std::string why; // why it could not be read
+    StringList information;
+};
+ReadBack ReadOutputBack(const String& output);
 // Reads an encoder's output back through the installed decoder of its extension and compares
-// the audio with what was encoded.
+// the audio with what was encoded; a length the encoder's own information lines explain (a
+// frame too small for the data a decoder trims by) is a note.
 void CheckReadBack(const String& output, const std::vector<uint8_t>& audio,
-                   const WmWaveFormat& format, Report& report);
+                   const WmWaveFormat& format, const StringList& encoderInformation,
+                   Report& report);
+
+// " (block-align): ", the name of the contract's fault, to lead its plain words.
+std::string FaultOf(const WmWaveFormat& format);
+std::string FaultOf(const void* tagBlock, size_t size);
 
 // Loads the library and creates an instance as the host does; `create` names the entry point.
 template <class Binding>
@@ -30,7 +54,7 @@ bool Bind(Binding& plugin, const String& library, const char* create, Report& re
     CallGuard guard(create);
     if (plugin.Reload(library) && plugin.CreateInstance(HostContext()))
         return true;
-    report.Violation("create", std::string("\"") + create + "\" returned no instance");
+    report.Violation(Rule::Create, std::string("\"") + create + "\" returned no instance");
     return false;
 }
 
@@ -41,9 +65,9 @@ void CheckUnknownValue(Binding& plugin, Report& report, const std::string& conse
     PluginValue value{};
     CallGuard guard("Get of an unknown value name");
     if (plugin.Get(u"plugin-check: no such value", &value))
-        report.Violation("unknown-value", "answers a value name it cannot know with non-zero: "
-                                          "answer 0 for every name you do not know" +
-                                              consequence);
+        report.Violation(Rule::UnknownValue, "answers a value name it cannot know with non-zero: "
+                                             "answer 0 for every name you do not know" +
+                                                 consequence);
 }
 
 // The host asks "Communicate" at a stage until the answer is 0, with no limit of its own.
@@ -62,15 +86,48 @@ void CheckCommunicate(Binding& plugin, const char16_t* stage, Report& report) {
         CallGuard result("Set \"CommunicateResult\"");
         plugin.Set(WM_VALUE_COMMUNICATE_RESULT, &value);
     }
-    report.Violation("communicate", "answered \"Communicate\" at \"" + Narrow(stage) +
-                                        "\" non-zero " + std::to_string(kMaxExchanges) +
-                                        " times in a row: the host asks until the answer is 0, "
-                                        "with no limit, so the run would never end");
+    report.Violation(Rule::CommunicateEndless,
+                     "answered \"Communicate\" at \"" + Narrow(stage) + "\" non-zero " +
+                         std::to_string(kMaxExchanges) +
+                         " times in a row: the host asks until the answer is 0, "
+                         "with no limit, so the run would never end");
 }
 
 // ": <reason>" from the plug-in's "LastError", or nothing.
 template <class Binding> std::string Reason(Binding& plugin, Report& report) {
-    return ReasonSuffix([&](PluginValue* v) { return plugin.Get(WM_VALUE_LAST_ERROR, v); }, report);
+    return ReasonSuffix(
+        [&](PluginValue* v) {
+            CallGuard guard("Get \"LastError\"");
+            return plugin.Get(WM_VALUE_LAST_ERROR, v);
+        },
+        report);
+}
+
+// A refusal is the plug-in's right when it says why; the host appends "LastError" to its error
+// line, which without it would not say what went wrong.
+template <class Binding>
+void RequireReason(Binding& plugin, const std::string& refusal, Report& report) {
+    const std::string reason = Reason(plugin, report);
+    if (reason.empty())
+        report.Violation(Rule::LastErrorMissing,
+                         refusal + ": no reason in \"LastError\", so the host's error line "
+                                   "would not say why");
+    else
+        report.Note(refusal + reason);
+}
+
+// A plug-in may refuse a format other than the plain one when it says why.
+template <class Binding>
+void NoteFormatRefusal(Binding& plugin, const std::string& call, const WmWaveFormat& format,
+                       Report& report) {
+    const std::string reason = Reason(plugin, report);
+    if (reason.empty())
+        report.Violation(Rule::FormatRefusedSilently,
+                         call + " refused " + Describe(format) +
+                             " without a reason in \"LastError\": the host's error line would "
+                             "not say why");
+    else
+        report.Note(call + " refuses " + Describe(format) + reason);
 }
 
 } // namespace wm::check

@@ -1,7 +1,11 @@
 // A decoder as the host drives it: "Decodes", refusals of files it cannot read, one whole decode
 // of the sample (open, blocks, the end, close), a call after close, leaks across runs, and the
 // tag writer ("IDTags") when the decoder offers it.
+#include "files/FileOps.h"
+#include "files/Folders.h"
 #include "files/PathText.h"
+#include "plugins/PluginFolder.h"
+#include "plugins/clTwCodecHandler.h"
 #include "plugins/clTwDecoder.h"
 #include "tags/IDTagSet.h"
 #include "tools/plugin-check/Checks.h"
@@ -38,17 +42,17 @@ StringList Claims(clTwDecoder& decoder, Report& report) {
         const auto* ext = static_cast<const char16_t*>(value.pointer1);
         const auto* description = static_cast<const char16_t*>(value.pointer2);
         if (!ext || ext[0] != u'.' || !description || !*description) {
-            report.Violation("decodes-entry", "\"Decodes\" entry " + std::to_string(index) +
-                                                  " needs pointer1 = an extension with its dot "
-                                                  "and pointer2 = a description");
+            report.Violation(Rule::DecodesEntry, "\"Decodes\" entry " + std::to_string(index) +
+                                                     " needs pointer1 = an extension with its dot "
+                                                     "and pointer2 = a description");
             return extensions;
         }
         extensions.emplace_back(ext);
         report.Note("reads " + Narrow(ext) + " (" + Narrow(description) + ")");
     }
-    report.Violation("decodes-endless", "keeps answering \"Decodes\" after " +
-                                            std::to_string(kMaxExtensions) +
-                                            " entries: answer 0 after the last one");
+    report.Violation(Rule::DecodesEndless, "keeps answering \"Decodes\" after " +
+                                               std::to_string(kMaxExtensions) +
+                                               " entries: answer 0 after the last one");
     return extensions;
 }
 
@@ -65,36 +69,43 @@ void CheckRefusals(clTwDecoder& decoder, const String& extension, Report& report
     const String folder = NewWorkFolder("refusals");
     DecodeOpenInfo info;
     if (OpenFile(decoder, folder + u"missing" + extension, info))
-        report.Violation("open-missing",
+        report.Violation(Rule::OpenMissing,
                          "\"Open\" of a file that does not exist returned non-zero");
     else
-        Reason(decoder, report);
+        RequireReason(decoder, "\"Open\" of a file that does not exist", report);
     const std::string text(4096, 'x');
     const String foreign = folder + u"not-audio" + extension;
     WriteFileBytes(foreign, text.data(), text.size());
     if (OpenFile(decoder, foreign, info)) {
-        report.Violation("open-foreign", "\"Open\" accepted a file of 4096 'x' characters: refuse "
-                                         "what is not your format, with a reason in \"LastError\"");
+        report.Violation(Rule::OpenForeign,
+                         "\"Open\" accepted a file of 4096 'x' characters: refuse "
+                         "what is not your format, with a reason in \"LastError\"");
         CallGuard guard("Close");
         ConversionInfo conversion{};
         decoder.Close(&conversion);
+    } else {
+        RequireReason(decoder, "\"Open\" of a file of 4096 'x' characters", report);
     }
 }
 
 void CheckOpenRecord(const DecodeOpenInfo& info, Report& report) {
     if (std::string problem = FormatProblem(info.format); !problem.empty())
-        report.Violation("open-format", "the format \"Open\" reported is wrong: " + problem);
+        report.Violation(Rule::OpenFormat,
+                         "the format \"Open\" reported is wrong" + FaultOf(info.format) + problem);
     if (info.byteLength && info.msLength != BytesToMs(info.byteLength, info.format))
-        report.Violation("open-length", "msLength " + std::to_string(info.msLength) +
-                                            " does not follow from byteLength " +
-                                            std::to_string(info.byteLength));
+        report.Violation(Rule::OpenLength, "msLength " + std::to_string(info.msLength) +
+                                               " does not follow from byteLength " +
+                                               std::to_string(info.byteLength));
     if (info.tagData || info.tagSize)
         if (std::string problem = TagBlockProblem(info.tagData, info.tagSize); !problem.empty())
-            report.Violation("open-tags", "the source's tag block is damaged: " + problem);
+            report.Violation(Rule::OpenTags, "the source's tag block is damaged" +
+                                                 FaultOf(info.tagData, info.tagSize) + problem);
     if (info.secondData || info.secondSize)
         if (std::string problem = TagBlockProblem(info.secondData, info.secondSize);
             !problem.empty())
-            report.Violation("open-second", "the second data block is damaged: " + problem);
+            report.Violation(Rule::OpenSecond, "the second data block is damaged" +
+                                                   FaultOf(info.secondData, info.secondSize) +
+                                                   problem);
 }
 
 // One block against the rules; false ends the decode, since what follows a broken block would
@@ -103,12 +114,12 @@ bool CheckBlock(const AudioBlockInfo& block, const DecodeOpenInfo& info, uint64_
                 Report& report) {
     const std::string at = "the block at byte " + std::to_string(before);
     if (block.length && !block.data) {
-        report.Violation("block-null", at + " has " + std::to_string(block.length) +
-                                           " bytes but no data pointer");
+        report.Violation(Rule::BlockNull, at + " has " + std::to_string(block.length) +
+                                              " bytes but no data pointer");
         return false;
     }
     if (const TornBlock torn = TornBlockOutcome(block); torn != TornBlock::Whole) {
-        report.Violation("block-frames",
+        report.Violation(Rule::BlockWholeFrames,
                          at + " has " + std::to_string(block.length) + " bytes, not whole " +
                              std::to_string(FrameBytes(block.format)) + "-byte frames" +
                              (block.endOfStream ? " (it carries the end flag)" : "") + ": " +
@@ -117,18 +128,18 @@ bool CheckBlock(const AudioBlockInfo& block, const DecodeOpenInfo& info, uint64_
         return false;
     }
     if (!SameFormat(block.format, info.format))
-        report.Violation("block-format", at + " carries another format than \"Open\" reported");
+        report.Violation(Rule::BlockFormat, at + " carries another format than \"Open\" reported");
     if (block.msPosition != ExpectedPositionMs(before, info.format))
-        report.Violation("block-position",
+        report.Violation(Rule::BlockPosition,
                          at + " is positioned at " + std::to_string(block.msPosition) +
                              " ms; the bytes before it make " +
                              std::to_string(ExpectedPositionMs(before, info.format)) + " ms");
     if (block.msDuration != BytesToMs(block.length, info.format))
-        report.Violation("block-duration", at + " gives msDuration " +
-                                               std::to_string(block.msDuration) +
-                                               ", not length x 1000 / avgBytesPerSec");
+        report.Violation(Rule::BlockDuration, at + " gives msDuration " +
+                                                  std::to_string(block.msDuration) +
+                                                  ", not length x 1000 / avgBytesPerSec");
     if (block.endOfStream && block.length)
-        report.Violation("end-with-audio",
+        report.Violation(Rule::EndWithAudio,
                          "the end flag came on a block that carries audio: the host takes the "
                          "progress from a block's start, so end with an empty block positioned at "
                          "the end or the progress stops short of 100 %");
@@ -139,11 +150,12 @@ bool CheckBlock(const AudioBlockInfo& block, const DecodeOpenInfo& info, uint64_
 bool HeapStillSound(uint64_t before, Report& report) {
     if (HeapsAreSound())
         return true;
-    report.Violation("heap", "the heap is damaged after \"DecodeBlock\" of the block at byte " +
-                                 std::to_string(before) +
-                                 ": it wrote past the end of a buffer (one sized for another "
-                                 "format, or a fixed size, than the sample's?); the host would "
-                                 "crash or corrupt memory");
+    report.Violation(Rule::MemoryDamaged,
+                     "the heap is damaged after \"DecodeBlock\" of the block at byte " +
+                         std::to_string(before) +
+                         ": it wrote past the end of a buffer (one sized for another "
+                         "format, or a fixed size, than the sample's?); the host would "
+                         "crash or corrupt memory");
     return false;
 }
 
@@ -153,27 +165,20 @@ constexpr uint64_t kOverrunFactor = 4;
 bool EndsInTime(const DecodeOpenInfo& info, const Decoded& out, uint32_t emptyInARow,
                 Report& report) {
     if (emptyInARow > kMaxEmptyInARow) {
-        report.Violation("stalls", "more than " + std::to_string(kMaxEmptyInARow) +
-                                       " empty blocks in a row without the end flag: the host "
-                                       "waits for the end flag forever, so the run never ends");
+        report.Violation(Rule::Stalls, "more than " + std::to_string(kMaxEmptyInARow) +
+                                           " empty blocks in a row without the end flag: the host "
+                                           "waits for the end flag forever, so the run never ends");
         return false;
     }
     if (info.byteLength && out.bytes > info.byteLength * kOverrunFactor) {
-        report.Violation("no-end", "delivered " + std::to_string(out.bytes) +
-                                       " bytes of a stream announced as " +
-                                       std::to_string(info.byteLength) +
-                                       " without the end flag: the host stops only at the end "
-                                       "flag, so the run never ends");
+        report.Violation(Rule::NoEnd, "delivered " + std::to_string(out.bytes) +
+                                          " bytes of a stream announced as " +
+                                          std::to_string(info.byteLength) +
+                                          " without the end flag: the host stops only at the end "
+                                          "flag, so the run never ends");
         return false;
     }
     return true;
-}
-
-// A refusal of damaged input is right when it says why.
-void NoteRefusal(const std::string& what, const std::string& reason, Report& report) {
-    report.Note(what + (reason.empty() ? " (no reason in \"LastError\": the host's error line "
-                                         "would not say why)"
-                                       : reason));
 }
 
 bool DecodeBlocks(clTwDecoder& decoder, const DecodeOpenInfo& info, Decoded& out, Mode mode,
@@ -190,14 +195,14 @@ bool DecodeBlocks(clTwDecoder& decoder, const DecodeOpenInfo& info, Decoded& out
         if (keepAudio && !HeapStillSound(out.bytes, report))
             return false;
         if (!ok && mode == Mode::Damaged) {
-            NoteRefusal("\"DecodeBlock\" refused it at byte " + std::to_string(out.bytes),
-                        Reason(decoder, report), report);
+            RequireReason(
+                decoder, "\"DecodeBlock\" refused it at byte " + std::to_string(out.bytes), report);
             return false;
         }
         if (!ok) {
-            report.Violation("decode-failed", "\"DecodeBlock\" failed at byte " +
-                                                  std::to_string(out.bytes) +
-                                                  Reason(decoder, report));
+            report.Violation(Rule::DecodeFailed, "\"DecodeBlock\" failed at byte " +
+                                                     std::to_string(out.bytes) +
+                                                     Reason(decoder, report));
             return false;
         }
         if (!CheckBlock(block, info, out.bytes, report))
@@ -214,9 +219,9 @@ bool DecodeBlocks(clTwDecoder& decoder, const DecodeOpenInfo& info, Decoded& out
             return false;
     }
     if (mode != Mode::Damaged && info.byteLength && out.bytes != info.byteLength)
-        report.Violation("byte-total", "the blocks hold " + std::to_string(out.bytes) +
-                                           " bytes; \"Open\" announced byteLength " +
-                                           std::to_string(info.byteLength));
+        report.Violation(Rule::ByteTotal, "the blocks hold " + std::to_string(out.bytes) +
+                                              " bytes; \"Open\" announced byteLength " +
+                                              std::to_string(info.byteLength));
     return true;
 }
 
@@ -225,13 +230,13 @@ void CloseDecoder(clTwDecoder& decoder, Report& report) {
     {
         CallGuard guard("Close");
         if (!decoder.Close(&conversion))
-            report.Violation("close", "\"Close\" returned 0" + Reason(decoder, report));
+            report.Violation(Rule::Close, "\"Close\" returned 0" + Reason(decoder, report));
     }
     AudioBlockInfo after{};
     CallGuard guard("DecodeBlock after Close");
     if (decoder.DecodeBlock(&after))
-        report.Violation("after-close", "\"DecodeBlock\" after \"Close\" returned non-zero: a "
-                                        "closed decoder must answer 0");
+        report.Violation(Rule::AfterClose, "\"DecodeBlock\" after \"Close\" returned non-zero: a "
+                                           "closed decoder must answer 0");
 }
 
 // Open, every block, close, then one more block, which a closed decoder must refuse.
@@ -239,9 +244,9 @@ bool DecodeFile(clTwDecoder& decoder, const String& path, Decoded& out, Mode mod
     DecodeOpenInfo info;
     if (!OpenFile(decoder, path, info)) {
         if (mode == Mode::Damaged)
-            NoteRefusal("\"Open\" refused it", Reason(decoder, report), report);
+            RequireReason(decoder, "\"Open\" refused it", report);
         else
-            report.Violation("open-sample",
+            report.Violation(Rule::OpenSample,
                              "\"Open\" of " + Quoted(path) + " failed" + Reason(decoder, report));
         return false;
     }
@@ -262,8 +267,8 @@ void CheckTwoInstances(const CheckJob& job, const Decoded& original, Report& rep
     for (int i = 0; i < 2; ++i)
         if (!Bind(decoders[i], job.library, "Create", report) ||
             !OpenFile(decoders[i], sample, info[i])) {
-            report.Violation("two-open", "a second instance cannot open the sample while the "
-                                         "first has it open: open sources shared for reading");
+            report.Violation(Rule::TwoOpen, "a second instance cannot open the sample while the "
+                                            "first has it open: open sources shared for reading");
             return;
         }
     std::vector<uint8_t> audio[2];
@@ -288,8 +293,8 @@ void CheckTwoInstances(const CheckJob& job, const Decoded& original, Report& rep
         decoder.Close(&conversion);
     }
     if (audio[0] != original.audio || audio[1] != original.audio)
-        report.Violation("two-instances", "two instances decoding at once deliver other audio "
-                                          "than one alone: keep all state in the instance");
+        report.Violation(Rule::TwoDecoders, "two instances decoding at once deliver other audio "
+                                            "than one alone: keep all state in the instance");
 }
 
 // The host's tag writer: a fresh instance, "Decodes", then "Set" with "IDTags" on a finished file.
@@ -322,15 +327,15 @@ void CheckTagWriter(const CheckJob& job, const Decoded& original, Report& report
     if (!DecodeFile(writer, copy, reread, Mode::Sample, report))
         return;
     if (reread.audio != original.audio)
-        report.Violation("idtags-audio", "writing tags through \"IDTags\" changed the audio");
+        report.Violation(Rule::IdTagsAudio, "writing tags through \"IDTags\" changed the audio");
     if (!reread.tags.Count() || reread.tags.GetValue(u"title") != kCheckTitle)
-        report.Violation("idtags-readback", "the title written through \"IDTags\" does not come "
-                                            "back from \"Open\" of the tagged file");
+        report.Violation(Rule::IdTagsReadBack, "the title written through \"IDTags\" does not come "
+                                               "back from \"Open\" of the tagged file");
     value.pointer1 = const_cast<char16_t*>(u"plugin-check: no such file");
     CallGuard guard("Set \"IDTags\" on a missing file");
     if (writer.Set(WM_VALUE_ID_TAGS, &value))
-        report.Violation("idtags-missing", "\"IDTags\" for a file that does not exist returned "
-                                           "non-zero");
+        report.Violation(Rule::IdTagsMissing, "\"IDTags\" for a file that does not exist returned "
+                                              "non-zero");
     else
         report.Passed("tags written through \"IDTags\" read back, audio unchanged");
 }
@@ -368,10 +373,10 @@ void CheckDamagedCopies(clTwDecoder& decoder, const String& sample, const Decode
         const bool plainPcm = bytes.size() >= original.bytes;
         if (DecodeFile(decoder, path, out, Mode::Damaged, report) && copy.name == u"zeroed" &&
             plainPcm && out.bytes != original.bytes)
-            report.Violation("zeroed-length", "it decodes to " + std::to_string(out.bytes) +
-                                                  " bytes, the sample to " +
-                                                  std::to_string(original.bytes) +
-                                                  ": zeros are silence, not the end of the stream");
+            report.Violation(Rule::ZeroedLength,
+                             "it decodes to " + std::to_string(out.bytes) +
+                                 " bytes, the sample to " + std::to_string(original.bytes) +
+                                 ": zeros are silence, not the end of the stream");
     }
     report.Passed("damaged copies of the sample (empty, cut mid-frame, zeroed end)");
 }
@@ -382,14 +387,30 @@ bool DecodeSample(clTwDecoder& decoder, const String& sample, const StringList& 
     const String ext = ExtensionOf(sample);
     if (std::none_of(extensions.begin(), extensions.end(),
                      [&](const String& e) { return EqualsNoCase(e, ext); }))
-        report.Violation("sample-extension", "does not claim " + Quoted(ext) +
-                                                 ", the sample's extension: the host would not "
-                                                 "choose it for that file");
+        report.Violation(Rule::SampleExtension, "does not claim " + Quoted(ext) +
+                                                    ", the sample's extension: the host would not "
+                                                    "choose it for that file");
     if (!DecodeFile(decoder, sample, out, Mode::Sample, report))
         return false;
     report.Passed("decoded " + std::to_string(out.bytes) + " bytes of " + Describe(out.format) +
                   " from " + Quoted(sample));
     return true;
+}
+
+// The host's decoders hold the file only between "Open" and "Close": a user deletes or replaces
+// a source after converting it.
+void CheckCloseReleasesFile(clTwDecoder& decoder, const String& sample, Report& report) {
+    const String copy = NewWorkFolder("close") + u"closed" + ExtensionOf(sample);
+    std::vector<uint8_t> bytes;
+    if (!ReadFileBytes(sample, bytes) || !WriteFileBytes(copy, bytes.data(), bytes.size()))
+        return;
+    Decoded out;
+    DecodeFile(decoder, copy, out, Mode::Repeat, report);
+    if (!DeleteFilePath(copy))
+        report.Violation(Rule::CloseKeepsFile,
+                         "the source cannot be deleted after \"Close\" (win:" +
+                             std::to_string(::GetLastError()) +
+                             "): close every handle on the file in \"Close\"");
 }
 
 // Leaks, two instances at once and the tag writer, all on the first sample.
@@ -403,11 +424,38 @@ void CheckAcrossRuns(clTwDecoder& decoder, const CheckJob& job, const Decoded& f
                 return again.handedBack;
             },
             &grown))
-        report.Violation("leak", "memory grew by " + std::to_string(grown >> 10) +
-                                     " KB over repeated decodes: the blocks handed back are not "
-                                     "freed (reuse one buffer; free it in \"Close\")");
+        report.Violation(Rule::Leak,
+                         "memory grew by " + std::to_string(grown >> 10) +
+                             " KB over repeated decodes: the blocks handed back are not "
+                             "freed (reuse one buffer; free it in \"Close\")");
+    CheckCloseReleasesFile(decoder, job.samples.front(), report);
     CheckTwoInstances(job, first, report);
     CheckTagWriter(job, first, report);
+}
+
+// The host tries the cached decoder of an extension first, and only then the installed ones in
+// turn; the first that reads it is cached for good.
+void CheckClaimsTaken(const CheckJob& job, const StringList& extensions, Report& report) {
+    const String folder = ProgramFolder() + u"decoder\\";
+    for (const String& library : PluginLibraries(folder)) {
+        if (EqualsNoCase(library, job.library))
+            continue;
+        for (const String& ext : extensions) {
+            clTwDecoder other;
+            CallGuard guard("an installed decoder (not the plug-in checked)");
+            if (!clTwCodecHandler().TryDecoder(library, ext, other, HostContext(), false))
+                continue;
+            report.Violation(
+                Rule::ExtensionTaken,
+                Quoted(ext) + " is read already by decoder\\" + Narrow(FileNamePart(library)) +
+                    ": the host keeps the first decoder that read an extension in its decoder "
+                    "cache (HKEY_CURRENT_USER\\" +
+                    Narrow(clTwCodecHandler::kDecoderCacheKey) +
+                    "64, one value per extension) and tries it first from then on; delete the "
+                    "value to have the decoders tried anew",
+                Narrow(ext));
+        }
+    }
 }
 
 } // namespace
@@ -419,10 +467,11 @@ void CheckDecoder(const CheckJob& job, Report& report) {
     CheckUnknownValue(decoder, report);
     const StringList extensions = Claims(decoder, report);
     if (extensions.empty()) {
-        report.Violation("decodes-none", "answers no extension to \"Decodes\": the host never "
-                                         "chooses it");
+        report.Violation(Rule::DecodesNone, "answers no extension to \"Decodes\": the host never "
+                                            "chooses it");
         return;
     }
+    CheckClaimsTaken(job, extensions, report);
     CheckRefusals(decoder, extensions.front(), report);
     if (job.samples.empty()) {
         report.Note("no sample file given: open, blocks, close and \"IDTags\" were not driven");

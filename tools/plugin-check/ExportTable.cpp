@@ -113,17 +113,19 @@ bool CheckExports(const KindNames& kind, const std::vector<std::string>& exports
             return Undecorated(n) == wanted;
         });
         if (decorated != exports.end())
-            report.Violation(std::string("decorated-") + wanted,
+            report.Violation(Rule::ExportDecorated,
                              "exports '" + *decorated +
                                  "' but the host looks for the plain name '" + wanted +
                                  "': declare it with WM_PLUGIN_EXPORT or list it in a "
-                                 ".def file");
+                                 ".def file",
+                             wanted);
         else
-            report.Violation(std::string("missing-") + wanted,
+            report.Violation(Rule::ExportMissing,
                              std::string("does not export '") + wanted + "': the host refuses a " +
                                  kind.label +
                                  " that lacks any entry point (export it and "
-                                 "return 0)");
+                                 "return 0)",
+                             wanted);
     }
     return complete;
 }
@@ -134,9 +136,11 @@ void CheckImports(const std::vector<std::string>& imports, Report& report) {
     for (const std::string& name : imports)
         for (const char* runtime : kRuntimes)
             if (Lower(name) == runtime)
-                report.Violation("import-" + name, "imports " + name +
-                                                       ", a compiler runtime that Windows does not "
-                                                       "provide: link with -static");
+                report.Violation(Rule::RuntimeImport,
+                                 "imports " + name +
+                                     ", a compiler runtime that Windows does not provide: link "
+                                     "with -static",
+                                 name);
 }
 
 } // namespace wm::check

@@ -2,7 +2,7 @@
 // of plug-in its exports make it.
 #pragma once
 
-#include "tools/plugin-check/CheckSupport.h"
+#include "tools/plugin-check/Report.h"
 
 #include <windows.h>
 

@@ -7,6 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+#include <string>
+
 namespace wm {
 namespace {
 
@@ -41,6 +44,32 @@ TEST(TagBlockRuleTest, NamesTheEntryAndTheMissingTerminator) {
     EXPECT_NE(TagBlockProblem(noName.data(), noName.size()).find("is below 8"), std::string::npos);
 }
 
+// Each fault is told apart from the others, by kind and by its name in the table.
+TEST(TagBlockRuleTest, EachFaultIsFoundAndNamed) {
+    const struct {
+        std::vector<uint8_t> block;
+        TagBlockFault fault;
+    } cases[] = {
+        {ByteList({1, 0}), TagBlockFault::NoCount},
+        {ByteList({2, 0, 0, 0, 12, 0, 0, 0, 'a', 0, 0, 0, 'b', 0, 0, 0}), TagBlockFault::EndsEarly},
+        {ByteList({1, 0, 0, 0, 6, 0, 0, 0, 'a', 0}), TagBlockFault::RecordTooShort},
+        {ByteList({1, 0, 0, 0, 90, 0, 0, 0, 'a', 0, 0, 0}), TagBlockFault::RecordPastEnd},
+        {ByteList({1, 0, 0, 0, 8, 0, 0, 0, 'a', 0, 'b', 0}), TagBlockFault::NameUnterminated},
+        {ByteList({1, 0, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0}), TagBlockFault::NameEmpty},
+        {ByteList({1, 0, 0, 0, 10, 0, 0, 0, 'a', 0, 0, 0, 'b', 0}),
+         TagBlockFault::ValueUnterminated},
+        {ByteList({1, 0, 0, 0, 12, 0, 0, 0, 'a', 0, 0, 0, 'b', 0, 0, 0, 7}),
+         TagBlockFault::SizeMismatch},
+    };
+    std::set<std::string> names{TagBlockFaultName(TagBlockFault::None)};
+    for (const auto& c : cases) {
+        EXPECT_EQ(FindTagBlockFault(c.block.data(), c.block.size()), c.fault)
+            << TagBlockFaultName(c.fault);
+        EXPECT_FALSE(TagBlockProblem(c.block.data(), c.block.size()).empty());
+        EXPECT_TRUE(names.insert(TagBlockFaultName(c.fault)).second) << TagBlockFaultName(c.fault);
+    }
+}
+
 WmWaveFormat Pcm(uint16_t channels, uint32_t rate, uint16_t bits) {
     WmWaveFormat f{};
     f.formatTag = WM_FORMAT_PCM;
@@ -66,6 +95,27 @@ TEST(FormatRulesTest, ArithmeticAndProblems) {
     WmWaveFormat zero{};
     EXPECT_EQ(FrameBytes(zero), 1u); // nothing divides by 0
     EXPECT_EQ(BytesToMs(5, zero), 5000u);
+}
+
+TEST(FormatRulesTest, EachFaultIsFoundAndNamed) {
+    const WmWaveFormat sound = Pcm(2, 44100, 16);
+    WmWaveFormat tag = sound, zero = sound, align = sound, rate = sound, extensible = sound;
+    tag.formatTag = 2;
+    zero.channels = 0;
+    align.blockAlign = 2;
+    rate.avgBytesPerSec = 44100;
+    extensible.formatTag = WM_FORMAT_EXTENSIBLE;
+    extensible.cbSize = 0;
+    const std::pair<WmWaveFormat, FormatFault> cases[] = {
+        {sound, FormatFault::None},     {tag, FormatFault::UnknownTag},
+        {zero, FormatFault::ZeroField}, {align, FormatFault::BlockAlign},
+        {rate, FormatFault::ByteRate},  {extensible, FormatFault::Extensible}};
+    std::set<std::string> names;
+    for (const auto& [format, fault] : cases) {
+        EXPECT_EQ(FindFormatFault(format), fault) << FormatFaultName(fault);
+        EXPECT_EQ(FormatProblem(format).empty(), fault == FormatFault::None);
+        EXPECT_TRUE(names.insert(FormatFaultName(fault)).second) << FormatFaultName(fault);
+    }
 }
 
 // A torn block fails the run mid-stream and is dropped whole when it carries the end flag.
