@@ -9,9 +9,9 @@ namespace wm {
 namespace {
 
 // Set by the batch for each conversion: a user's value would break the protocol.
-constexpr std::array<StringView, 9> kSetPerConversion = {
+constexpr std::array<StringView, 10> kSetPerConversion = {
     u"infile",      u"outfile",   u"twcmd",           u"evtquit", u"evtafterconvseterror",
-    u"evtwatchdog", u"errorfile", u"shrbytesencoded", u"silent"};
+    u"evtwatchdog", u"errorfile", u"shrbytesencoded", u"silent",  u"loudnessrecord"};
 
 // The batch's own options that always take a value.
 constexpr std::array<StringView, 7> kValued = {u"convert_to", u"out",    u"pattern", u"jobs",
@@ -60,6 +60,18 @@ bool TakeBatchOption(StringView name, const String& value, BatchOptions& o, Stri
     return error.empty();
 }
 
+bool TakeReplayGain(const String& value, BatchOptions& o, String& error) {
+    if (value.empty() || EqualsNoCase(value, u"track"))
+        o.replayGain = ReplayGainMode::kTrack;
+    else if (EqualsNoCase(value, u"album"))
+        o.replayGain = ReplayGainMode::kAlbum;
+    else
+        error = u"-replaygain takes track or album, not '" + value + u"'.";
+    if (error.empty() && o.passThrough.find(u" -replaygain") == String::npos)
+        o.passThrough += OptionText(u"replaygain", u"");
+    return error.empty();
+}
+
 bool CheckComplete(const BatchOptions& o, String& error) {
     if (o.help)
         return true;
@@ -67,6 +79,8 @@ bool CheckComplete(const BatchOptions& o, String& error) {
         error = u"No codec: give -convert_to=<codec> (an encoder in encoder\\).";
     else if (o.inputs.empty())
         error = u"No input: name the files and folders to convert.";
+    else if (o.replayGain == ReplayGainMode::kAlbum && !o.planFile.empty())
+        error = u"-replaygain=album needs the batch to see every track end; -plan runs nothing.";
     return error.empty();
 }
 
@@ -107,6 +121,10 @@ bool ParseBatchArguments(const StringList& args, const PathExists& exists, Batch
         }
         if (EqualsNoCase(name, u"overwrite"))
             o.overwrite = true;
+        else if (EqualsNoCase(name, u"replaygain")) {
+            if (!TakeReplayGain(value, o, error))
+                return false;
+        }
         else if (IsFlag(name))
             o.help = true;
         else if (IsIn(name, kValued)) {

@@ -34,7 +34,11 @@ struct ConversionSetup {
     String passThrough; // options for every conversion (BatchOptions::passThrough)
     String namePrefix;  // makes the kernel-object names of this batch unique
     uint64_t hangMs = 60000;
+    bool loudnessRecords = false; // album gain: each converter leaves its track's blocks
 };
+
+// Where conversion `number` leaves its loudness record (in the command folder).
+String LoudnessRecordPath(const ConversionSetup& setup, uint32_t number);
 
 class Conversion {
   public:
@@ -59,6 +63,7 @@ class Conversion {
     RunningShare Share() const;
     HANDLE Process() const { return child_.Handle(); }
     const PlannedConversion& Plan() const { return plan_; }
+    uint32_t Number() const { return number_; }
 
   private:
     bool WriteCommandFile(const String& namesBase);

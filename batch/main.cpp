@@ -1,6 +1,7 @@
 // WavemillBatch.exe: converts files and folders with Wavemill.exe, several at once, as a parent
 // program drives it. Exit status 0 when every conversion succeeded, 1 when any failed or the
 // user stopped the batch, 2 for bad usage or nothing to convert.
+#include "batch/AlbumGainRun.h"
 #include "batch/BatchArguments.h"
 #include "batch/BatchPlan.h"
 #include "batch/BatchRun.h"
@@ -15,6 +16,8 @@
 
 #include <shellapi.h>
 
+#include <map>
+#include <optional>
 #include <string>
 
 namespace wm {
@@ -33,6 +36,8 @@ const char16_t* const kUsage[] = {
     u"  -overwrite            convert even when an output is up to date",
     u"  -report=<file>        one line per file: CSV, or JSON lines for a .json/.jsonl name",
     u"  -plan=<file>          write the conversions as Wavemill.exe command lines, run none",
+    u"  -replaygain=<scope>   track: tag each output with its measured ReplayGain; album: the",
+    u"                        album gain too (album tag and album artist, within one folder)",
     u"  Any other option (encoder options, -dspeffectN, -tag, -noidtag) goes to every",
     u"  conversion as Wavemill.exe takes it.",
 };
@@ -78,6 +83,18 @@ int WritePlan(const BatchOptions& o, const BatchPlan& plan, const String& wavemi
     return 0;
 }
 
+// A converted file whose album got no album gain keeps its status; the reason says why.
+void NoteMissingAlbumGain(const std::map<String, String>& missing,
+                          std::vector<FileOutcome>& outcomes, ProgressView& view) {
+    for (FileOutcome& o : outcomes) {
+        const auto why = missing.find(o.output);
+        if (o.status != FileStatus::kConverted || why == missing.end())
+            continue;
+        o.reason = why->second;
+        view.Line(u"  " + o.output + u": " + o.reason);
+    }
+}
+
 // The batch's own folder for command files, named after its process so batches stay apart.
 String CommandFolder() {
     const String folder =
@@ -99,10 +116,20 @@ int RunPlanned(const BatchOptions& o, BatchPlan& plan, const String& wavemill, P
     ::GetSystemInfo(&system);
     const uint32_t jobs = o.jobs ? o.jobs : std::max<uint32_t>(1, system.dwNumberOfProcessors);
 
-    BatchResult result = RunBatch(plan.conversions, setup, jobs, view);
+    setup.loudnessRecords = o.replayGain == ReplayGainMode::kAlbum;
+    std::optional<AlbumGainRun> albums;
+    if (setup.loudnessRecords)
+        albums.emplace(plan.conversions, setup, ProgramFolder());
+    BatchResult result = RunBatch(plan.conversions, setup, jobs, view,
+                                  [&albums](uint32_t number, const FileOutcome& outcome) {
+                                      if (albums)
+                                          albums->ConversionEnded(number, outcome);
+                                  });
     RemoveFolder(setup.commandFolder, true);
     std::vector<FileOutcome> all = std::move(plan.skipped);
     all.insert(all.end(), result.outcomes.begin(), result.outcomes.end());
+    if (albums)
+        NoteMissingAlbumGain(albums->Missing(), all, view);
     for (size_t i = plan.conversions.size() - result.notStarted; i < plan.conversions.size(); ++i)
         all.push_back(Outcome(plan.conversions[i].source.path, plan.conversions[i].output,
                               FileStatus::kSkipped, u"not started: the batch was stopped"));

@@ -21,6 +21,7 @@
 #include <windows.h>
 
 #include <functional>
+#include <vector>
 
 namespace wm {
 
@@ -239,8 +240,9 @@ void TwWavemill::PrepareOutput() {
     // its own files, still gets the tags.
     tagWriterOn_ = sink_.Prepare(opt_.outputFile) && opt_.writeTags;
     // A level an effect changed makes the old replay-gain values wrong: they are dropped.
-    const bool replayGain =
-        (EncoderWantsReplayGain() || replayGainWanted_) && !dsps_->ChangesLevel();
+    // Measured values replace the old ones when the run ends; until then none travel.
+    const bool replayGain = (EncoderWantsReplayGain() || replayGainWanted_) &&
+                            !dsps_->ChangesLevel() && !opt_.loudness.measure;
     tags_->UpdateEncoderTags(openInfo_.tagData, openInfo_.tagSize, openInfo_.secondData,
                              openInfo_.secondSize, replayGain, encoderCommandLine_);
     FillConversion(sink_.FileToWrite());
@@ -309,11 +311,14 @@ bool TwWavemill::RunBlockLoop() {
     if (encoderState_ == EncoderState::NotBegun)
         later = [this](const WmWaveFormat& format) { return BeginEncoder(format); };
     EncoderStage encoder(encoder_, opt_.codec, later);
-    BlockStage* withEffects[] = {dsps_.get(), &encoder};
-    BlockStage* encoderOnly[] = {&encoder};
-    std::span<BlockStage* const> stages(withEffects);
-    if (!dsps_->HasLivePass())
-        stages = encoderOnly;
+    std::vector<BlockStage*> stages;
+    if (dsps_->HasLivePass())
+        stages.push_back(dsps_.get());
+    if (opt_.loudness.measure) {
+        scan_ = std::make_unique<LoudnessScan>(opt_.loudness.truePeak, static_cast<FlowHost&>(*this));
+        stages.push_back(scan_.get());
+    }
+    stages.push_back(&encoder);
     BlockSource& blocks = rendered_.IsOpen() ? static_cast<BlockSource&>(rendered_) : *source_;
     BlockPump pump(blocks, stages, *this, status_, {openInfo_.msLength, parentMode_, ConsoleBar()});
     pump.Run();
