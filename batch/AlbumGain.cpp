@@ -21,7 +21,8 @@ String AlbumKey(StringView sourcePath, StringView album, StringView albumArtist,
     if (album.empty())
         return {};
     const size_t slash = sourcePath.find_last_of(u"\\/");
-    const StringView folder = slash == StringView::npos ? StringView() : sourcePath.substr(0, slash);
+    const StringView folder =
+        slash == StringView::npos ? StringView() : sourcePath.substr(0, slash);
     return Folded(folder) + u'\n' + Folded(album) + u'\n' +
            Folded(albumArtist.empty() ? artist : albumArtist);
 }
@@ -33,9 +34,8 @@ void AlbumLedger::Add(size_t track, const String& key) {
     albumOf_[track] = key;
 }
 
-std::optional<AlbumVerdict> AlbumLedger::TrackEnded(size_t track,
-                                                    std::optional<LoudnessRecord> record,
-                                                    const String& failure) {
+std::optional<AlbumVerdict>
+AlbumLedger::TrackEnded(size_t track, std::optional<LoudnessRecord> record, const String& failure) {
     const auto of = albumOf_.find(track);
     if (of == albumOf_.end())
         return std::nullopt;

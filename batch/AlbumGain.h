@@ -15,8 +15,7 @@ namespace wm {
 
 // The album of a source: its folder, its album tag and its album artist (the artist when it has
 // none), compared case-blind. Empty when the source has no album tag: it belongs to no album.
-String AlbumKey(StringView sourcePath, StringView album, StringView albumArtist,
-                StringView artist);
+String AlbumKey(StringView sourcePath, StringView album, StringView albumArtist, StringView artist);
 
 struct AlbumVerdict {
     std::vector<size_t> tracks; // the conversions of the album, in the order they were added

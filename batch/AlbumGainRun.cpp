@@ -25,8 +25,8 @@ std::optional<LoudnessRecord> ReadRecord(const String& path) {
 
 } // namespace
 
-AlbumGainRun::AlbumGainRun(const std::vector<PlannedConversion>& plan,
-                           const ConversionSetup& setup, const String& programFolder)
+AlbumGainRun::AlbumGainRun(const std::vector<PlannedConversion>& plan, const ConversionSetup& setup,
+                           const String& programFolder)
     : plan_(plan), setup_(setup), programFolder_(programFolder) {
     for (size_t i = 0; i < plan.size(); ++i) {
         const TagLookup tags = ReadSourceTags(plan[i].source.path, programFolder);
@@ -53,9 +53,9 @@ void AlbumGainRun::Finish(const AlbumVerdict& album) {
         if (!converted_[track])
             continue;
         const String& output = plan_[track].output;
-        const String why = album.measured ? WriteAlbumGain(output, album, programFolder_)
-                                          : u"another track of its album failed (" +
-                                                album.reason + u")";
+        const String why = album.measured
+                               ? WriteAlbumGain(output, album, programFolder_)
+                               : u"another track of its album failed (" + album.reason + u")";
         if (!why.empty())
             missing_[output] = u"no album gain: " + why;
     }

@@ -9,7 +9,6 @@
 namespace wm {
 
 // Empty when the output holds the album values, else why not.
-String WriteAlbumGain(const String& output, const AlbumVerdict& album,
-                      const String& programFolder);
+String WriteAlbumGain(const String& output, const AlbumVerdict& album, const String& programFolder);
 
 } // namespace wm

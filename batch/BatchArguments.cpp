@@ -124,8 +124,7 @@ bool ParseBatchArguments(const StringList& args, const PathExists& exists, Batch
         else if (EqualsNoCase(name, u"replaygain")) {
             if (!TakeReplayGain(value, o, error))
                 return false;
-        }
-        else if (IsFlag(name))
+        } else if (IsFlag(name))
             o.help = true;
         else if (IsIn(name, kValued)) {
             if (value.empty()) {

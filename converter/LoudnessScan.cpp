@@ -36,7 +36,8 @@ bool LoudnessScan::Pass(AudioBlockInfo& block) {
 }
 
 bool LoudnessScan::Start(const WmWaveFormat& format) {
-    const int mode = EBUR128_MODE_I | (truePeak_ ? EBUR128_MODE_TRUE_PEAK : EBUR128_MODE_SAMPLE_PEAK);
+    const int mode =
+        EBUR128_MODE_I | (truePeak_ ? EBUR128_MODE_TRUE_PEAK : EBUR128_MODE_SAMPLE_PEAK);
     ebur128_state* state = ebur128_init(format.channels, format.samplesPerSec, mode);
     if (!state)
         return Failed(u"libebur128 does not measure this channel count or rate");

@@ -34,8 +34,8 @@ class LoudnessScan final : public BlockStage {
     FlowHost& host_;
     std::unique_ptr<Meter> meter_;
     WmWaveFormat format_{};
-    size_t framesPerStep_ = 0;  // 100 ms: the gating blocks' step
-    size_t framesToBlock_ = 0;  // until the next gating block is complete
+    size_t framesPerStep_ = 0; // 100 ms: the gating blocks' step
+    size_t framesToBlock_ = 0; // until the next gating block is complete
     std::vector<double> samples_;
     GatingBlocks blocks_;
     String fault_;

@@ -315,7 +315,8 @@ bool TwWavemill::RunBlockLoop() {
     if (dsps_->HasLivePass())
         stages.push_back(dsps_.get());
     if (opt_.loudness.measure) {
-        scan_ = std::make_unique<LoudnessScan>(opt_.loudness.truePeak, static_cast<FlowHost&>(*this));
+        scan_ =
+            std::make_unique<LoudnessScan>(opt_.loudness.truePeak, static_cast<FlowHost&>(*this));
         stages.push_back(scan_.get());
     }
     stages.push_back(&encoder);

@@ -38,8 +38,8 @@ bool ToDoubleSamples(const WmWaveFormat& format, const void* data, size_t bytes,
     const unsigned width = f.BitsPerSample() / 8u;
     const unsigned channels = f.Channels();
     if (channels == 0 || f.BitsPerSample() % 8 != 0 || f.BlockAlign() != width * channels ||
-        (isFloat ? width != 4 && width != 8 : f.EffectiveTag() != WaveFormat::kTagPcm || width == 0 ||
-                                                  width > 4))
+        (isFloat ? width != 4 && width != 8
+                 : f.EffectiveTag() != WaveFormat::kTagPcm || width == 0 || width > 4))
         return false;
     const size_t samples = bytes / f.BlockAlign() * channels;
     out.resize(samples);

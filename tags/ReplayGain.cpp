@@ -55,7 +55,8 @@ double GatedLoudness(const GatingBlocks& blocks) {
         }
     if (count == 0)
         return -std::numeric_limits<double>::infinity();
-    const double relativeGate = sum / static_cast<double>(count) * std::pow(10.0, kRelativeGateLu / 10);
+    const double relativeGate =
+        sum / static_cast<double>(count) * std::pow(10.0, kRelativeGateLu / 10);
     const double gate = std::max(absoluteGate, relativeGate);
     sum = 0;
     count = 0;

@@ -106,7 +106,8 @@ class DecoderFrame {
 
     // Set "IDTags" (pointer1 the finished file, pointer4 and value2 the tag block) answered by
     // `write(path, tags)`, which returns why the tags are not in the file (empty when they are).
-    template <class Write> uint32_t AnswerTagWrite(const WmChar* name, PluginValue* value, Write write) {
+    template <class Write>
+    uint32_t AnswerTagWrite(const WmChar* name, PluginValue* value, Write write) {
         if (!Is(name, WM_VALUE_ID_TAGS) || !value || !value->pointer1 ||
             (!value->pointer4 && value->value2 != 0))
             return 0;

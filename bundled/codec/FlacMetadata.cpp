@@ -31,7 +31,8 @@ std::string VendorOf(const FlacFront& front) {
     for (const FlacBlock& b : front.blocks) {
         if (b.type != kVorbisComment || b.body.size() < 4)
             continue;
-        const uint32_t length = b.body[0] | b.body[1] << 8 | b.body[2] << 16 | uint32_t{b.body[3]} << 24;
+        const uint32_t length =
+            b.body[0] | b.body[1] << 8 | b.body[2] << 16 | uint32_t{b.body[3]} << 24;
         if (length <= b.body.size() - 4)
             return std::string(b.body.begin() + 4, b.body.begin() + 4 + length);
     }

@@ -21,8 +21,7 @@ String WriteFlacTags(const char16_t* path, const wav::WaveTags& tags) {
     };
     if (!codec::ReadFlacFront(readAt, front, why))
         return Widen(why);
-    return ReplaceFront(path, file,
-                        codec::RewriteFlacTags(front, tags, kPaddingIfMoved),
+    return ReplaceFront(path, file, codec::RewriteFlacTags(front, tags, kPaddingIfMoved),
                         front.audioAt);
 }
 

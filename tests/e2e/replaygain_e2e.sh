@@ -5,18 +5,29 @@
 # Usage: replaygain_e2e.sh <stage dir> <wine prefix> <work dir> <wavtool.exe>
 set -uo pipefail
 . "$(dirname "$0")/shell_support.sh"
-e2e_start "$@" sox flac metaflac loudgain
+e2e_start "$@" sox flac metaflac loudgain ffprobe mpg123
 # loudgain's view of one file: "<loudness LUFS> <true peak> <gain dB>".
 loudgain_of() {
     loudgain -O -q "$1" | awk -F'\t' 'NR == 2 {sub(/ LUFS/, "", $2); sub(/ dB/, "", $9); print $2, $4, $9}'
 }
 flac_tag() { metaflac --show-tag="$2" "$1" | sed -n '1s/^[^=]*=//p'; }
-# near <a> <b> <tolerance>: |a - b| <= tolerance.
-near() { awk -v a="$1" -v b="$2" -v d="$3" 'BEGIN { x = a - b; exit !(x <= d + 1e-9 && -x <= d + 1e-9) }'; }
+# A tag as ffprobe reads it (ID3v2 TXXX frames by their description), case-blind.
+probe_tag() { ffprobe -v error -show_entries format_tags -of default=nw=1 "$1" | sed -n "s/^TAG:$2=//Ip" | head -1; }
+number='^[+-]?[0-9]+(\.[0-9]+)?$'
+# near <a> <b> <tolerance>: two numbers, |a - b| <= tolerance.
+near() {
+    [[ $1 =~ $number && $2 =~ $number ]] &&
+        awk -v a="$1" -v b="$2" -v d="$3" 'BEGIN { x = a - b; exit !(x <= d + 1e-9 && -x <= d + 1e-9) }'
+}
 # Two linear peaks within <dB> of each other.
-peaks_near() { awk -v a="$1" -v b="$2" -v d="$3" 'BEGIN { x = 20 * log(a / b) / log(10); exit !(x <= d && -x <= d) }'; }
+peaks_near() {
+    [[ $1 =~ $number && $2 =~ $number ]] &&
+        awk -v a="$1" -v b="$2" -v d="$3" 'BEGIN { x = 20 * log(a / b) / log(10); exit !(x <= d && -x <= d) }'
+}
+# same <a> <b>: equal and not empty.
+same() { [ -n "$1" ] && [ "$1" = "$2" ]; }
 sample_peak() {
-    sox -V1 "$1" -n stat 2>&1 | awk '/^Maximum amplitude/ {a = $3} /^Minimum amplitude/ {b = -$3} END {printf "%.6f", a > b ? a : b}'
+    sox "$1" -n stat 2>&1 | awk '/^Maximum amplitude/ {a = $3} /^Minimum amplitude/ {b = -$3} END {printf "%.6f", (a > b ? a : b) + 0}'
 }
 
 # A 4-track album: loud stereo, a quiet interlude, a mono track, a 5.1 track; 8-bit beside them.
@@ -36,13 +47,30 @@ for t in t1 t2 t3 t4 t5; do
     check "$t: track gain within 0.05 dB of loudgain's" near "${ours% dB}" "$gain" 0.05
     check "$t: true peak within 0.05 dB of loudgain's" peaks_near "$ourpeak" "$peak" 0.05
     check "$t: gain written as metaflac writes it" grep -qE '^[+-][0-9]+\.[0-9]{2} dB$' <<<"$ours"
-    check "$t: the audio is the source's" same_audio $t.wav $t.flac
+    # (8-bit WAV is unsigned, FLAC signed: sox's raw bytes differ there.)
+    [ $t = t5 ] || check "$t: the audio is the source's" same_audio $t.wav $t.flac
 done
+
+# --- MP3: ID3v2 TXXX frames, rewritten in front of the audio ---
+for t in t1 t2 t3; do
+    wm -infile=$t.wav -outfile=$t.mp3 -convert_to=MP3 -V 2 -replaygain -truepeak -tag="title=Song $t"
+    check "$t: -replaygain to MP3 exits 0" test $? -eq 0
+    read -r lufs peak gain < <(loudgain_of $t.mp3)
+    ours=$(probe_tag $t.mp3 replaygain_track_gain)
+    echo "     $t.mp3: ours $ours; loudgain $gain dB on the decoded MP3"
+    check "$t.mp3: track gain within 0.1 dB of loudgain's" near "${ours% dB}" "$gain" 0.1
+    check "$t.mp3: mpg123 decodes the whole file" test "$(mpg123 -q -s $t.mp3 | wc -c)" -gt 0
+done
+check "MP3: the other tags survive the rewrite" same "$(probe_tag t1.mp3 title)" "Song t1"
+# Carried over, each format its own way: MP3 to FLAC keeps the measured values.
+wm -infile=t1.mp3 -outfile=from-mp3.flac -convert_to=FLAC
+check "MP3 to FLAC carries the gain as REPLAYGAIN_TRACK_GAIN" \
+    same "$(flac_tag from-mp3.flac REPLAYGAIN_TRACK_GAIN)" "$(probe_tag t1.mp3 replaygain_track_gain)"
 
 # --- the sample peak by default ---
 wm -infile=t1.wav -outfile=s1.flac -convert_to=FLAC -replaygain
 check "sample peak: sox's maximum amplitude" \
-    test "$(flac_tag s1.flac REPLAYGAIN_TRACK_PEAK)" = "$(sample_peak t1.wav)"
+    same "$(flac_tag s1.flac REPLAYGAIN_TRACK_PEAK)" "$(sample_peak t1.wav)"
 
 # --- a level-changing effect: fresh values replace the source's ---
 flac -s -f -o old.flac t1.wav && metaflac --set-tag=REPLAYGAIN_TRACK_GAIN=+9.99\ dB \
@@ -71,7 +99,7 @@ check "record: one block each 100 ms after the first 400 ms ($blocks)" test "$bl
 check "record: the blocks gate to the track's loudness ($fromblocks, $lufs)" near "$fromblocks" "$lufs" 0.0001
 
 # --- silence, a track shorter than one gating block ---
-sox -R -V1 -n -r 44100 -c 2 -b 16 silent.wav trim 0 3
+sox -R -D -V1 -n -r 44100 -c 2 -b 16 silent.wav trim 0 3
 sox -R -V1 -n -r 44100 -c 2 -b 16 short.wav synth 0.3 pinknoise
 for t in silent short; do
     wm -infile=$t.wav -outfile=$t.flac -convert_to=FLAC -replaygain
@@ -79,8 +107,38 @@ for t in silent short; do
         test "$?:$(metaflac --export-tags-to=- $t.flac | grep -c REPLAYGAIN_TRACK_GAIN):$(flac_tag $t.flac REPLAYGAIN_TRACK_PEAK)" \
         = "0:0:$(sample_peak $t.wav)"
 done
-wine "$stage/Wavemill.exe" -infile=silent.wav -outfile=i.flac -convert_to=FLAC -replaygain </dev/null >info.out 2>&1
+wine "$stage/Wavemill.exe" -infile=silent.wav -outfile=i.flac -convert_to=FLAC -replaygain </dev/null 2>&1 |
+    tr -d '\0' >info.out
 check "silence: an information line says why there is no gain" grep -q "no track gain is written" info.out
+check "silence: the peak is 0" same "$(flac_tag silent.flac REPLAYGAIN_TRACK_PEAK)" 0.000000
+
+# --- album gain in the batch: the album's audio gated together, written once its last track ends ---
+mkdir -p album bad
+for t in t1 t2 t3 t4; do
+    wm -infile=$t.wav -outfile=album/$t.flac -convert_to=FLAC -tag="album=Loud Album" -tag="artist=A"
+done
+wm -infile=t1.wav -outfile=bad/b1.flac -convert_to=FLAC -tag="album=Broken" -tag="artist=A"
+wm -infile=t2.wav -outfile=bad/b2.flac -convert_to=FLAC -tag="album=Broken" -tag="artist=A"
+head -c 30000 bad/b2.flac >bad/b2-cut.flac && rm bad/b2.flac
+wine "$stage/WavemillBatch.exe" -convert_to=FLAC -replaygain=album -truepeak -jobs=2 -out=out \
+    -report=report.csv album bad </dev/null >batch.out 2>&1
+check "batch with a failed track exits 1" test $? -eq 1
+read -r alufs apeak again < <(loudgain -O -q -a out/t?.flac | awk -F'\t' '$1 == "Album" {sub(/ LUFS/, "", $2); sub(/ dB/, "", $9); print $2, $4, $9}')
+for t in t1 t2 t3 t4; do
+    got=$(flac_tag out/$t.flac REPLAYGAIN_ALBUM_GAIN)
+    check "$t: album gain $got within 0.05 dB of loudgain -a's $again dB" near "${got% dB}" "$again" 0.05
+    check "$t: album peak within 0.05 dB of loudgain's" \
+        peaks_near "$(flac_tag out/$t.flac REPLAYGAIN_ALBUM_PEAK)" "$apeak" 0.05
+done
+mean=$(for t in t1 t2 t3 t4; do loudgain_of out/$t.flac; done | awk '{s += $1} END {printf "%.2f", s / 4}')
+echo "     album: $alufs LUFS gated together; the mean of its tracks would be $mean"
+check "the album's loudness is not the mean of its tracks'" awk -v a="$alufs" -v m="$mean" 'BEGIN { exit !(a - m > 1) }'
+check "a failed track leaves its album without album gain" \
+    test "$(metaflac --export-tags-to=- out/b1.flac | grep -c REPLAYGAIN_ALBUM):$(flac_tag out/b1.flac REPLAYGAIN_TRACK_GAIN | grep -c dB)" = 0:1
+check "the report says why" grep -q 'b1.flac.*no album gain: another track of its album failed (b2-cut.flac failed)' report.csv
+wine "$stage/WavemillBatch.exe" -convert_to=FLAC -replaygain=album -out=one album/t3.flac </dev/null >batch.out 2>&1
+check "an album of one track: album gain = track gain" \
+    same "$(flac_tag one/t3.flac REPLAYGAIN_ALBUM_GAIN)" "$(flac_tag one/t3.flac REPLAYGAIN_TRACK_GAIN)"
 
 # --- usage ---
 wm -infile=t1.wav -outfile=a.flac -convert_to=FLAC -replaygain=album

@@ -18,7 +18,8 @@ TEST(AlbumGainTest, KeyIsFolderAlbumAndAlbumArtistCaseBlind) {
     EXPECT_NE(a, AlbumKey(u"D:\\Music\\Y\\01.flac", u"Blue", u"Joni", u"")); // another folder
     EXPECT_NE(a, AlbumKey(u"D:\\Music\\X\\03.flac", u"Blue", u"", u"Someone"));
     // Without an album artist the artist groups.
-    EXPECT_EQ(AlbumKey(u"X\\1.flac", u"B", u"", u"Joni"), AlbumKey(u"X\\2.flac", u"B", u"Joni", u""));
+    EXPECT_EQ(AlbumKey(u"X\\1.flac", u"B", u"", u"Joni"),
+              AlbumKey(u"X\\2.flac", u"B", u"Joni", u""));
     EXPECT_TRUE(AlbumKey(u"X\\1.flac", u"", u"Joni", u"Joni").empty());
 }
 
