@@ -51,6 +51,18 @@ for t in t1 t2 t3 t4 t5; do
     [ $t = t5 ] || check "$t: the audio is the source's" same_audio $t.wav $t.flac
 done
 
+# --- WAV: the encoder's "id3 " chunk, TXXX frames; a float source measured as float ---
+sox -R -V1 -n -r 48000 -c 2 -e floating-point -b 32 f6.wav synth 5 pinknoise gain -3
+for t in t1 f6; do
+    wm -infile=$t.wav -outfile=w-$t.wav -convert_to=Wave -replaygain -truepeak
+    check "$t: -replaygain to WAV exits 0" test $? -eq 0
+    read -r lufs peak gain < <(loudgain_of w-$t.wav)
+    ours=$(probe_tag w-$t.wav replaygain_track_gain)
+    echo "     w-$t.wav: ours $ours; loudgain $gain dB"
+    check "w-$t.wav: track gain within 0.05 dB of loudgain's" near "${ours% dB}" "$gain" 0.05
+    check "w-$t.wav: the audio is the source's" same_audio $t.wav w-$t.wav
+done
+
 # --- MP3: ID3v2 TXXX frames, rewritten in front of the audio ---
 for t in t1 t2 t3; do
     wm -infile=$t.wav -outfile=$t.mp3 -convert_to=MP3 -V 2 -replaygain -truepeak -tag="title=Song $t"
