@@ -1,102 +1,95 @@
 #include "converter/LoudnessScan.h"
 
-#include "converter/SampleFrames.h"
-
-#include <ebur128.h>
-
-#include <algorithm>
-#include <cmath>
-#include <cstring>
-
 namespace wm {
 
-struct LoudnessScan::Meter {
-    explicit Meter(ebur128_state* s) : state(s) {}
-    ~Meter() { ebur128_destroy(&state); }
-    ebur128_state* state;
-};
+namespace {
+// Enough to keep the meter busy while the encoder takes a block, without holding much audio.
+constexpr size_t kMaxQueued = 4;
+} // namespace
 
-LoudnessScan::LoudnessScan(bool truePeak, FlowHost& host) : truePeak_(truePeak), host_(host) {}
+LoudnessScan::LoudnessScan(bool truePeak, FlowHost& host) : meter_(truePeak), host_(host) {}
 
-LoudnessScan::~LoudnessScan() = default;
+LoudnessScan::~LoudnessScan() {
+    Drain();
+}
 
 bool LoudnessScan::Pass(AudioBlockInfo& block) {
-    if (!fault_.empty())
-        return false;
     if (block.length == 0)
-        return true;
-    if (!meter_ && !Start(block.format))
-        return false;
-    if (block.format.channels != format_.channels ||
-        block.format.samplesPerSec != format_.samplesPerSec)
-        return Failed(u"the audio's format changed in the middle of the stream");
-    if (!ToDoubleSamples(block.format, block.data, block.length, samples_))
-        return Failed(u"the sample format cannot be measured");
-    return Add(samples_.data(), samples_.size() / format_.channels);
-}
-
-bool LoudnessScan::Start(const WmWaveFormat& format) {
-    const int mode =
-        EBUR128_MODE_I | (truePeak_ ? EBUR128_MODE_TRUE_PEAK : EBUR128_MODE_SAMPLE_PEAK);
-    ebur128_state* state = ebur128_init(format.channels, format.samplesPerSec, mode);
-    if (!state)
-        return Failed(u"libebur128 does not measure this channel count or rate");
-    meter_ = std::make_unique<Meter>(state);
-    format_ = format;
-    // The meter's own step (it rounds the same way): a gating block ends every 100 ms from the
-    // first 400 ms on, and the momentary loudness read at that moment is that block's.
-    framesPerStep_ = (format.samplesPerSec + 5) / 10;
-    framesToBlock_ = 4 * framesPerStep_;
-    return true;
-}
-
-// Feeds the meter up to each block's end, where the block's energy is read: the batch gates an
-// album over all its tracks' blocks, as the meter gates one track over its own.
-bool LoudnessScan::Add(const double* samples, size_t frames) {
-    while (frames > 0) {
-        const size_t n = std::min(frames, framesToBlock_);
-        if (ebur128_add_frames_double(meter_->state, samples, n) != EBUR128_SUCCESS)
-            return Failed(u"libebur128 refused the audio");
-        samples += n * format_.channels;
-        frames -= n;
-        framesToBlock_ -= n;
-        if (framesToBlock_ > 0)
-            continue;
-        double lufs = 0;
-        if (ebur128_loudness_momentary(meter_->state, &lufs) != EBUR128_SUCCESS)
-            return Failed(u"libebur128 gave no block loudness");
-        blocks_.push_back(std::isfinite(lufs) ? EnergyOfLoudness(lufs) : 0.0);
-        framesToBlock_ = framesPerStep_;
+        return !failed_ || Report();
+    if (!thread_) {
+        thread_ = ::CreateThread(nullptr, 0, &LoudnessScan::MeterThread, this, 0, nullptr);
+        if (!thread_) {
+            failed_ = true;
+            return Report();
+        }
     }
-    return true;
+    Piece piece{block.format,
+                std::vector<uint8_t>(static_cast<const uint8_t*>(block.data),
+                                     static_cast<const uint8_t*>(block.data) + block.length)};
+    ::AcquireSRWLockExclusive(&lock_);
+    while (queue_.size() >= kMaxQueued && !failed_)
+        ::SleepConditionVariableSRW(&changed_, &lock_, INFINITE, 0);
+    const bool failed = failed_;
+    if (!failed)
+        queue_.push_back(std::move(piece));
+    ::ReleaseSRWLockExclusive(&lock_);
+    ::WakeAllConditionVariable(&changed_);
+    return !failed || Report();
+}
+
+DWORD WINAPI LoudnessScan::MeterThread(void* self) {
+    static_cast<LoudnessScan*>(self)->MeterPieces();
+    return 0;
+}
+
+void LoudnessScan::MeterPieces() {
+    for (;;) {
+        ::AcquireSRWLockExclusive(&lock_);
+        while (queue_.empty() && !ended_)
+            ::SleepConditionVariableSRW(&changed_, &lock_, INFINITE, 0);
+        if (queue_.empty()) {
+            ::ReleaseSRWLockExclusive(&lock_);
+            return;
+        }
+        Piece piece = std::move(queue_.front());
+        queue_.pop_front();
+        ::ReleaseSRWLockExclusive(&lock_);
+        ::WakeAllConditionVariable(&changed_);
+        if (!meter_.Add(piece.format, piece.bytes.data(), piece.bytes.size())) {
+            ::AcquireSRWLockExclusive(&lock_);
+            failed_ = true;
+            queue_.clear();
+            ::ReleaseSRWLockExclusive(&lock_);
+            ::WakeAllConditionVariable(&changed_);
+            return;
+        }
+    }
+}
+
+void LoudnessScan::Drain() {
+    if (!thread_)
+        return;
+    ::AcquireSRWLockExclusive(&lock_);
+    ended_ = true;
+    ::ReleaseSRWLockExclusive(&lock_);
+    ::WakeAllConditionVariable(&changed_);
+    ::WaitForSingleObject(thread_, INFINITE);
+    ::CloseHandle(thread_);
+    thread_ = nullptr;
 }
 
 bool LoudnessScan::Result(LoudnessRecord& out) {
-    out = LoudnessRecord{};
-    if (!fault_.empty())
-        return false;
-    if (!meter_) { // nothing was encoded: silence of no length
-        out.lufs = GatedLoudness({});
-        return true;
-    }
-    if (ebur128_loudness_global(meter_->state, &out.lufs) != EBUR128_SUCCESS)
-        return Failed(u"libebur128 gave no loudness");
-    for (unsigned c = 0; c < format_.channels; ++c) {
-        double peak = 0;
-        const int got = truePeak_ ? ebur128_true_peak(meter_->state, c, &peak)
-                                  : ebur128_sample_peak(meter_->state, c, &peak);
-        if (got != EBUR128_SUCCESS)
-            return Failed(u"libebur128 gave no peak");
-        out.peak = std::max(out.peak, peak);
-    }
-    out.blocks = blocks_;
-    return true;
+    Drain();
+    return (!failed_ && meter_.Result(out)) || Report();
 }
 
-bool LoudnessScan::Failed(StringView why) {
-    if (fault_.empty()) {
-        fault_ = String(why);
-        host_.Error(u"Error: ReplayGain: the audio could not be measured: " + fault_ + u".");
+// Says once why the audio could not be measured; always false.
+bool LoudnessScan::Report() {
+    if (!reported_) {
+        reported_ = true;
+        const String why =
+            meter_.Fault().empty() ? String(u"no thread could be started") : meter_.Fault();
+        host_.Error(u"Error: ReplayGain: the audio could not be measured: " + why + u".");
     }
     return false;
 }

@@ -1,12 +1,15 @@
 // The measuring stage of a -replaygain run: it sits just before the encoder, so it measures what
-// the encoder gets (after every effect), in the same pass and without changing a block.
+// the encoder gets (after every effect), in the same pass and without changing a block. The
+// meter runs on a thread of its own, beside the encoder, with a few blocks' copies queued.
 #pragma once
 
+#include "converter/LoudnessMeter.h"
 #include "plugins/BlockFlow.h"
-#include "tags/ReplayGain.h"
-#include "text/String.h"
 
-#include <memory>
+#include <windows.h>
+
+#include <atomic>
+#include <deque>
 #include <vector>
 
 namespace wm {
@@ -25,20 +28,25 @@ class LoudnessScan final : public BlockStage {
     bool Result(LoudnessRecord& out);
 
   private:
-    bool Start(const WmWaveFormat& format);
-    bool Add(const double* samples, size_t frames);
-    bool Failed(StringView why);
+    struct Piece {
+        WmWaveFormat format;
+        std::vector<uint8_t> bytes;
+    };
+    static DWORD WINAPI MeterThread(void* self);
+    void MeterPieces();
+    // Ends the meter's thread once it has measured every piece queued.
+    void Drain();
+    bool Report();
 
-    struct Meter; // libebur128's state, owned
-    bool truePeak_;
+    LoudnessMeter meter_;
     FlowHost& host_;
-    std::unique_ptr<Meter> meter_;
-    WmWaveFormat format_{};
-    size_t framesPerStep_ = 0; // 100 ms: the gating blocks' step
-    size_t framesToBlock_ = 0; // until the next gating block is complete
-    std::vector<double> samples_;
-    GatingBlocks blocks_;
-    String fault_;
+    HANDLE thread_ = nullptr;
+    SRWLOCK lock_ = SRWLOCK_INIT;
+    CONDITION_VARIABLE changed_ = CONDITION_VARIABLE_INIT;
+    std::deque<Piece> queue_; // guarded by lock_, as is ended_
+    bool ended_ = false;
+    std::atomic<bool> failed_ = false;
+    bool reported_ = false; // the converter's thread only
 };
 
 } // namespace wm
