@@ -9,9 +9,7 @@
 
 namespace wm {
 
-namespace {
-
-std::optional<LoudnessRecord> ReadRecord(const String& path) {
+std::optional<LoudnessRecord> ReadLoudnessRecordFile(const String& path) {
     FileAccess file;
     if (!file.OpenRead(path))
         return std::nullopt;
@@ -23,16 +21,16 @@ std::optional<LoudnessRecord> ReadRecord(const String& path) {
     return ReadLoudnessRecord(text);
 }
 
-} // namespace
+String SourceAlbumKey(const String& source, const String& programFolder) {
+    const TagLookup tags = ReadSourceTags(source, programFolder);
+    return AlbumKey(source, tags(u"album"), tags(u"album artist"), tags(u"artist"));
+}
 
 AlbumGainRun::AlbumGainRun(const std::vector<PlannedConversion>& plan, const ConversionSetup& setup,
                            const String& programFolder)
     : plan_(plan), setup_(setup), programFolder_(programFolder) {
-    for (size_t i = 0; i < plan.size(); ++i) {
-        const TagLookup tags = ReadSourceTags(plan[i].source.path, programFolder);
-        ledger_.Add(i, AlbumKey(plan[i].source.path, tags(u"album"), tags(u"album artist"),
-                                tags(u"artist")));
-    }
+    for (size_t i = 0; i < plan.size(); ++i)
+        ledger_.Add(i, SourceAlbumKey(plan[i].source.path, programFolder));
 }
 
 void AlbumGainRun::ConversionEnded(uint32_t number, const FileOutcome& outcome) {
@@ -40,7 +38,7 @@ void AlbumGainRun::ConversionEnded(uint32_t number, const FileOutcome& outcome) 
     std::optional<LoudnessRecord> record;
     String failure = FileNamePart(outcome.input) + u" failed";
     if (outcome.status == FileStatus::kConverted) {
-        record = ReadRecord(LoudnessRecordPath(setup_, number));
+        record = ReadLoudnessRecordFile(LoudnessRecordPath(setup_, number));
         failure = u"the loudness of " + FileNamePart(outcome.input) + u" is unknown";
     }
     converted_[track] = outcome.status == FileStatus::kConverted;

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 
 namespace wm {
 
@@ -25,6 +26,7 @@ struct BatchOptions {
     ReportFormat reportFormat = ReportFormat::kCsv;
     String planFile;
     ReplayGainMode replayGain = ReplayGainMode::kOff;
+    std::optional<double> albumLoudness; // -albumloudness=<LUFS>
     bool help = false;
     StringList inputs;
     // Encoder options, -dspeffectN, -tag... as the converter's option text, each starting with

@@ -23,6 +23,7 @@ struct PlannedConversion {
     SourceFile source;
     String output;
     uint64_t sourceBytes = 0;
+    String extraOptions; // this conversion's own, after the shared ones (an album's level)
 };
 
 // What every conversion of one batch shares.

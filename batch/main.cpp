@@ -2,6 +2,7 @@
 // program drives it. Exit status 0 when every conversion succeeded, 1 when any failed or the
 // user stopped the batch, 2 for bad usage or nothing to convert.
 #include "batch/AlbumGainRun.h"
+#include "batch/AlbumLevelPass.h"
 #include "batch/BatchArguments.h"
 #include "batch/BatchPlan.h"
 #include "batch/BatchRun.h"
@@ -38,6 +39,8 @@ const char16_t* const kUsage[] = {
     u"  -plan=<file>          write the conversions as Wavemill.exe command lines, run none",
     u"  -replaygain=<scope>   track: tag each output with its measured ReplayGain; album: the",
     u"                        album gain too (album tag and album artist, within one folder)",
+    u"  -albumloudness=<LUFS> bring each album to that loudness with one gain (true peak",
+    u"                        at most -1 dBTP); measured first, in a pass of its own",
     u"  Any other option (encoder options, -dspeffectN, -tag, -noidtag) goes to every",
     u"  conversion as Wavemill.exe takes it.",
 };
@@ -83,12 +86,12 @@ int WritePlan(const BatchOptions& o, const BatchPlan& plan, const String& wavemi
     return 0;
 }
 
-// A converted file whose album got no album gain keeps its status; the reason says why.
-void NoteMissingAlbumGain(const std::map<String, String>& missing,
-                          std::vector<FileOutcome>& outcomes, ProgressView& view) {
+// A converted file whose album got no album gain or level keeps its status; the reason says why.
+void NoteAlbumProblems(const std::map<String, String>& notes, std::vector<FileOutcome>& outcomes,
+                       ProgressView& view) {
     for (FileOutcome& o : outcomes) {
-        const auto why = missing.find(o.output);
-        if (o.status != FileStatus::kConverted || why == missing.end())
+        const auto why = notes.find(o.output);
+        if (o.status != FileStatus::kConverted || why == notes.end())
             continue;
         o.reason = why->second;
         view.Line(u"  " + o.output + u": " + o.reason);
@@ -116,6 +119,13 @@ int RunPlanned(const BatchOptions& o, BatchPlan& plan, const String& wavemill, P
     ::GetSystemInfo(&system);
     const uint32_t jobs = o.jobs ? o.jobs : std::max<uint32_t>(1, system.dwNumberOfProcessors);
 
+    std::map<String, String> notes; // why an output has no album gain or level
+    if (o.albumLoudness && !LevelAlbums(plan.conversions, setup,
+                                        {*o.albumLoudness, jobs, ProgramFolder()}, view, notes)) {
+        RemoveFolder(setup.commandFolder, true);
+        view.Line(u"Stopped by the user while the albums were measured; nothing was converted.");
+        return 1;
+    }
     setup.loudnessRecords = o.replayGain == ReplayGainMode::kAlbum;
     std::optional<AlbumGainRun> albums;
     if (setup.loudnessRecords)
@@ -129,7 +139,8 @@ int RunPlanned(const BatchOptions& o, BatchPlan& plan, const String& wavemill, P
     std::vector<FileOutcome> all = std::move(plan.skipped);
     all.insert(all.end(), result.outcomes.begin(), result.outcomes.end());
     if (albums)
-        NoteMissingAlbumGain(albums->Missing(), all, view);
+        notes.insert(albums->Missing().begin(), albums->Missing().end());
+    NoteAlbumProblems(notes, all, view);
     for (size_t i = plan.conversions.size() - result.notStarted; i < plan.conversions.size(); ++i)
         all.push_back(Outcome(plan.conversions[i].source.path, plan.conversions[i].output,
                               FileStatus::kSkipped, u"not started: the batch was stopped"));

@@ -186,6 +186,22 @@ wine "$stage/WavemillBatch.exe" -convert_to=FLAC -replaygain=album -out=one albu
 check "an album of one track: album gain = track gain" \
     same "$(flac_tag one/t3.flac REPLAYGAIN_ALBUM_GAIN)" "$(flac_tag one/t3.flac REPLAYGAIN_TRACK_GAIN)"
 
+# --- -albumloudness: one gain for the whole album, measured first, under the true-peak ceiling ---
+wine "$stage/WavemillBatch.exe" -convert_to=FLAC -albumloudness=-16 -out=lev album </dev/null >batch.out 2>&1
+check "-albumloudness=-16 exits 0" test $? -eq 0
+read -r alufs apeak again < <(loudgain -O -q -a lev/t?.flac | awk -F'\t' '$1 == "Album" {sub(/ LUFS/, "", $2); print $2, $4}')
+echo "     leveled album: $alufs LUFS, true peak $apeak"
+check "the album measures -16 LUFS within 0.1 LU" near "$alufs" -16 0.1
+before=$(for t in t1 t2; do loudgain_of $t.wav; done | awk 'NR == 1 {a = $1} NR == 2 {printf "%.2f", a - $1}')
+after=$(for t in t1 t2; do loudgain_of lev/$t.flac; done | awk 'NR == 1 {a = $1} NR == 2 {printf "%.2f", a - $1}')
+check "the interlude stays $before dB below the loud track ($after)" near "$after" "$before" 0.05
+check "one loudness for the album: no Normalize per track" test "$(awk -v b="$before" 'BEGIN { print (b > 15) }')" = 1
+wine "$stage/WavemillBatch.exe" -convert_to=FLAC -albumloudness=-5 -out=loud album </dev/null >batch.out 2>&1
+read -r alufs apeak again < <(loudgain -O -q -a loud/t?.flac | awk -F'\t' '$1 == "Album" {sub(/ LUFS/, "", $2); print $2, $4}')
+echo "     -5 LUFS asked: $alufs LUFS, true peak $apeak"
+check "a target above the ceiling: the true peak stays at -1 dBTP" peaks_near "$apeak" 0.891251 0.1
+check "a target above the ceiling: the album stays below it" awk -v a="$alufs" 'BEGIN { exit !(a < -5.5) }'
+
 # --- usage ---
 wm -infile=t1.wav -outfile=a.flac -convert_to=FLAC -replaygain=album
 check "-replaygain=album is the batch's: the converter refuses it" \
