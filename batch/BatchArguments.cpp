@@ -9,13 +9,13 @@ namespace wm {
 namespace {
 
 // Set by the batch for each conversion: a user's value would break the protocol.
-constexpr std::array<StringView, 9> kSetPerConversion = {
+constexpr std::array<StringView, 10> kSetPerConversion = {
     u"infile",      u"outfile",   u"twcmd",           u"evtquit", u"evtafterconvseterror",
-    u"evtwatchdog", u"errorfile", u"shrbytesencoded", u"silent"};
+    u"evtwatchdog", u"errorfile", u"shrbytesencoded", u"silent",  u"loudnessrecord"};
 
 // The batch's own options that always take a value.
-constexpr std::array<StringView, 7> kValued = {u"convert_to", u"out",    u"pattern", u"jobs",
-                                               u"hang",       u"report", u"plan"};
+constexpr std::array<StringView, 8> kValued = {
+    u"convert_to", u"out", u"pattern", u"jobs", u"hang", u"report", u"plan", u"albumloudness"};
 
 bool IsIn(StringView name, const auto& list) {
     for (StringView item : list)
@@ -39,6 +39,14 @@ bool PositiveNumber(StringView text, uint32_t& out) {
     return true;
 }
 
+// A loudness a player could want: -70 to 0 LUFS, as a plain decimal number.
+bool Loudness(StringView text, double& out) {
+    if (text.empty() || text.find_first_not_of(u"-+.0123456789") != StringView::npos)
+        return false;
+    out = TextToFloat(text);
+    return out >= -70 && out <= 0;
+}
+
 bool TakeBatchOption(StringView name, const String& value, BatchOptions& o, String& error) {
     if (EqualsNoCase(name, u"convert_to"))
         o.codec = value;
@@ -57,6 +65,25 @@ bool TakeBatchOption(StringView name, const String& value, BatchOptions& o, Stri
         error = u"-jobs takes a number of conversions at once (1 or more), not '" + value + u"'.";
     else if (EqualsNoCase(name, u"hang") && !PositiveNumber(value, o.hangSeconds))
         error = u"-hang takes a number of seconds (1 or more), not '" + value + u"'.";
+    else if (EqualsNoCase(name, u"albumloudness")) {
+        double lufs = 0;
+        if (Loudness(value, lufs))
+            o.albumLoudness = lufs;
+        else
+            error = u"-albumloudness takes a loudness in LUFS (-70 to 0), not '" + value + u"'.";
+    }
+    return error.empty();
+}
+
+bool TakeReplayGain(const String& value, BatchOptions& o, String& error) {
+    if (value.empty() || EqualsNoCase(value, u"track"))
+        o.replayGain = ReplayGainMode::kTrack;
+    else if (EqualsNoCase(value, u"album"))
+        o.replayGain = ReplayGainMode::kAlbum;
+    else
+        error = u"-replaygain takes track or album, not '" + value + u"'.";
+    if (error.empty() && o.passThrough.find(u" -replaygain") == String::npos)
+        o.passThrough += OptionText(u"replaygain", u"");
     return error.empty();
 }
 
@@ -67,6 +94,9 @@ bool CheckComplete(const BatchOptions& o, String& error) {
         error = u"No codec: give -convert_to=<codec> (an encoder in encoder\\).";
     else if (o.inputs.empty())
         error = u"No input: name the files and folders to convert.";
+    else if ((o.replayGain == ReplayGainMode::kAlbum || o.albumLoudness) && !o.planFile.empty())
+        error = u"-replaygain=album and -albumloudness need the batch to see every track end; "
+                u"-plan runs nothing.";
     return error.empty();
 }
 
@@ -107,7 +137,10 @@ bool ParseBatchArguments(const StringList& args, const PathExists& exists, Batch
         }
         if (EqualsNoCase(name, u"overwrite"))
             o.overwrite = true;
-        else if (IsFlag(name))
+        else if (EqualsNoCase(name, u"replaygain")) {
+            if (!TakeReplayGain(value, o, error))
+                return false;
+        } else if (IsFlag(name))
             o.help = true;
         else if (IsIn(name, kValued)) {
             if (value.empty()) {

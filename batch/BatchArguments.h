@@ -6,10 +6,14 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 
 namespace wm {
 
 enum class ReportFormat { kCsv, kJsonLines };
+
+// -replaygain: each converter measures its track; with album, the batch adds each album's gain.
+enum class ReplayGainMode { kOff, kTrack, kAlbum };
 
 struct BatchOptions {
     String codec;      // -convert_to
@@ -21,10 +25,12 @@ struct BatchOptions {
     String reportFile;
     ReportFormat reportFormat = ReportFormat::kCsv;
     String planFile;
+    ReplayGainMode replayGain = ReplayGainMode::kOff;
+    std::optional<double> albumLoudness; // -albumloudness=<LUFS>
     bool help = false;
     StringList inputs;
     // Encoder options, -dspeffectN, -tag... as the converter's option text, each starting with
-    // a space: ` -V="2"`, ` -noidtag`.
+    // a space: ` -V="2"`, ` -noidtag`; ` -replaygain` when the converters measure.
     String passThrough;
 };
 

@@ -42,7 +42,7 @@ BatchPlan PlanBatch(const BatchOptions& o, const String& programFolder, const St
         const bool exists = PathWriteTime(outputs[i], outputTime);
         if (!OutputIsUpToDate(exists, outputTime, sourceTime, o.overwrite)) {
             plan.conversions.push_back(
-                {scan.sources[i], outputs[i], FileSizeOfPath(scan.sources[i].path)});
+                {scan.sources[i], outputs[i], FileSizeOfPath(scan.sources[i].path), {}});
             continue;
         }
         FileOutcome kept =

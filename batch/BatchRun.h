@@ -7,6 +7,7 @@
 #include "batch/Conversion.h"
 #include "batch/ProgressView.h"
 
+#include <functional>
 #include <vector>
 
 namespace wm {
@@ -17,7 +18,10 @@ struct BatchResult {
     bool stopped = false;
 };
 
+// Told of each conversion's end: its number (1 for the plan's first) and what became of it.
+using ConversionEnded = std::function<void(uint32_t number, const FileOutcome& outcome)>;
+
 BatchResult RunBatch(const std::vector<PlannedConversion>& plan, const ConversionSetup& setup,
-                     uint32_t jobs, ProgressView& view);
+                     uint32_t jobs, ProgressView& view, const ConversionEnded& ended);
 
 } // namespace wm

@@ -23,6 +23,7 @@ struct PlannedConversion {
     SourceFile source;
     String output;
     uint64_t sourceBytes = 0;
+    String extraOptions; // this conversion's own, after the shared ones (an album's level)
 };
 
 // What every conversion of one batch shares.
@@ -34,7 +35,11 @@ struct ConversionSetup {
     String passThrough; // options for every conversion (BatchOptions::passThrough)
     String namePrefix;  // makes the kernel-object names of this batch unique
     uint64_t hangMs = 60000;
+    bool loudnessRecords = false; // album gain: each converter leaves its track's blocks
 };
+
+// Where conversion `number` leaves its loudness record (in the command folder).
+String LoudnessRecordPath(const ConversionSetup& setup, uint32_t number);
 
 // The process side of one converter; what to make of what it does is its Supervisor's.
 class Conversion : private ConverterPort {
@@ -60,6 +65,7 @@ class Conversion : private ConverterPort {
     RunningShare Share() const;
     HANDLE Process() const { return child_.Handle(); }
     const PlannedConversion& Plan() const { return plan_; }
+    uint32_t Number() const { return number_; }
 
   private:
     StartResult Launch(String& problem) override;

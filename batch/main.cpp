@@ -1,6 +1,8 @@
 // WavemillBatch.exe: converts files and folders with Wavemill.exe, several at once, as a parent
 // program drives it. Exit status 0 when every conversion succeeded, 1 when any failed or the
 // user stopped the batch, 2 for bad usage or nothing to convert.
+#include "batch/AlbumGainRun.h"
+#include "batch/AlbumLevelPass.h"
 #include "batch/BatchArguments.h"
 #include "batch/BatchPlan.h"
 #include "batch/BatchRun.h"
@@ -16,6 +18,8 @@
 
 #include <shellapi.h>
 
+#include <map>
+#include <optional>
 #include <string>
 
 namespace wm {
@@ -34,6 +38,10 @@ const char16_t* const kUsage[] = {
     u"  -overwrite            convert even when an output is up to date",
     u"  -report=<file>        one line per file: CSV, or JSON lines for a .json/.jsonl name",
     u"  -plan=<file>          write the conversions as Wavemill.exe command lines, run none",
+    u"  -replaygain=<scope>   track: tag each output with its measured ReplayGain; album: the",
+    u"                        album gain too (album tag and album artist, within one folder)",
+    u"  -albumloudness=<LUFS> bring each album to that loudness with one gain (true peak",
+    u"                        at most -1 dBTP); measured first, in a pass of its own",
     u"  Any other option (encoder options, -dspeffectN, -tag, -noidtag) goes to every",
     u"  conversion as Wavemill.exe takes it.",
 };
@@ -79,6 +87,18 @@ int WritePlan(const BatchOptions& o, const BatchPlan& plan, const String& wavemi
     return 0;
 }
 
+// A converted file whose album got no album gain or level keeps its status; the reason says why.
+void NoteAlbumProblems(const std::map<String, String>& notes, std::vector<FileOutcome>& outcomes,
+                       ProgressView& view) {
+    for (FileOutcome& o : outcomes) {
+        const auto why = notes.find(o.output);
+        if (o.status != FileStatus::kConverted || why == notes.end())
+            continue;
+        o.reason = why->second;
+        view.Line(u"  " + o.output + u": " + o.reason);
+    }
+}
+
 // The batch's own folder for command files, named after its process so batches stay apart.
 String CommandFolder() {
     const String folder =
@@ -100,10 +120,28 @@ int RunPlanned(const BatchOptions& o, BatchPlan& plan, const String& wavemill, P
     ::GetSystemInfo(&system);
     const uint32_t jobs = o.jobs ? o.jobs : std::max<uint32_t>(1, system.dwNumberOfProcessors);
 
-    BatchResult result = RunBatch(plan.conversions, setup, jobs, view);
+    std::map<String, String> notes; // why an output has no album gain or level
+    if (o.albumLoudness && !LevelAlbums(plan.conversions, setup,
+                                        {*o.albumLoudness, jobs, ProgramFolder()}, view, notes)) {
+        RemoveFolder(setup.commandFolder, true);
+        view.Line(u"Stopped by the user while the albums were measured; nothing was converted.");
+        return 1;
+    }
+    setup.loudnessRecords = o.replayGain == ReplayGainMode::kAlbum;
+    std::optional<AlbumGainRun> albums;
+    if (setup.loudnessRecords)
+        albums.emplace(plan.conversions, setup, ProgramFolder());
+    BatchResult result = RunBatch(plan.conversions, setup, jobs, view,
+                                  [&albums](uint32_t number, const FileOutcome& outcome) {
+                                      if (albums)
+                                          albums->ConversionEnded(number, outcome);
+                                  });
     RemoveFolder(setup.commandFolder, true);
     std::vector<FileOutcome> all = std::move(plan.skipped);
     all.insert(all.end(), result.outcomes.begin(), result.outcomes.end());
+    if (albums)
+        notes.insert(albums->Missing().begin(), albums->Missing().end());
+    NoteAlbumProblems(notes, all, view);
     for (size_t i = plan.conversions.size() - result.notStarted; i < plan.conversions.size(); ++i)
         all.push_back(Outcome(plan.conversions[i].source.path, plan.conversions[i].output,
                               FileStatus::kSkipped, u"not started: the batch was stopped"));

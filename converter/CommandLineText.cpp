@@ -122,7 +122,7 @@ String OptionTextOfCommandLine(StringView line) {
 }
 
 String StripWavemillCmds(const OptionStore& store, size_t dspCount) {
-    static constexpr std::array<const char16_t*, 22> kConsumed = {
+    static constexpr std::array<const char16_t*, 25> kConsumed = {
         u"infile",          u"outfile",
         u"convert_to",      u"twcmd",
         u"evtquit",         u"evtafterconvseterror",
@@ -133,7 +133,9 @@ String StripWavemillCmds(const OptionStore& store, size_t dspCount) {
         u"sourcelength",    u"idtags",
         u"noidtag",         u"tag",
         u"shrbytesencoded", u"batchid",
-        u"tmpfolder",       u"fntousefortagloaddec"};
+        u"tmpfolder",       u"fntousefortagloaddec",
+        u"replaygain",      u"truepeak",
+        u"loudnessrecord"};
     auto consumed = [&](const String& name) {
         for (const char16_t* c : kConsumed)
             if (EqualsNoCase(name, c))

@@ -80,6 +80,11 @@ void EncoderTags::UpdateEncoderTags(const void* tagBlock, uint32_t tagSize, cons
     block_ = set_.Serialize();
 }
 
+void EncoderTags::PutMeasuredTrackGain(const LoudnessRecord& measured) {
+    PutReplayGain(set_, GainScope::Track, measured.lufs, measured.peak);
+    block_ = set_.Serialize();
+}
+
 void EncoderTags::AddUserTags() {
     const OptionStore& options = source_.options;
     for (size_t i = 0; i < options.Count(); ++i) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "tags/IDTagSet.h"
+#include "tags/ReplayGain.h"
 #include "text/OptionStore.h"
 #include "text/String.h"
 
@@ -36,6 +37,8 @@ class EncoderTags {
                            uint32_t infoSize, ReplayGainTags replayGain,
                            const String& encoderSettings);
     const std::vector<uint8_t>& Block() const { return block_; }
+    // The track's measured values in place of any the source had.
+    void PutMeasuredTrackGain(const LoudnessRecord& measured);
 
   private:
     void AddUserTags();
@@ -54,8 +57,9 @@ class EncoderTags {
 // Writes the block into the finished file through the decoder plug-in serving tagSourceFile's
 // type ("IDTags"), retrying while the file is busy. False after the last retry, with the
 // decoder's "LastError" in reason when one is given. console is null when the run is silent.
+// Without writerRequired a type no decoder serves is left untagged.
 bool IDTagWriter(const String& outputFile, const String& tagSourceFile,
                  const std::vector<uint8_t>& block, const String& programFolder, Console* console,
-                 String* reason = nullptr);
+                 String* reason = nullptr, bool writerRequired = false);
 
 } // namespace wm

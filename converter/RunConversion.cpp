@@ -21,6 +21,7 @@
 #include <windows.h>
 
 #include <functional>
+#include <vector>
 
 namespace wm {
 
@@ -241,9 +242,10 @@ void TwWavemill::PrepareOutput() {
     // its own files, still gets the tags.
     tagWriterOn_ = sink_.Prepare(opt_.outputFile) && opt_.writeTags;
     // A level an effect changed makes the source's replay-gain values wrong: they are dropped,
-    // while those the user gave with -tag stand.
+    // while those the user gave with -tag stand. Measured values replace the old ones when the
+    // run ends; until then none travel.
     ReplayGainTags replayGain = ReplayGainTags::Drop;
-    if (EncoderWantsReplayGain() || replayGainWanted_)
+    if ((EncoderWantsReplayGain() || replayGainWanted_) && !opt_.loudness.measure)
         replayGain =
             dsps_->ChangesLevel() ? ReplayGainTags::KeepOnlyTheUsers : ReplayGainTags::Keep;
     tags_->UpdateEncoderTags(openInfo_.tagData, openInfo_.tagSize, openInfo_.secondData,
@@ -314,11 +316,15 @@ bool TwWavemill::RunBlockLoop() {
     if (encoderState_ == EncoderState::NotBegun)
         later = [this](const WmWaveFormat& format) { return BeginEncoder(format); };
     EncoderStage encoder(encoder_, opt_.codec, later);
-    BlockStage* withEffects[] = {dsps_.get(), &encoder};
-    BlockStage* encoderOnly[] = {&encoder};
-    std::span<BlockStage* const> stages(withEffects);
-    if (!dsps_->HasLivePass())
-        stages = encoderOnly;
+    std::vector<BlockStage*> stages;
+    if (dsps_->HasLivePass())
+        stages.push_back(dsps_.get());
+    if (opt_.loudness.measure) {
+        scan_ =
+            std::make_unique<LoudnessScan>(opt_.loudness.truePeak, static_cast<FlowHost&>(*this));
+        stages.push_back(scan_.get());
+    }
+    stages.push_back(&encoder);
     BlockSource& blocks = rendered_.IsOpen() ? static_cast<BlockSource&>(rendered_) : *source_;
     BlockPump pump(blocks, stages, *this, status_, {openInfo_.msLength, parentMode_, ConsoleBar()});
     pump.Run();

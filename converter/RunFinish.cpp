@@ -2,6 +2,7 @@
 // writer, the after-conversion hand-over and the summary.
 #include "converter/TwWavemill.h"
 #include "converter/UserStop.h"
+#include "files/FileAccess.h"
 #include "files/FileOps.h"
 #include "files/PathText.h"
 #include "plugins/MessageRelay.h"
@@ -11,6 +12,9 @@
 #include "text/NumberText.h"
 
 #include <windows.h>
+
+#include <cmath>
+#include <string>
 
 namespace wm {
 
@@ -36,7 +40,9 @@ void TwWavemill::Finish() {
     // The decoder's close sees the verdict the encoder's end sees, so either may clean up.
     if (!source_->Close(Conversion()))
         status_.Fail("the decoder did not close");
-    const bool tagging = EndEncoding() && tagWriterOn_;
+    const bool encoderAsksForTags = EndEncoding();
+    const bool measured = TagMeasuredLoudness();
+    const bool tagging = (encoderAsksForTags || measured) && tagWriterOn_;
     ReportPluginInformation();
     if (console_.FileSizeDiagnostics())
         OutputSink::SizeCheck(sink_.UsesTemporary() ? u"(before overwrite final)" : u"",
@@ -52,7 +58,7 @@ void TwWavemill::Finish() {
             ParentLine(u"Action: Writing ID Tags '" + FileNamePart(opt_.outputFile) + u"'");
         String why;
         if (!IDTagWriter(opt_.outputFile, opt_.tagSourceFile, tags_->Block(), programFolder_,
-                         opt_.silent ? nullptr : &console_.Writer(), &why)) {
+                         opt_.silent ? nullptr : &console_.Writer(), &why, measured)) {
             LogError(WithReason(u"Unable to tag file '" + opt_.outputFile + u"'", why));
             status_.Fail("the tags could not be written");
         }
@@ -73,6 +79,37 @@ bool TwWavemill::EndEncoding() {
         status_.Fail("the encoder did not finish");
     }
     return tagAfterwards != 0;
+}
+
+// Puts the measured track gain into the tags and leaves the album's record; true when there
+// are fresh values to write.
+bool TwWavemill::TagMeasuredLoudness() {
+    if (!scan_ || status_.Failed())
+        return false;
+    LoudnessRecord measured;
+    if (!scan_->Result(measured)) {
+        status_.Fail("the loudness scan failed");
+        return false;
+    }
+    if (!std::isfinite(measured.lufs))
+        Information(u"Information: ReplayGain: the track is silent or shorter than 0.4 s: it "
+                    u"has no loudness, so no track gain is written (the peak is).");
+    tags_->PutMeasuredTrackGain(measured);
+    if (!opt_.loudness.recordFile.empty() && !WriteLoudnessRecord(measured))
+        status_.Fail("the loudness record could not be written");
+    return !status_.Failed();
+}
+
+bool TwWavemill::WriteLoudnessRecord(const LoudnessRecord& measured) {
+    const std::string text = wm::WriteLoudnessRecord(measured);
+    FileAccess file;
+    if (file.Create(opt_.loudness.recordFile) &&
+        file.Write(text.data(), static_cast<uint32_t>(text.size())))
+        return true;
+    LogError(u"Error: ReplayGain: the loudness record '" + opt_.loudness.recordFile +
+                 u"' could not be written.",
+             "TwWavemill::TwWavemill");
+    return false;
 }
 
 void TwWavemill::AfterConversion() {

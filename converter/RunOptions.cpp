@@ -82,6 +82,25 @@ std::vector<DspRequest> ReadDspRequests(const OptionStore& store) {
     return dsps;
 }
 
+bool ReadLoudnessRequest(const OptionStore& store, LoudnessRequest& out, String& error) {
+    const String scope = store.Value(u"replaygain");
+    out.measure = store.Present(u"replaygain");
+    out.truePeak = store.Present(u"truepeak");
+    out.recordFile = store.Value(u"loudnessrecord");
+    if (out.measure && !scope.empty() && !EqualsNoCase(scope, u"track")) {
+        // One converter sees one track: an album is the batch's to measure.
+        error = u"Error: -replaygain=" + scope +
+                u" is not a Wavemill.exe setting: it measures one track (-replaygain or "
+                u"-replaygain=track); album gain is WavemillBatch.exe's -replaygain=album.";
+        return false;
+    }
+    if (!out.measure && (out.truePeak || !out.recordFile.empty())) {
+        error = u"Error: -truepeak and -loudnessrecord need -replaygain.";
+        return false;
+    }
+    return true;
+}
+
 uint64_t ProcessorMask(int64_t n) {
     if (n <= 1)
         return 1;

@@ -15,6 +15,13 @@ struct DspRequest {
     String settings; // text after the first "=", "{qt}" already turned into quotes
 };
 
+// -replaygain: measure the audio handed to the encoder and tag the output with fresh values.
+struct LoudnessRequest {
+    bool measure = false;
+    bool truePeak = false; // -truepeak: the peak tags hold the true peak, not the sample peak
+    String recordFile;     // -loudnessrecord=<file>: where the batch finds the album's blocks
+};
+
 struct RunOptions {
     String errorFile;
     String codec, inputFile, outputFile, tagSourceFile;
@@ -26,6 +33,7 @@ struct RunOptions {
     String processor; // as typed; logged as it stands
     String tempFolder;
     std::vector<DspRequest> dsps;
+    LoudnessRequest loudness;
 };
 
 enum class OptionsVerdict {
@@ -45,6 +53,9 @@ OptionsVerdict ReadRunOptions(const OptionStore& store, bool parentMode, RunOpti
 // "dspeffect1", "dspeffect2", ... up to the first missing number; values without "=" add
 // nothing but do not end the list.
 std::vector<DspRequest> ReadDspRequests(const OptionStore& store);
+
+// The loudness options; false with the error line when they do not make sense together.
+bool ReadLoudnessRequest(const OptionStore& store, LoudnessRequest& out, String& error);
 
 // Processor n (1-based) as an affinity mask: 1 for n <= 1, 0 when no such processor can exist.
 uint64_t ProcessorMask(int64_t n);

@@ -102,6 +102,11 @@ bool TwWavemill::ParseCommandLine() {
         LogError(VerdictText(verdict), kParseContext);
     if (verdict != OptionsVerdict::Convert)
         return false;
+    String loudnessError;
+    if (!ReadLoudnessRequest(options_, opt_.loudness, loudnessError)) {
+        LogError(loudnessError, kParseContext);
+        return false;
+    }
     parent_.Open(opt_);
     if (!opt_.processor.empty())
         ApplyProcessor();

@@ -42,7 +42,7 @@ bool SendTags(clTwDecoder& writer, const String& file, const std::vector<uint8_t
 
 bool IDTagWriter(const String& outputFile, const String& tagSourceFile,
                  const std::vector<uint8_t>& block, const String& programFolder, Console* console,
-                 String* reason) {
+                 String* reason, bool writerRequired) {
     if (block.empty() || EqualsNoCase(ExtensionOf(tagSourceFile), u".iGnore"))
         return true;
     LogScope scope("TwWavemill::IDTagWriter");
@@ -56,6 +56,10 @@ bool IDTagWriter(const String& outputFile, const String& tagSourceFile,
         ok = SendTags(writer, outputFile, block);
         if (!ok && reason)
             *reason = writer.LastError();
+    } else if (writerRequired) {
+        ok = false;
+        if (reason)
+            *reason = u"no decoder is installed for the type";
     }
     if (ok && console)
         console->Write(u"Done", true);

@@ -10,6 +10,7 @@
 
 #include "converter/AudioSources.h"
 #include "converter/EncoderTags.h"
+#include "converter/LoudnessScan.h"
 #include "converter/OutputSink.h"
 #include "converter/ParentChannels.h"
 #include "converter/ProgressBar.h"
@@ -66,6 +67,8 @@ class TwWavemill : private FlowHost {
     bool RunBlockLoop();
     void Finish();
     bool EndEncoding();
+    bool TagMeasuredLoudness();
+    bool WriteLoudnessRecord(const LoudnessRecord& measured);
     void AfterConversion();
     void CheckOutputWritten(const StringList& outputs);
     void ReportPluginInformation();
@@ -106,6 +109,7 @@ class TwWavemill : private FlowHost {
     RenderedFileSource rendered_;
     OutputSink sink_;
     std::unique_ptr<EncoderTags> tags_;
+    std::unique_ptr<LoudnessScan> scan_; // with -replaygain
     bool replayGainWanted_ = false;
     bool tagWriterOn_ = false;
 

@@ -104,6 +104,24 @@ class DecoderFrame {
     }
     void ReleaseTags() { std::vector<uint8_t>().swap(tagBlock_); }
 
+    // Set "IDTags" (pointer1 the finished file, pointer4 and value2 the tag block) answered by
+    // `write(path, tags)`, which returns why the tags are not in the file (empty when they are).
+    template <class Write>
+    uint32_t AnswerTagWrite(const WmChar* name, PluginValue* value, Write write) {
+        if (!Is(name, WM_VALUE_ID_TAGS) || !value || !value->pointer1 ||
+            (!value->pointer4 && value->value2 != 0))
+            return 0;
+        String why;
+        try {
+            IDTagSet set;
+            set.Deserialize(value->pointer4, value->value2);
+            why = write(static_cast<const char16_t*>(value->pointer1), wav::FromTagSet(set));
+        } catch (const std::bad_alloc&) {
+            why = u"out of memory";
+        }
+        return why.empty() ? 1 : error_.Fail(u"the tags could not be written: " + why);
+    }
+
     LastError error_;
     InformationLines information_; // kept past the end for the host's question
 

@@ -1,5 +1,6 @@
 #include "bundled/codec/Mp3Tags.h"
 
+#include "bundled/wav/Id3Frames.h"
 #include "bundled/wav/TextEncoding.h"
 
 #include <cstring>
@@ -116,6 +117,20 @@ uint64_t Id3v2Length(const uint8_t* h, size_t size) {
     const uint64_t body = uint64_t{h[6]} << 21 | uint64_t{h[7]} << 14 | uint64_t{h[8]} << 7 | h[9];
     const bool footer = h[3] == 4 && (h[5] & 0x10);
     return 10 + body + (footer ? 10 : 0);
+}
+
+wav::Bytes Id3FrontFor(const wav::WaveTags& tags, uint64_t room, uint32_t paddingIfMoved) {
+    wav::Bytes tag = wav::BuildId3Tag(tags, 3);
+    if (tag.empty()) // no frames: a tag of padding alone still covers the old one
+        tag = {'I', 'D', '3', 3, 0, 0, 0, 0, 0, 0};
+    constexpr uint64_t kMaxBody = (1u << 28) - 1; // the size field's syncsafe limit
+    const uint64_t total =
+        tag.size() <= room && room - 10 <= kMaxBody ? room : tag.size() + paddingIfMoved;
+    tag.resize(total);
+    const uint64_t body = total - 10;
+    for (int i = 0; i < 4; ++i)
+        tag[6 + i] = static_cast<uint8_t>(body >> (7 * (3 - i)) & 0x7F);
+    return tag;
 }
 
 bool ReadId3v1(const uint8_t* t, size_t size, wav::WaveTags& tags) {

@@ -12,6 +12,10 @@ namespace wm::codec {
 // bytes are not one.
 uint64_t Id3v2Length(const uint8_t* header, size_t size);
 
+// The ID3v2.3 tag for `tags`, as the encoder writes it, padded to exactly `room` bytes when it
+// fits there (to go over an old tag of that length), else with `paddingIfMoved` bytes of padding.
+wav::Bytes Id3FrontFor(const wav::WaveTags& tags, uint64_t room, uint32_t paddingIfMoved);
+
 // The 128-byte ID3v1 tag ("TAG" ...) read into `tags`; false when the bytes are not one.
 bool ReadId3v1(const uint8_t* tag, size_t size, wav::WaveTags& tags);
 

@@ -96,7 +96,7 @@ bool Base64Decode(std::string_view text, wav::Bytes& out) {
     return true;
 }
 
-std::string MakePictureComment(const wav::Picture& picture) {
+std::string MakePictureBlock(const wav::Picture& picture) {
     const ImageInfo image = GetImageInfo(picture.data.data(), picture.data.size());
     std::string block;
     PutBig32(block, picture.type);
@@ -108,6 +108,11 @@ std::string MakePictureComment(const wav::Picture& picture) {
     PutBig32(block, 0); // colours used: only for indexed images, and optional there
     PutField(block, std::string_view(reinterpret_cast<const char*>(picture.data.data()),
                                      picture.data.size()));
+    return block;
+}
+
+std::string MakePictureComment(const wav::Picture& picture) {
+    const std::string block = MakePictureBlock(picture);
     return Base64Encode(reinterpret_cast<const uint8_t*>(block.data()), block.size());
 }
 

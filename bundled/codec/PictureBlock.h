@@ -13,6 +13,9 @@ std::string Base64Encode(const uint8_t* data, size_t size);
 // False for a character outside the alphabet, a wrong length or misplaced padding.
 bool Base64Decode(std::string_view text, wav::Bytes& out);
 
+// The PICTURE block's body for `picture` (MIME type, size and depth read from the image).
+std::string MakePictureBlock(const wav::Picture& picture);
+
 // The base64 value of the block for `picture` (MIME type and size read from the image).
 std::string MakePictureComment(const wav::Picture& picture);
 

@@ -1,6 +1,7 @@
 #include "bundled/flac_decoder/FlacDecoder.h"
 
 #include "bundled/codec/VorbisComments.h"
+#include "bundled/flac_decoder/FlacTagWriter.h"
 #include "bundled/wav/TagSetBridge.h"
 #include "bundled/wav/WaveFormatRules.h"
 #include "tags/IDTagSet.h"
@@ -38,6 +39,10 @@ String ErrorName(FLAC__StreamDecoderErrorStatus status) {
 }
 
 } // namespace
+
+uint32_t FlacDecoder::SetOwn(const WmChar* name, PluginValue* value) noexcept {
+    return AnswerTagWrite(name, value, WriteFlacTags);
+}
 
 FlacDecoder::FlacDecoder() : DecoderFrame(kTypes) {}
 

@@ -23,6 +23,8 @@ class FlacDecoder final : public codec::DecoderFrame {
     uint32_t SetPosition(uint64_t ms) noexcept override;
 
   private:
+    // "IDTags": writes a tag block into a finished file.
+    uint32_t SetOwn(const WmChar* name, PluginValue* value) noexcept override;
     bool OpenStream(DecodeOpenInfo& info) override;
     bool FillBlock(size_t wanted);
     bool FinishStream();

@@ -2,6 +2,7 @@
 
 #include "bundled/codec/Mp3Layout.h"
 #include "bundled/codec/Mp3Tags.h"
+#include "bundled/mp3_decoder/Mp3TagWriter.h"
 #include "bundled/wav/Id3Frames.h"
 #include "bundled/wav/TagSetBridge.h"
 #include "bundled/wav/WaveFormatRules.h"
@@ -33,6 +34,10 @@ String Decimal(uint64_t v) {
 }
 
 } // namespace
+
+uint32_t Mp3Decoder::SetOwn(const WmChar* name, PluginValue* value) noexcept {
+    return AnswerTagWrite(name, value, WriteMp3Tags);
+}
 
 Mp3Decoder::Mp3Decoder() : DecoderFrame(kTypes) {}
 

@@ -25,6 +25,8 @@ class Mp3Decoder final : public codec::DecoderFrame {
     uint32_t SetPosition(uint64_t ms) noexcept override;
 
   private:
+    // "IDTags": writes a tag block into a finished file.
+    uint32_t SetOwn(const WmChar* name, PluginValue* value) noexcept override;
     bool OpenStream(DecodeOpenInfo& info) override;
     // Finds the audio between the tags and reads the tags on the way.
     void ReadTags(wav::WaveTags& tags);

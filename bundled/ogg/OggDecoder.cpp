@@ -3,6 +3,7 @@
 #include "bundled/codec/ChannelOrder.h"
 #include "bundled/codec/PcmConvert.h"
 #include "bundled/ogg/OggPages.h"
+#include "bundled/ogg/OggTagWriter.h"
 #include "bundled/wav/TagSetBridge.h"
 #include "bundled/wav/WaveFormatRules.h"
 #include "tags/IDTagSet.h"
@@ -25,6 +26,12 @@ String Decimal(uint64_t v) {
 }
 
 } // namespace
+
+uint32_t OggDecoder::SetOwn(const WmChar* name, PluginValue* value) noexcept {
+    return AnswerTagWrite(name, value, [this](const char16_t* path, const wav::WaveTags& tags) {
+        return WriteOggTags(path, tags, codec_);
+    });
+}
 
 bool OggDecoder::OpenStream(DecodeOpenInfo& info) {
     const String codec = codec_ == codec::OggCodec::Opus ? u"Opus" : u"Vorbis";

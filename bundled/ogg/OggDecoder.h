@@ -42,6 +42,8 @@ class OggDecoder : public codec::DecoderFrame {
     OggInput input_;
 
   private:
+    // "IDTags": writes a tag block into a finished file.
+    uint32_t SetOwn(const WmChar* name, PluginValue* value) noexcept override;
     bool OpenStream(DecodeOpenInfo& info) override;
     bool ReadTags(wav::WaveTags& tags);
     bool Fill();

@@ -104,3 +104,22 @@ TEST(Id3v23, WrittenTagReadsBack) {
     EXPECT_EQ(back.pictures[0].description, u"back");
     EXPECT_EQ(back.pictures[0].data, tags.pictures[0].data);
 }
+
+TEST(Id3v23, FrontForAFinishedFileFillsTheOldTagOrMovesWithPadding) {
+    WaveTags tags;
+    tags.text = {{u"title", u"T"}, {u"replaygain_track_gain", u"-6.52 dB"}};
+    const size_t bare = wav::BuildId3Tag(tags, 3).size();
+    for (uint64_t room : {uint64_t{bare}, uint64_t{bare + 300}}) {
+        const wav::Bytes front = codec::Id3FrontFor(tags, room, 4096);
+        ASSERT_EQ(front.size(), room) << "in place over an old tag of " << room;
+        EXPECT_EQ(codec::Id3v2Length(front.data(), front.size()), room);
+        WaveTags back;
+        wav::ReadId3Tag(front.data(), front.size(), back);
+        EXPECT_EQ(Value(back, u"replaygain_track_gain"), "-6.52 dB");
+    }
+    const wav::Bytes moved = codec::Id3FrontFor(tags, bare - 1, 4096);
+    EXPECT_EQ(moved.size(), bare + 4096);
+    EXPECT_EQ(codec::Id3v2Length(moved.data(), moved.size()), bare + 4096); // syncsafe size
+    const wav::Bytes none = codec::Id3FrontFor({}, 0, 100);
+    EXPECT_EQ(codec::Id3v2Length(none.data(), none.size()), 110u);
+}

@@ -1,0 +1,98 @@
+#include "converter/LoudnessMeter.h"
+
+#include "converter/SampleFrames.h"
+
+#include <ebur128.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace wm {
+
+struct LoudnessMeter::State {
+    explicit State(ebur128_state* s) : meter(s) {}
+    ~State() { ebur128_destroy(&meter); }
+    ebur128_state* meter;
+};
+
+LoudnessMeter::LoudnessMeter(bool truePeak) : truePeak_(truePeak) {}
+
+LoudnessMeter::~LoudnessMeter() = default;
+
+bool LoudnessMeter::Add(const WmWaveFormat& format, const void* data, size_t bytes) {
+    if (!fault_.empty())
+        return false;
+    if (!state_ && !Start(format))
+        return false;
+    if (format.channels != format_.channels || format.samplesPerSec != format_.samplesPerSec)
+        return Failed(u"the audio's format changed in the middle of the stream");
+    if (!ToDoubleSamples(format, data, bytes, samples_))
+        return Failed(u"the sample format cannot be measured");
+    return Feed(samples_.data(), samples_.size() / format_.channels);
+}
+
+bool LoudnessMeter::Start(const WmWaveFormat& format) {
+    const int mode =
+        EBUR128_MODE_I | (truePeak_ ? EBUR128_MODE_TRUE_PEAK : EBUR128_MODE_SAMPLE_PEAK);
+    ebur128_state* meter = ebur128_init(format.channels, format.samplesPerSec, mode);
+    if (!meter)
+        return Failed(u"libebur128 does not measure this channel count or rate");
+    state_ = std::make_unique<State>(meter);
+    format_ = format;
+    // The meter's own step (it rounds the same way): a gating block ends every 100 ms from the
+    // first 400 ms on, and the momentary loudness read at that moment is that block's.
+    framesPerStep_ = (format.samplesPerSec + 5) / 10;
+    framesToBlock_ = 4 * framesPerStep_;
+    return true;
+}
+
+// Feeds the meter up to each block's end, where the block's energy is read: the batch gates an
+// album over all its tracks' blocks, as the meter gates one track over its own.
+bool LoudnessMeter::Feed(const double* samples, size_t frames) {
+    while (frames > 0) {
+        const size_t n = std::min(frames, framesToBlock_);
+        if (ebur128_add_frames_double(state_->meter, samples, n) != EBUR128_SUCCESS)
+            return Failed(u"libebur128 refused the audio");
+        samples += n * format_.channels;
+        frames -= n;
+        framesToBlock_ -= n;
+        if (framesToBlock_ > 0)
+            continue;
+        double lufs = 0;
+        if (ebur128_loudness_momentary(state_->meter, &lufs) != EBUR128_SUCCESS)
+            return Failed(u"libebur128 gave no block loudness");
+        blocks_.push_back(std::isfinite(lufs) ? EnergyOfLoudness(lufs) : 0.0);
+        framesToBlock_ = framesPerStep_;
+    }
+    return true;
+}
+
+bool LoudnessMeter::Result(LoudnessRecord& out) {
+    out = LoudnessRecord{};
+    if (!fault_.empty())
+        return false;
+    if (!state_) { // nothing was encoded: silence of no length
+        out.lufs = GatedLoudness({});
+        return true;
+    }
+    if (ebur128_loudness_global(state_->meter, &out.lufs) != EBUR128_SUCCESS)
+        return Failed(u"libebur128 gave no loudness");
+    for (unsigned c = 0; c < format_.channels; ++c) {
+        double peak = 0;
+        const int got = truePeak_ ? ebur128_true_peak(state_->meter, c, &peak)
+                                  : ebur128_sample_peak(state_->meter, c, &peak);
+        if (got != EBUR128_SUCCESS)
+            return Failed(u"libebur128 gave no peak");
+        out.peak = std::max(out.peak, peak);
+    }
+    out.blocks = blocks_;
+    return true;
+}
+
+bool LoudnessMeter::Failed(StringView why) {
+    if (fault_.empty())
+        fault_ = String(why);
+    return false;
+}
+
+} // namespace wm

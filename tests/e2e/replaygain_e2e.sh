@@ -1,0 +1,211 @@
+#!/bin/bash
+# Loudness measured while converting (-replaygain), against loudgain on the outputs; the tags as
+# the native tools read them; effects that change the level; silence and tracks shorter than a
+# gating block.
+# Usage: replaygain_e2e.sh <stage dir> <wine prefix> <work dir> <wavtool.exe>
+set -uo pipefail
+. "$(dirname "$0")/shell_support.sh"
+e2e_start "$@" sox flac metaflac loudgain ffprobe mpg123 opusinfo vorbiscomment ogginfo
+# loudgain's view of one file: "<loudness LUFS> <true peak> <gain dB>".
+loudgain_of() {
+    loudgain -O -q "$1" | awk -F'\t' 'NR == 2 {sub(/ LUFS/, "", $2); sub(/ dB/, "", $9); print $2, $4, $9}'
+}
+flac_tag() { metaflac --show-tag="$2" "$1" | sed -n '1s/^[^=]*=//p'; }
+# A tag as ffprobe reads it (ID3v2 TXXX frames by their description), case-blind.
+probe_tag() { ffprobe -v error -show_entries format_tags -of default=nw=1 "$1" | sed -n "s/^TAG:$2=//Ip" | head -1; }
+number='^[+-]?[0-9]+(\.[0-9]+)?$'
+# near <a> <b> <tolerance>: two numbers, |a - b| <= tolerance.
+near() {
+    [[ $1 =~ $number && $2 =~ $number ]] &&
+        awk -v a="$1" -v b="$2" -v d="$3" 'BEGIN { x = a - b; exit !(x <= d + 1e-9 && -x <= d + 1e-9) }'
+}
+# Two linear peaks within <dB> of each other.
+peaks_near() {
+    [[ $1 =~ $number && $2 =~ $number ]] &&
+        awk -v a="$1" -v b="$2" -v d="$3" 'BEGIN { x = 20 * log(a / b) / log(10); exit !(x <= d && -x <= d) }'
+}
+# same <a> <b>: equal and not empty.
+same() { [ -n "$1" ] && [ "$1" = "$2" ]; }
+sample_peak() {
+    sox "$1" -n stat 2>&1 | awk '/^Maximum amplitude/ {a = $3} /^Minimum amplitude/ {b = -$3} END {printf "%.6f", (a > b ? a : b) + 0}'
+}
+
+# A 4-track album: loud stereo, a quiet interlude, a mono track, a 5.1 track; 8-bit beside them.
+sox -R -V1 -n -r 44100 -c 2 -b 16 t1.wav synth 7 pinknoise gain -9
+sox -R -V1 -n -r 44100 -c 2 -b 16 t2.wav synth 4 pinknoise gain -32
+sox -R -V1 -n -r 48000 -c 1 -b 24 t3.wav synth 5 sine 997 gain -14
+sox -R -V1 -n -r 48000 -c 6 -b 16 t4.wav synth 5 pinknoise gain -16
+sox -R -V1 -n -r 22050 -c 2 -b 8 t5.wav synth 3 pinknoise gain -10
+
+# --- track gain and true peak in FLAC against loudgain ---
+for t in t1 t2 t3 t4 t5; do
+    wm -infile=$t.wav -outfile=$t.flac -convert_to=FLAC -replaygain -truepeak
+    check "$t: -replaygain -truepeak to FLAC exits 0" test $? -eq 0
+    read -r lufs peak gain < <(loudgain_of $t.flac)
+    ours=$(flac_tag $t.flac REPLAYGAIN_TRACK_GAIN) ourpeak=$(flac_tag $t.flac REPLAYGAIN_TRACK_PEAK)
+    echo "     $t: ours $ours, peak $ourpeak; loudgain $gain dB ($lufs LUFS), true peak $peak"
+    check "$t: track gain within 0.05 dB of loudgain's" near "${ours% dB}" "$gain" 0.05
+    check "$t: true peak within 0.05 dB of loudgain's" peaks_near "$ourpeak" "$peak" 0.05
+    check "$t: gain written as metaflac writes it" grep -qE '^[+-][0-9]+\.[0-9]{2} dB$' <<<"$ours"
+    # (8-bit WAV is unsigned, FLAC signed: sox's raw bytes differ there.)
+    [ $t = t5 ] || check "$t: the audio is the source's" same_audio $t.wav $t.flac
+done
+
+# --- WAV: the encoder's "id3 " chunk, TXXX frames; a float source measured as float ---
+sox -R -V1 -n -r 48000 -c 2 -e floating-point -b 32 f6.wav synth 5 pinknoise gain -3
+for t in t1 f6; do
+    wm -infile=$t.wav -outfile=w-$t.wav -convert_to=Wave -replaygain -truepeak
+    check "$t: -replaygain to WAV exits 0" test $? -eq 0
+    read -r lufs peak gain < <(loudgain_of w-$t.wav)
+    ours=$(probe_tag w-$t.wav replaygain_track_gain)
+    echo "     w-$t.wav: ours $ours; loudgain $gain dB"
+    check "w-$t.wav: track gain within 0.05 dB of loudgain's" near "${ours% dB}" "$gain" 0.05
+    check "w-$t.wav: the audio is the source's" same_audio $t.wav w-$t.wav
+done
+
+# --- MP3: ID3v2 TXXX frames, rewritten in front of the audio ---
+for t in t1 t2 t3; do
+    wm -infile=$t.wav -outfile=$t.mp3 -convert_to=MP3 -V 2 -replaygain -truepeak -tag="title=Song $t"
+    check "$t: -replaygain to MP3 exits 0" test $? -eq 0
+    read -r lufs peak gain < <(loudgain_of $t.mp3)
+    ours=$(probe_tag $t.mp3 replaygain_track_gain)
+    echo "     $t.mp3: ours $ours; loudgain $gain dB on the decoded MP3"
+    check "$t.mp3: track gain within 0.1 dB of loudgain's" near "${ours% dB}" "$gain" 0.1
+    check "$t.mp3: mpg123 decodes the whole file" test "$(mpg123 -q -s $t.mp3 | wc -c)" -gt 0
+done
+check "MP3: the other tags survive the rewrite" same "$(probe_tag t1.mp3 title)" "Song t1"
+# Carried over, each format its own way: MP3 to FLAC keeps the measured values.
+wm -infile=t1.mp3 -outfile=from-mp3.flac -convert_to=FLAC
+check "MP3 to FLAC carries the gain as REPLAYGAIN_TRACK_GAIN" \
+    same "$(flac_tag from-mp3.flac REPLAYGAIN_TRACK_GAIN)" "$(probe_tag t1.mp3 replaygain_track_gain)"
+
+# --- Opus (R128_TRACK_GAIN, Q7.8 to -23 LUFS) and Vorbis: the comment header paged again ---
+# The scan measures what the encoder gets: it matches loudgain on the source exactly. On the
+# decoded output these codecs at their default rates lose 0.1 to 0.6 dB of K-weighted energy on
+# broadband noise (oggdec's samples measure the same), so that comparison is printed and held to
+# 0.6 dB only.
+for t in t1 t3 t4; do
+    read -r lufs peak source_gain < <(loudgain_of $t.wav)
+    wm -infile=$t.wav -outfile=$t.opus -convert_to=Opus -replaygain -tag="title=Song $t"
+    check "$t: -replaygain to Opus exits 0" test $? -eq 0
+    read -r lufs peak gain < <(loudgain_of $t.opus) # loudgain gives Opus gains to -23 LUFS
+    q78=$(opusinfo $t.opus | sed -n 's/^[[:space:]]*R128_TRACK_GAIN=//p')
+    ours=$(awk -v q="$q78" 'BEGIN { if (q != "") printf "%.2f", q / 256 + 5 }')
+    echo "     $t.opus: R128_TRACK_GAIN=$q78 ($ours dB to -18 LUFS); loudgain on the output $gain dB to -23"
+    check "$t.opus: the gain is loudgain's on what the encoder got" near "$ours" "$source_gain" 0.05
+    check "$t.opus: within 0.6 dB of loudgain's on the output" near "$(awk -v g="$ours" 'BEGIN { print g - 5 }')" "$gain" 0.6
+    check "$t.opus: opusinfo finds the stream whole, the title kept" \
+        test "$(opusinfo $t.opus >/dev/null 2>&1 && echo whole):$(opusinfo $t.opus | grep -ci 'title=Song')" = whole:1
+    wm -infile=$t.wav -outfile=$t.ogg -convert_to=Vorbis -replaygain -tag="title=Song $t"
+    check "$t: -replaygain to Vorbis exits 0" test $? -eq 0
+    read -r lufs peak gain < <(loudgain_of $t.ogg)
+    ours=$(vorbiscomment -l $t.ogg | sed -n 's/^REPLAYGAIN_TRACK_GAIN=//p')
+    echo "     $t.ogg: ours $ours; loudgain on the output $gain dB"
+    check "$t.ogg: the gain is loudgain's on what the encoder got" near "${ours% dB}" "$source_gain" 0.05
+    check "$t.ogg: within 0.6 dB of loudgain's on the output" near "${ours% dB}" "$gain" 0.6
+    check "$t.ogg: ogginfo finds no fault, the title kept" \
+        test "$(ogginfo $t.ogg 2>&1 | grep -ciE 'warning|error'):$(vorbiscomment -l $t.ogg | grep -c 'TITLE=Song')" = 0:1
+done
+# A cover makes the comment header span pages: the audio pages are renumbered.
+cp t1.wav big.wav && convert -size 400x400 plasma:fractal big.png
+wavtool settags "Z:$stage" "Z:$work/big.wav" "title=Big" "@Front Album Cover=Z:$work/big.png" >/dev/null
+wm -infile=big.wav -outfile=big.opus -convert_to=Opus -replaygain
+check "a comment header over many pages: the stream whole, the cover and the gain in it" \
+    test "$(opusinfo big.opus >/dev/null 2>&1 && echo whole):$(opusinfo big.opus | grep -c 'METADATA_BLOCK_PICTURE\|R128_TRACK_GAIN=')" = whole:2
+
+# --- the sample peak by default ---
+wm -infile=t1.wav -outfile=s1.flac -convert_to=FLAC -replaygain
+check "sample peak: sox's maximum amplitude" \
+    same "$(flac_tag s1.flac REPLAYGAIN_TRACK_PEAK)" "$(sample_peak t1.wav)"
+
+# --- a level-changing effect: fresh values replace the source's ---
+flac -s -f -o old.flac t1.wav && metaflac --set-tag=REPLAYGAIN_TRACK_GAIN=+9.99\ dB \
+    --set-tag=REPLAYGAIN_TRACK_PEAK=0.100000 --set-tag=REPLAYGAIN_ALBUM_GAIN=+9.99\ dB old.flac
+wm -infile=old.flac -outfile=v.flac -convert_to=FLAC -replaygain -dspeffect1="Volume=gain=-7.5"
+read -r lufs peak gain < <(loudgain_of v.flac)
+check "Volume -7.5 dB: the written gain is loudgain's on the output" \
+    near "$(flac_tag v.flac REPLAYGAIN_TRACK_GAIN | cut -d' ' -f1)" "$gain" 0.05
+check "Volume: the stale album gain is gone, one track gain is left" \
+    test "$(metaflac --export-tags-to=- v.flac | grep -c REPLAYGAIN_ALBUM_GAIN):$(metaflac --export-tags-to=- v.flac | grep -c REPLAYGAIN_TRACK_GAIN)" = 0:1
+wm -infile=t2.wav -outfile=n.flac -convert_to=FLAC -replaygain -dspeffect1="Normalize=lufs=-16"
+read -r lufs peak gain < <(loudgain_of n.flac)
+check "Normalize: the written gain is loudgain's on the output ($gain dB)" \
+    near "$(flac_tag n.flac REPLAYGAIN_TRACK_GAIN | cut -d' ' -f1)" "$gain" 0.05
+
+# --- the blocks left for the album: gated again, they give the track's loudness ---
+wm -infile=t4.wav -outfile=r.flac -convert_to=FLAC -replaygain -loudnessrecord=t4.loudness
+gated=$(awk -F= '/^block=/ {e[n++] = $2} /^lufs=/ {l = $2}
+    END { g = 10 ^ ((-70 + 0.691) / 10); s = 0; c = 0
+          for (i = 0; i < n; i++) if (e[i] >= g) { s += e[i]; c++ }
+          r = s / c / 10; if (r < g) r = g; s = 0; c = 0
+          for (i = 0; i < n; i++) if (e[i] >= r) { s += e[i]; c++ }
+          printf "%d %.6f %.6f", n, 10 * log(s / c) / log(10) - 0.691, l }' t4.loudness)
+read -r blocks fromblocks lufs <<<"$gated"
+check "record: one block each 100 ms after the first 400 ms ($blocks)" test "$blocks" -eq 47
+check "record: the blocks gate to the track's loudness ($fromblocks, $lufs)" near "$fromblocks" "$lufs" 0.0001
+
+# --- silence, a track shorter than one gating block ---
+sox -R -D -V1 -n -r 44100 -c 2 -b 16 silent.wav trim 0 3
+sox -R -V1 -n -r 44100 -c 2 -b 16 short.wav synth 0.3 pinknoise
+for t in silent short; do
+    wm -infile=$t.wav -outfile=$t.flac -convert_to=FLAC -replaygain
+    check "$t: converts, with a peak and no track gain" \
+        test "$?:$(metaflac --export-tags-to=- $t.flac | grep -c REPLAYGAIN_TRACK_GAIN):$(flac_tag $t.flac REPLAYGAIN_TRACK_PEAK)" \
+        = "0:0:$(sample_peak $t.wav)"
+done
+wine "$stage/Wavemill.exe" -infile=silent.wav -outfile=i.flac -convert_to=FLAC -replaygain </dev/null 2>&1 |
+    tr -d '\0' >info.out
+check "silence: an information line says why there is no gain" grep -q "no track gain is written" info.out
+check "silence: the peak is 0" same "$(flac_tag silent.flac REPLAYGAIN_TRACK_PEAK)" 0.000000
+
+# --- album gain in the batch: the album's audio gated together, written once its last track ends ---
+mkdir -p album bad
+for t in t1 t2 t3 t4; do
+    wm -infile=$t.wav -outfile=album/$t.flac -convert_to=FLAC -tag="album=Loud Album" -tag="artist=A"
+done
+wm -infile=t1.wav -outfile=bad/b1.flac -convert_to=FLAC -tag="album=Broken" -tag="artist=A"
+wm -infile=t2.wav -outfile=bad/b2.flac -convert_to=FLAC -tag="album=Broken" -tag="artist=A"
+head -c 30000 bad/b2.flac >bad/b2-cut.flac && rm bad/b2.flac
+wine "$stage/WavemillBatch.exe" -convert_to=FLAC -replaygain=album -truepeak -jobs=2 -out=out \
+    -report=report.csv album bad </dev/null >batch.out 2>&1
+check "batch with a failed track exits 1" test $? -eq 1
+read -r alufs apeak again < <(loudgain -O -q -a out/t?.flac | awk -F'\t' '$1 == "Album" {sub(/ LUFS/, "", $2); sub(/ dB/, "", $9); print $2, $4, $9}')
+for t in t1 t2 t3 t4; do
+    got=$(flac_tag out/$t.flac REPLAYGAIN_ALBUM_GAIN)
+    check "$t: album gain $got within 0.05 dB of loudgain -a's $again dB" near "${got% dB}" "$again" 0.05
+    check "$t: album peak within 0.05 dB of loudgain's" \
+        peaks_near "$(flac_tag out/$t.flac REPLAYGAIN_ALBUM_PEAK)" "$apeak" 0.05
+done
+mean=$(for t in t1 t2 t3 t4; do loudgain_of out/$t.flac; done | awk '{s += $1} END {printf "%.2f", s / 4}')
+echo "     album: $alufs LUFS gated together; the mean of its tracks would be $mean"
+check "the album's loudness is not the mean of its tracks'" awk -v a="$alufs" -v m="$mean" 'BEGIN { exit !(a - m > 1) }'
+check "a failed track leaves its album without album gain" \
+    test "$(metaflac --export-tags-to=- out/b1.flac | grep -c REPLAYGAIN_ALBUM):$(flac_tag out/b1.flac REPLAYGAIN_TRACK_GAIN | grep -c dB)" = 0:1
+check "the report says why" grep -q 'b1.flac.*no album gain: another track of its album failed (b2-cut.flac failed)' report.csv
+wine "$stage/WavemillBatch.exe" -convert_to=FLAC -replaygain=album -out=one album/t3.flac </dev/null >batch.out 2>&1
+check "an album of one track: album gain = track gain" \
+    same "$(flac_tag one/t3.flac REPLAYGAIN_ALBUM_GAIN)" "$(flac_tag one/t3.flac REPLAYGAIN_TRACK_GAIN)"
+
+# --- -albumloudness: one gain for the whole album, measured first, under the true-peak ceiling ---
+wine "$stage/WavemillBatch.exe" -convert_to=FLAC -albumloudness=-16 -out=lev album </dev/null >batch.out 2>&1
+check "-albumloudness=-16 exits 0" test $? -eq 0
+read -r alufs apeak again < <(loudgain -O -q -a lev/t?.flac | awk -F'\t' '$1 == "Album" {sub(/ LUFS/, "", $2); print $2, $4}')
+echo "     leveled album: $alufs LUFS, true peak $apeak"
+check "the album measures -16 LUFS within 0.1 LU" near "$alufs" -16 0.1
+before=$(for t in t1 t2; do loudgain_of $t.wav; done | awk 'NR == 1 {a = $1} NR == 2 {printf "%.2f", a - $1}')
+after=$(for t in t1 t2; do loudgain_of lev/$t.flac; done | awk 'NR == 1 {a = $1} NR == 2 {printf "%.2f", a - $1}')
+check "the interlude stays $before dB below the loud track ($after)" near "$after" "$before" 0.05
+check "one loudness for the album: no Normalize per track" test "$(awk -v b="$before" 'BEGIN { print (b > 15) }')" = 1
+wine "$stage/WavemillBatch.exe" -convert_to=FLAC -albumloudness=-5 -out=loud album </dev/null >batch.out 2>&1
+read -r alufs apeak again < <(loudgain -O -q -a loud/t?.flac | awk -F'\t' '$1 == "Album" {sub(/ LUFS/, "", $2); print $2, $4}')
+echo "     -5 LUFS asked: $alufs LUFS, true peak $apeak"
+check "a target above the ceiling: the true peak stays at -1 dBTP" peaks_near "$apeak" 0.891251 0.1
+check "a target above the ceiling: the album stays below it" awk -v a="$alufs" 'BEGIN { exit !(a < -5.5) }'
+
+# --- usage ---
+wm -infile=t1.wav -outfile=a.flac -convert_to=FLAC -replaygain=album
+check "-replaygain=album is the batch's: the converter refuses it" \
+    grep -q "album gain is WavemillBatch.exe's" wm.err
+wm -infile=t1.wav -outfile=a.flac -convert_to=FLAC -truepeak
+check "-truepeak without -replaygain is refused" test $? -eq 1
+e2e_verdict replaygain
