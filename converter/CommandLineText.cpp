@@ -122,18 +122,29 @@ String OptionTextOfCommandLine(StringView line) {
 }
 
 String StripWavemillCmds(const OptionStore& store, size_t dspCount) {
-    static constexpr std::array<const char16_t*, 22> kConsumed = {
-        u"infile",          u"outfile",
-        u"convert_to",      u"twcmd",
-        u"evtquit",         u"evtafterconvseterror",
-        u"evtwatchdog",     u"priority",
-        u"silent",          u"errorfile",
-        u"processor",       u"sourcefreq",
-        u"sourcebits",      u"sourcechannels",
-        u"sourcelength",    u"idtags",
-        u"noidtag",         u"tag",
-        u"shrbytesencoded", u"batchid",
-        u"tmpfolder",       u"fntousefortagloaddec"};
+    static constexpr std::array<const char16_t*, 23> kConsumed = {u"infile",
+                                                                  u"outfile",
+                                                                  u"convert_to",
+                                                                  u"twcmd",
+                                                                  u"evtquit",
+                                                                  u"evtafterconvseterror",
+                                                                  u"evtwatchdog",
+                                                                  u"priority",
+                                                                  u"silent",
+                                                                  u"errorfile",
+                                                                  u"processor",
+                                                                  u"sourcefreq",
+                                                                  u"sourcebits",
+                                                                  u"sourcechannels",
+                                                                  u"sourcelength",
+                                                                  u"idtags",
+                                                                  u"noidtag",
+                                                                  u"tag",
+                                                                  u"shrbytesencoded",
+                                                                  u"batchid",
+                                                                  u"tmpfolder",
+                                                                  u"fntousefortagloaddec",
+                                                                  u"track"};
     auto consumed = [&](const String& name) {
         for (const char16_t* c : kConsumed)
             if (EqualsNoCase(name, c))
