@@ -31,12 +31,13 @@ Conversion::~Conversion() {
 
 bool Conversion::WriteCommandFile(const String& namesBase) {
     commandFile_ = setup_.commandFolder + u"job" + IntToText(number_) + u".twcmd";
-    const String options =
-        OptionText(u"infile", plan_.source.path) + OptionText(u"outfile", temp_) +
-        OptionText(u"convert_to", setup_.codec) + OptionText(u"evtquit", namesBase + u"quit") +
-        OptionText(u"evtafterconvseterror", namesBase + u"fail") +
-        OptionText(u"evtwatchdog", namesBase + u"beat") +
-        OptionText(u"shrbytesencoded", namesBase + u"bytes") + setup_.passThrough;
+    const String options = OptionText(u"infile", plan_.source.path) +
+                           OptionText(u"outfile", temp_) + OptionText(u"convert_to", setup_.codec) +
+                           OptionText(u"evtquit", namesBase + u"quit") +
+                           OptionText(u"evtafterconvseterror", namesBase + u"fail") +
+                           OptionText(u"evtwatchdog", namesBase + u"beat") +
+                           OptionText(u"shrbytesencoded", namesBase + u"bytes") +
+                           TrackOption(plan_.source) + setup_.passThrough;
     FileAccess file;
     return file.Create(commandFile_) &&
            file.Write(options.data(), static_cast<uint32_t>(options.size() * sizeof(char16_t)));

@@ -44,7 +44,87 @@ bool Broken(CueError& error, const char16_t* what) {
     return false;
 }
 
+constexpr uint8_t kStreamInfo = 0, kVorbisComment = 4;
+// Metadata past this size is pictures and padding, never a sheet.
+constexpr uint32_t kLargestBlock = 1 << 20;
+
+uint32_t Le32(std::string_view bytes, size_t at) {
+    uint32_t value = 0;
+    for (int i = 3; i >= 0; --i)
+        value = value << 8 | static_cast<uint8_t>(bytes[at + i]);
+    return value;
+}
+
+// The CUESHEET comment of a Vorbis comment block, or empty.
+String CueComment(std::string_view block) {
+    size_t at = 0;
+    auto next = [&](std::string_view& field) {
+        if (block.size() - at < 4)
+            return false;
+        const uint32_t length = Le32(block, at);
+        at += 4;
+        if (length > block.size() - at)
+            return false;
+        field = block.substr(at, length);
+        at += length;
+        return true;
+    };
+    std::string_view field;
+    if (!next(field) || block.size() - at < 4)
+        return {};
+    const uint32_t count = Le32(block, at);
+    at += 4;
+    for (uint32_t i = 0; i < count && next(field); ++i)
+        if (field.size() > 9 && EqualsNoCase(Widen(field.substr(0, 9)), u"CUESHEET="))
+            return Widen(field.substr(9));
+    return {};
+}
+
 } // namespace
+
+bool ReadFlacDisc(const ReadAt& read, FlacDisc& disc) {
+    disc = FlacDisc{};
+    uint8_t header[4] = {};
+    if (read(0, header, 4) != 4 || std::string_view(reinterpret_cast<char*>(header), 4) != "fLaC")
+        return false;
+    for (uint64_t at = 4; read(at, header, 4) == 4; at += 4) {
+        const uint32_t length = header[1] << 16 | header[2] << 8 | header[3];
+        const uint8_t type = header[0] & 0x7F;
+        if ((type == kStreamInfo || type == kVorbisComment || type == kFlacCueSheetBlock) &&
+            length <= kLargestBlock) {
+            std::string body(length, '\0');
+            if (read(at + 4, body.data(), length) != length)
+                return true;
+            if (type == kStreamInfo && length >= 13)
+                disc.rate = static_cast<uint8_t>(body[10]) << 12 |
+                            static_cast<uint8_t>(body[11]) << 4 |
+                            static_cast<uint8_t>(body[12]) >> 4;
+            else if (type == kVorbisComment)
+                disc.cueComment = CueComment(body);
+            else if (type == kFlacCueSheetBlock)
+                disc.cueBlock = std::move(body);
+        }
+        if (header[0] & 0x80)
+            break;
+        at += length;
+    }
+    return true;
+}
+
+bool SheetInFlac(const FlacDisc& disc, StringView imageName, CueSheet& sheet, CueError& error) {
+    if (!disc.cueBlock.empty())
+        return CueSheetFromFlacBlock(disc.cueBlock, disc.rate, imageName, sheet, error);
+    if (disc.cueComment.empty()) {
+        error = {0, u"it holds no cue sheet (no CUESHEET block or comment)"};
+        return false;
+    }
+    if (!ParseCueText(disc.cueComment, sheet, error))
+        return false;
+    for (CueTrack& track : sheet.tracks)
+        track.file = 0;
+    sheet.files.assign(1, {String(imageName), 0});
+    return true;
+}
 
 bool CueSheetFromFlacBlock(std::string_view body, uint32_t rate, StringView imageName,
                            CueSheet& sheet, CueError& error) {

@@ -34,25 +34,15 @@ bool ReadWhole(const String& path, std::string& bytes, uint64_t limit) {
     return file.ReadAt(0, bytes.data(), bytes.size()) == bytes.size();
 }
 
-// The body of a FLAC file's CUESHEET metadata block; empty when it has none.
-std::string FlacCueSheetBlock(const String& path) {
+// What a FLAC image says about its disc; nothing for other files.
+cue::FlacDisc FlacDiscOf(const String& path) {
     Win32File file;
-    char header[4] = {};
-    if (!file.OpenForReading(path.c_str()) || file.ReadAt(0, header, 4) != 4 ||
-        std::string_view(header, 4) != "fLaC")
-        return {};
-    for (uint64_t at = 4; file.ReadAt(at, header, 4) == 4;) {
-        const auto byte = [&](int i) { return static_cast<uint8_t>(header[i]); };
-        const uint32_t length = byte(1) << 16 | byte(2) << 8 | byte(3);
-        if ((byte(0) & 0x7F) == cue::kFlacCueSheetBlock) {
-            std::string body(length, '\0');
-            return file.ReadAt(at + 4, body.data(), length) == length ? body : std::string();
-        }
-        if (byte(0) & 0x80)
-            break;
-        at += 4 + length;
-    }
-    return {};
+    cue::FlacDisc disc;
+    if (file.OpenForReading(path.c_str()))
+        cue::ReadFlacDisc([&](uint64_t at, void* buffer,
+                              size_t length) { return file.ReadAt(at, buffer, length); },
+                          disc);
+    return disc;
 }
 
 StringList FolderNames(const String& folder) {
@@ -162,25 +152,16 @@ bool CueDecoder::OpenImageSheet(const String& path, DecodeOpenInfo& info, cue::T
 }
 
 bool CueDecoder::ReadEmbeddedSheet(const String& path, const DecodeOpenInfo& info) {
-    cue::CueError error;
-    const std::string block = FlacCueSheetBlock(path);
-    if (!block.empty())
-        return cue::CueSheetFromFlacBlock(block, format_.samplesPerSec, NamePart(path), sheet_,
-                                          error) ||
-               SheetFailed(error);
-    IDTagSet tags;
-    if (info.tagData && info.tagSize)
+    cue::FlacDisc disc = FlacDiscOf(path);
+    disc.rate = format_.samplesPerSec;
+    // Other images (WavPack, APE) carry the sheet as a tag their decoder reads.
+    if (disc.cueBlock.empty() && disc.cueComment.empty() && info.tagData && info.tagSize) {
+        IDTagSet tags;
         tags.Deserialize(info.tagData, info.tagSize);
-    const String text = tags.GetValue(u"CUESHEET");
-    if (text.empty())
-        return error_.Failed(u"'" + sheetName_ + u"' holds no cue sheet (block or CUESHEET tag)");
-    if (!cue::ParseCueText(text, sheet_, error))
-        return SheetFailed(error);
-    // The sheet names the file it was written for; inside the image it means the image.
-    for (cue::CueTrack& track : sheet_.tracks)
-        track.file = 0;
-    sheet_.files.assign(1, {NamePart(path), 0});
-    return true;
+        disc.cueComment = tags.GetValue(u"CUESHEET");
+    }
+    cue::CueError error;
+    return cue::SheetInFlac(disc, NamePart(path), sheet_, error) || SheetFailed(error);
 }
 
 bool CueDecoder::Cut(const cue::TrackSpan& span, DecodeOpenInfo& info) {

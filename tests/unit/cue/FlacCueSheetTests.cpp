@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 
 namespace wm::cue {
@@ -70,6 +71,61 @@ TEST(FlacCueSheet, RefusesDamagedBlocks) {
     body.resize(body.size() - 1);
     EXPECT_FALSE(CueSheetFromFlacBlock(body, 44100, u"d", sheet, error));
     EXPECT_FALSE(CueSheetFromFlacBlock("short", 44100, u"d", sheet, error));
+}
+
+// A FLAC file's metadata: STREAMINFO at 44.1 kHz, then a comment block and the given blocks.
+std::string FlacFile(const std::string& comment, const std::string& cueBlock) {
+    auto header = [](uint8_t type, size_t length) {
+        return std::string{static_cast<char>(type), static_cast<char>(length >> 16),
+                           static_cast<char>(length >> 8 & 0xFF), static_cast<char>(length & 0xFF)};
+    };
+    std::string info(34, '\0');
+    info[10] = '\x0A', info[11] = '\xC4', info[12] = '\x42'; // 44100 << 4, 2 channels
+    auto le = [](uint32_t v) {
+        return std::string{char(v), char(v >> 8), char(v >> 16), char(v >> 24)};
+    };
+    const std::string vorbis =
+        le(2) + "me" + le(2) + le(7) + "TITLE=x" + le(comment.size()) + comment;
+    std::string file = "fLaC" + header(0, info.size()) + info + header(4, vorbis.size()) + vorbis;
+    if (!cueBlock.empty())
+        file += header(5, cueBlock.size()) + cueBlock;
+    file[4 + 4 + 34 + (cueBlock.empty() ? 0 : 4 + vorbis.size())] |= '\x80';
+    return file;
+}
+
+FlacDisc Read(const std::string& file) {
+    FlacDisc disc;
+    EXPECT_TRUE(ReadFlacDisc(
+        [&](uint64_t at, void* buffer, size_t length) {
+            const size_t n = at < file.size() ? std::min(length, size_t(file.size() - at)) : 0;
+            std::copy_n(file.data() + at, n, static_cast<char*>(buffer));
+            return n;
+        },
+        disc));
+    return disc;
+}
+
+TEST(FlacCueSheet, FindsTheSheetInBlockOrComment) {
+    const std::string comment = "CUESHEET=FILE \"x.wav\" WAVE\nTRACK 01 AUDIO\nINDEX 01 00:00:00\n"
+                                "TRACK 02 AUDIO\nTITLE Zwei\nINDEX 01 00:01:00\n";
+    FlacDisc disc = Read(FlacFile(comment, ""));
+    EXPECT_EQ(disc.rate, 44100u);
+    CueSheet sheet;
+    CueError error;
+    ASSERT_TRUE(SheetInFlac(disc, u"disc.flac", sheet, error)) << Narrow(error.reason);
+    ASSERT_EQ(sheet.tracks.size(), 2u);
+    EXPECT_EQ(sheet.files[0].name, u"disc.flac");
+    EXPECT_EQ(sheet.tracks[1].title, u"Zwei");
+
+    std::string block = Block(1);
+    Track(block, 0, 1, {{0, 1}});
+    disc = Read(FlacFile(comment, block));
+    ASSERT_TRUE(SheetInFlac(disc, u"disc.flac", sheet, error));
+    EXPECT_EQ(sheet.tracks.size(), 1u); // the block wins
+
+    disc = Read(FlacFile("COMMENT=none", ""));
+    EXPECT_FALSE(SheetInFlac(disc, u"disc.flac", sheet, error));
+    EXPECT_EQ(Narrow(error.reason), "it holds no cue sheet (no CUESHEET block or comment)");
 }
 
 } // namespace
