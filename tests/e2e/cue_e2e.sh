@@ -140,4 +140,24 @@ wm -infile='misnamed\noise.mp3' -outfile='misnamed\noise.wav' -convert_to=Wave
 check "an unknown file still fails" [ "$wm_status" = 1 ]
 check "an unknown file: the MP3 decoder's refusal, no information line" \
     grep -q "Unable to open 'misnamed.noise.mp3' for decoding" wm.err
+# The batch: each sheet (and each FLAC carrying one) becomes its tracks, the images they name
+# are not converted whole, a broken sheet fails alone.
+mkdir -p lib/a lib/b lib/c
+cp wav/disc.wav wav/disc.cue lib/a/ && cp embedded/disc.flac lib/b/
+cp broken/frames.cue lib/c/ && cp disc.wav lib/c/disc.wav && cp misnamed/clip.wav lib/c/other.wav
+wine "$stage/WavemillBatch.exe" -convert_to=FLAC -out=out -report=report.csv lib \
+    </dev/null >batch.out 2>&1
+check "batch with a broken sheet ends with status 1" [ $? = 1 ]
+for n in "01 - Überfahrt" "02 - Дорога" "03 - 夜明け"; do
+    check "batch: a/disc - $n.flac" same_audio "out/a/disc - $n.flac" "wav/t${n:1:1}.flac"
+done
+check "batch: the image with a sheet is not converted whole" [ ! -e out/a/disc.flac ]
+check "batch: embedded sheet's track 2" same_audio "out/b/disc - 02.flac" embedded/t2.flac
+check "batch: the FLAC carrying a sheet is not converted whole" [ ! -e out/b/disc.flac ]
+check "batch: the broken sheet's reason" grep -qF "cue sheet 'frames.cue' line 16: the time '00:02:80' has a frame above 74" report.csv
+check "batch: the rest converted" [ -s out/c/other.flac ]
+wine "$stage/WavemillBatch.exe" -convert_to=FLAC -out=named '-pattern=%artist%\%album%\%track% %title%' \
+    lib/a </dev/null >batch.out 2>&1
+check "batch pattern: track 2 named from the sheet" same_audio "named/Гость/Café Tapes/02 Дорога.flac" wav/t2.flac
+check "batch pattern: track 3 tags" [ "$(tag "named/Zoë Keating Band/Café Tapes/03 夜明け.flac" TITLE)" = "夜明け" ]
 e2e_verdict cue
