@@ -51,7 +51,7 @@ cut_of() { sox -V1 disc.wav -t raw - trim "$(($1 * 588))s" "$((($2 - $1) * 588))
 same_cut() { cmp -s <(cut_of "$2" "$3") <(raw "$1"); }
 tag() { metaflac --show-tag="$2" "$1" | cut -d= -f2-; }
 
-shnsplit -q -f wav/disc.cue -o wav -d shn -a t disc.wav >/dev/null 2>&1 || mkdir -p shn
+mkdir shn && check "shnsplit cuts the image by the sheet" shnsplit -q -f wav/disc.cue -o wav -d shn -a t disc.wav
 for kind in wav flac wv; do
     for n in 1 2 3; do
         check "$kind image: track $n converted" wm -infile="$kind\\disc.cue" -track=$n \
@@ -69,6 +69,7 @@ done
 check "the audio before track 1 is track 0" wm -infile='wav\disc.cue' -track=0 \
     -outfile='wav\t0.flac' -convert_to=FLAC
 check "track 0 holds frames 0-30" same_cut wav/t0.flac 0 30
+check "track 0 equals shnsplit's cut before track 1" same_audio wav/t0.flac shn/t00.wav
 
 check "track 2 title" [ "$(tag wav/t2.flac TITLE)" = "Дорога" ]
 check "track 2 artist is its own" [ "$(tag wav/t2.flac ARTIST)" = "Гость" ]
@@ -96,7 +97,7 @@ sheet disc.wav | sed 's/Дорога/東京の夜/; s/Гость/ひかり/' | i
 for pair in "cyr:Дорога:Windows-1251" "sjis:東京の夜:Shift-JIS"; do
     IFS=: read -r name title page <<<"$pair"
     wine "$stage/Wavemill.exe" -infile="legacy\\$name.cue" -track=2 -outfile="legacy\\$name.flac" \
-        -convert_to=FLAC </dev/null >"legacy/$name.out" 2>/dev/null
+        -convert_to=FLAC </dev/null 2>/dev/null | iconv -f UTF-16LE -t UTF-8 >"legacy/$name.out"
     check "$page sheet: title read" [ "$(tag "legacy/$name.flac" TITLE)" = "$title" ]
     check "$page sheet: named in an information line" grep -qa "read as $page" "legacy/$name.out"
 done
@@ -130,7 +131,7 @@ cd ..
 for pair in "aac.mp3:an AAC (ADTS) file" "mp3.m4a:an MP3 file" "flac.wav:a FLAC file" "wav.mp3:a WAV file"; do
     file=${pair%%:*} kind=${pair#*:}
     wine "$stage/Wavemill.exe" -infile="misnamed\\$file" -outfile="misnamed\\$file.out.wav" \
-        -convert_to=Wave </dev/null >"misnamed/$file.txt" 2>&1
+        -convert_to=Wave </dev/null 2>&1 | iconv -f UTF-16LE -t UTF-8 >"misnamed/$file.txt"
     check "$file: converted" [ -s "misnamed/$file.out.wav" ]
     check "$file: information line says it is $kind" grep -qa "is $kind: " "misnamed/$file.txt"
 done
