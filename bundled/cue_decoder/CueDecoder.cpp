@@ -120,10 +120,10 @@ String CueDecoder::ImagePath(const String& sheetPath, const cue::CueFile& file) 
     // A FILE name may carry a folder below the sheet's, or be a full path of another machine.
     const String below = FolderOf(sheetPath) + FolderOf(file.name);
     String match =
-        cue::MatchImageName(NamePart(file.name), FolderNames(below), SiblingExtensions());
+        cue::MatchImageName(NamePart(file.name), FolderNames(below), CatalogExtensions(Catalog()));
     if (match.empty() && !FolderOf(file.name).empty()) {
         match = cue::MatchImageName(NamePart(file.name), FolderNames(FolderOf(sheetPath)),
-                                    SiblingExtensions());
+                                    CatalogExtensions(Catalog()));
         return match.empty() ? match : FolderOf(sheetPath) + match;
     }
     return match.empty() ? match : below + match;
@@ -132,7 +132,7 @@ String CueDecoder::ImagePath(const String& sheetPath, const cue::CueFile& file) 
 bool CueDecoder::OpenImage(const String& path, DecodeOpenInfo& info) {
     info.path = path.c_str();
     String reason;
-    const bool opened = OpenWithSibling(image_, info, reason);
+    const bool opened = OpenWithSibling(image_, Catalog(), info, reason);
     info.path = nullptr;
     if (!opened)
         return error_.Failed(u"the image '" + NamePart(path) + u"' could not be read: " + reason);
@@ -228,8 +228,14 @@ uint32_t CueDecoder::DecodeBlock(AudioBlockInfo* block) noexcept {
     }
 }
 
+const std::vector<SiblingLibrary>& CueDecoder::Catalog() {
+    if (catalog_.empty())
+        catalog_ = SiblingCatalog();
+    return catalog_;
+}
+
 uint32_t CueDecoder::Close() noexcept {
-    image_.Release();
+    image_.CloseFile();
     ended_ = true;
     format_ = WmWaveFormat{};
     std::vector<uint8_t>().swap(tags_);

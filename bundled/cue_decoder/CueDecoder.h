@@ -34,11 +34,14 @@ class CueDecoder final : public codec::DecoderFrame {
     bool Cut(const cue::TrackSpan& span, DecodeOpenInfo& info);
     void HandOutTrackTags(DecodeOpenInfo& info);
     bool SheetFailed(const cue::CueError& error);
+    // The libraries beside this one, asked once per instance.
+    const std::vector<SiblingLibrary>& Catalog();
 
     bool hasTrack_ = false;
     uint32_t track_ = 0;
     String sheetName_;
     cue::CueSheet sheet_;
+    std::vector<SiblingLibrary> catalog_;
     SiblingDecoder image_;
     WmWaveFormat format_{};
     uint64_t imageAt_ = 0; // bytes of the image read so far

@@ -29,13 +29,6 @@ String ExtensionOfPath(StringView path) {
     return String(path.substr(dot));
 }
 
-bool Claims(SiblingDecoder& decoder, StringView extension) {
-    for (const String& claimed : decoder.Extensions())
-        if (EqualsNoCase(claimed, extension))
-            return true;
-    return false;
-}
-
 bool TryOpen(SiblingDecoder& decoder, const String& library, DecodeOpenInfo& info) {
     const DecodeOpenInfo asked = info;
     if (decoder.Load(library) && decoder.Open(info))
@@ -44,13 +37,47 @@ bool TryOpen(SiblingDecoder& decoder, const String& library, DecodeOpenInfo& inf
     return false;
 }
 
+bool Claims(const SiblingLibrary& library, StringView extension) {
+    for (const String& claimed : library.extensions)
+        if (EqualsNoCase(claimed, extension))
+            return true;
+    return false;
+}
+
+StringList LibraryFiles() {
+    const String self = ThisLibrary();
+    const String folder = self.substr(0, self.find_last_of(u'\\') + 1);
+    StringList libraries;
+    WIN32_FIND_DATAW found{};
+    const String pattern = folder + u"*.dll";
+    HANDLE search = FindFirstFileW(reinterpret_cast<const wchar_t*>(pattern.c_str()), &found);
+    if (search == INVALID_HANDLE_VALUE)
+        return libraries;
+    do {
+        const String path = folder + reinterpret_cast<const char16_t*>(found.cFileName);
+        if (!(found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) && !EqualsNoCase(path, self))
+            libraries.push_back(path);
+    } while (FindNextFileW(search, &found));
+    FindClose(search);
+    return libraries;
+}
+
 } // namespace
 
 bool SiblingDecoder::Load(const String& libraryPath) {
-    Release();
-    library_.reset(LoadLibraryW(reinterpret_cast<const wchar_t*>(libraryPath.c_str())));
-    if (!library_)
-        return false;
+    CloseFile();
+    if (!library_ || libraryPath != libraryPath_) {
+        Release();
+        library_.reset(LoadLibraryW(reinterpret_cast<const wchar_t*>(libraryPath.c_str())));
+        if (!library_ || !Bind())
+            return Release(), false;
+        libraryPath_ = libraryPath;
+    }
+    instance_ = create_(nullptr);
+    return instance_ != nullptr;
+}
+
+bool SiblingDecoder::Bind() {
     const HMODULE m = library_.get();
     create_ = Entry<WmDecCreate>(m, "Create");
     destroy_ = Entry<WmDecDestroy>(m, "Destroy");
@@ -58,10 +85,7 @@ bool SiblingDecoder::Load(const String& libraryPath) {
     open_ = Entry<WmDecOpen>(m, "Open");
     close_ = Entry<WmDecClose>(m, "Close");
     decode_ = Entry<WmDecDecodeBlock>(m, "DecodeBlock");
-    if (!create_ || !destroy_ || !get_ || !open_ || !close_ || !decode_ ||
-        !(instance_ = create_(nullptr)))
-        return Release(), false;
-    return true;
+    return create_ && destroy_ && get_ && open_ && close_ && decode_;
 }
 
 StringList SiblingDecoder::Extensions() {
@@ -82,61 +106,52 @@ String SiblingDecoder::LastError() {
     return static_cast<const char16_t*>(value.pointer1);
 }
 
-void SiblingDecoder::Release() {
+void SiblingDecoder::CloseFile() {
     if (instance_) {
         close_(instance_, nullptr);
         destroy_(instance_);
     }
     instance_ = nullptr;
+}
+
+void SiblingDecoder::Release() {
+    CloseFile();
     library_.reset();
+    libraryPath_.clear();
 }
 
-StringList SiblingLibraries() {
-    const String self = ThisLibrary();
-    const String folder = self.substr(0, self.find_last_of(u'\\') + 1);
-    StringList libraries;
-    WIN32_FIND_DATAW found{};
-    const String pattern = folder + u"*.dll";
-    HANDLE search = FindFirstFileW(reinterpret_cast<const wchar_t*>(pattern.c_str()), &found);
-    if (search == INVALID_HANDLE_VALUE)
-        return libraries;
-    do {
-        const String path = folder + reinterpret_cast<const char16_t*>(found.cFileName);
-        if (!(found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) && !EqualsNoCase(path, self))
-            libraries.push_back(path);
-    } while (FindNextFileW(search, &found));
-    FindClose(search);
-    return libraries;
+std::vector<SiblingLibrary> SiblingCatalog() {
+    std::vector<SiblingLibrary> catalog;
+    SiblingDecoder decoder;
+    for (const String& library : LibraryFiles())
+        if (decoder.Load(library))
+            catalog.push_back({library, decoder.Extensions()});
+    return catalog;
 }
 
-StringList SiblingExtensions() {
+StringList CatalogExtensions(const std::vector<SiblingLibrary>& catalog) {
     StringList all;
-    for (const String& library : SiblingLibraries()) {
-        SiblingDecoder decoder;
-        if (!decoder.Load(library))
-            continue;
-        for (String& extension : decoder.Extensions())
-            all.push_back(std::move(extension));
-    }
+    for (const SiblingLibrary& library : catalog)
+        all.insert(all.end(), library.extensions.begin(), library.extensions.end());
     return all;
 }
 
-bool OpenWithSibling(SiblingDecoder& decoder, DecodeOpenInfo& info, String& reason) {
-    const StringList libraries = SiblingLibraries();
+bool OpenWithSibling(SiblingDecoder& decoder, const std::vector<SiblingLibrary>& catalog,
+                     DecodeOpenInfo& info, String& reason) {
     const String extension = ExtensionOfPath(info.path);
     reason = u"no installed decoder reads '" + extension + u"' files";
-    for (const String& library : libraries) {
-        if (!decoder.Load(library) || !Claims(decoder, extension))
+    for (const SiblingLibrary& library : catalog) {
+        if (!Claims(library, extension))
             continue;
-        if (TryOpen(decoder, library, info))
+        if (TryOpen(decoder, library.path, info))
             return true;
         reason = decoder.LastError();
         break;
     }
-    for (const String& library : libraries)
-        if (TryOpen(decoder, library, info))
+    for (const SiblingLibrary& library : catalog)
+        if (TryOpen(decoder, library.path, info))
             return true;
-    decoder.Release();
+    decoder.CloseFile();
     return false;
 }
 

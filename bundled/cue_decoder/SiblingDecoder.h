@@ -7,7 +7,21 @@
 
 #include <sdk/wavemill_plugin.h>
 
+#include <vector>
+
 namespace wm::bundled {
+
+// A decoder library beside this one and the extensions it reads.
+struct SiblingLibrary {
+    String path;
+    StringList extensions;
+};
+
+// The decoder libraries beside this one (itself left out), each asked once what it reads.
+std::vector<SiblingLibrary> SiblingCatalog();
+
+// Every extension in the catalog.
+StringList CatalogExtensions(const std::vector<SiblingLibrary>& catalog);
 
 class SiblingDecoder {
   public:
@@ -16,7 +30,8 @@ class SiblingDecoder {
     SiblingDecoder& operator=(const SiblingDecoder&) = delete;
     ~SiblingDecoder() { Release(); }
 
-    // Loads the library and creates its instance.
+    // Creates a fresh instance of the library, which stays loaded while the same one is asked
+    // for again: loading and freeing a library for every file would cost memory each time.
     bool Load(const String& libraryPath);
     // The extensions it answers to "Decodes".
     StringList Extensions();
@@ -24,11 +39,16 @@ class SiblingDecoder {
     uint32_t DecodeBlock(AudioBlockInfo& block) { return decode_(instance_, &block); }
     // Its reason for the last failure, or empty.
     String LastError();
-    // Closes the file, destroys the instance and frees the library.
+    // Closes the file and destroys the instance; the library stays.
+    void CloseFile();
+    // Also frees the library.
     void Release();
 
   private:
+    bool Bind();
+
     UniqueModule library_;
+    String libraryPath_;
     WmDecCreate create_ = nullptr;
     WmDecDestroy destroy_ = nullptr;
     WmDecGet get_ = nullptr;
@@ -38,14 +58,9 @@ class SiblingDecoder {
     void* instance_ = nullptr;
 };
 
-// The decoder libraries beside this one, itself left out.
-StringList SiblingLibraries();
-
-// Every extension the sibling decoders read.
-StringList SiblingExtensions();
-
-// Opens `info.path` (info zeroed but for path and mode) with the sibling that claims its
+// Opens `info.path` (info zeroed but for path and mode) with the library that claims its
 // extension, else with the first that opens it. False with the claiming decoder's reason.
-bool OpenWithSibling(SiblingDecoder& decoder, DecodeOpenInfo& info, String& reason);
+bool OpenWithSibling(SiblingDecoder& decoder, const std::vector<SiblingLibrary>& catalog,
+                     DecodeOpenInfo& info, String& reason);
 
 } // namespace wm::bundled
