@@ -221,7 +221,7 @@ uint32_t CueDecoder::DecodeBlock(AudioBlockInfo* block) noexcept {
         if (inner.endOfStream)
             return error_.Fail(u"the image ended " +
                                cue::FramesText((end_ - start_ - delivered_) / format_.blockAlign *
-                                               75 / format_.samplesPerSec) +
+                                               cue::kFramesPerSecond / format_.samplesPerSec) +
                                u" before the end of the track");
         if (inner.length == 0) // nothing yet: the host asks again
             return codec::HandOutBlock(*block, nullptr, 0, format_, delivered_, false);
