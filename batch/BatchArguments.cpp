@@ -11,7 +11,7 @@ namespace {
 // Set by the batch for each conversion: a user's value would break the protocol.
 constexpr std::array<StringView, 10> kSetPerConversion = {
     u"infile",      u"outfile",   u"twcmd",           u"evtquit", u"evtafterconvseterror",
-    u"evtwatchdog", u"errorfile", u"shrbytesencoded", u"silent",  u"loudnessrecord"};
+    u"evtwatchdog", u"errorfile", u"shrbytesencoded", u"silent",  u"loudnessrecord", u"track"};
 
 // The batch's own options that always take a value.
 constexpr std::array<StringView, 8> kValued = {
@@ -101,6 +101,10 @@ bool CheckComplete(const BatchOptions& o, String& error) {
 }
 
 } // namespace
+
+String TrackOption(const SourceFile& source) {
+    return source.track.empty() ? String() : OptionText(u"track", source.track);
+}
 
 String OptionText(StringView name, StringView value) {
     String text = u" -" + String(name);

@@ -2,6 +2,7 @@
 // every conversion. Portable: the caller splits the process command line into arguments.
 #pragma once
 
+#include "batch/OutputNames.h"
 #include "text/String.h"
 
 #include <cstdint>
@@ -44,5 +45,7 @@ bool ParseBatchArguments(const StringList& args, const PathExists& exists, Batch
 
 // ` -name="value"`, or ` -name` for an empty value, as the converter's tokeniser reads it.
 String OptionText(StringView name, StringView value);
+// " -track=..." for one track of a disc image, empty for a whole file.
+String TrackOption(const SourceFile& source);
 
 } // namespace wm

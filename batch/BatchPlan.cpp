@@ -1,5 +1,6 @@
 #include "batch/BatchPlan.h"
 
+#include "batch/CueSources.h"
 #include "batch/SourceScan.h"
 #include "files/FileOps.h"
 #include "plugins/clTwCodecHandler.h"
@@ -13,8 +14,9 @@ String OutputFor(const BatchOptions& o, const SourceFile& source, const String& 
                  const String& extension) {
     if (o.pattern.empty())
         return MirroredOutput(o.outFolder, source.relative, extension);
-    return PatternOutput(o.outFolder, o.pattern, ReadSourceTags(source.path, programFolder),
-                         source.path, extension);
+    return PatternOutput(o.outFolder, o.pattern,
+                         ReadSourceTags(source.path, programFolder, source.track), source.path,
+                         extension);
 }
 
 } // namespace
@@ -29,6 +31,7 @@ BatchPlan PlanBatch(const BatchOptions& o, const String& programFolder, const St
     StringList decodable;
     clTwCodecHandler().ListDecoders(false, &decodable, nullptr, nullptr, programFolder);
     SourceScan scan = ScanInputs(o.inputs, decodable, o.outFolder);
+    ExpandDiscImages(scan, decodable);
     BatchPlan plan;
     plan.skipped = std::move(scan.skipped);
     plan.sourcesFound = scan.sources.size();

@@ -49,7 +49,8 @@ bool Conversion::WriteCommandFile(const String& namesBase) {
                      OptionText(u"evtquit", namesBase + u"quit") +
                      OptionText(u"evtafterconvseterror", namesBase + u"fail") +
                      OptionText(u"evtwatchdog", namesBase + u"beat") +
-                     OptionText(u"shrbytesencoded", namesBase + u"bytes") + setup_.passThrough +
+                     OptionText(u"shrbytesencoded", namesBase + u"bytes") +
+                     TrackOption(plan_.source) + setup_.passThrough +
                      plan_.extraOptions;
     if (setup_.loudnessRecords)
         options += OptionText(u"loudnessrecord", LoudnessRecordPath(setup_, number_));

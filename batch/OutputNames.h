@@ -15,6 +15,7 @@ namespace wm {
 struct SourceFile {
     String path;
     String relative;
+    String track; // one track of a disc image (-track), empty for a whole file
 };
 
 // out\relative with the extension replaced by the encoder's.

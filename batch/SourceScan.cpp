@@ -6,6 +6,7 @@
 #include "plugins/clTwCodecHandler.h"
 #include "process/Log.h"
 #include "tags/IDTagSet.h"
+#include "text/NumberText.h"
 
 #include <memory>
 
@@ -26,7 +27,7 @@ void Take(const String& path, const String& relative, const StringList& extensio
     if (IsBatchTempName(path))
         return; // a conversion of ours that never finished; the next one removes it
     if (Decodable(path, extensions))
-        scan.sources.push_back({path, relative});
+        scan.sources.push_back({path, relative, {}});
     else
         scan.skipped.push_back(
             Outcome(path, u"", FileStatus::kSkipped,
@@ -69,10 +70,25 @@ SourceScan ScanInputs(const StringList& inputs, const StringList& extensions,
     return scan;
 }
 
-TagLookup ReadSourceTags(const String& path, const String& programFolder) {
+namespace {
+
+bool BindDecoder(clTwDecoder& decoder, const String& path, const String& programFolder,
+                 const String& track) {
+    clTwCodecHandler handler;
+    if (track.empty())
+        return handler.FindDecoder(path, decoder, LogHostContext(), programFolder, false);
+    PluginValue value{};
+    value.value1 = static_cast<uint32_t>(TextToInt(track));
+    return handler.FindTrackDecoder(decoder, LogHostContext(), programFolder) &&
+           decoder.Set(WM_VALUE_TRACK, &value);
+}
+
+} // namespace
+
+TagLookup ReadSourceTags(const String& path, const String& programFolder, const String& track) {
     auto tags = std::make_shared<IDTagSet>();
     clTwDecoder decoder;
-    if (clTwCodecHandler().FindDecoder(path, decoder, LogHostContext(), programFolder, false)) {
+    if (BindDecoder(decoder, path, programFolder, track)) {
         DecodeOpenInfo info{};
         info.path = path.c_str();
         info.openMode = WM_OPEN_CONVERT;

@@ -21,8 +21,8 @@ struct SourceScan {
 SourceScan ScanInputs(const StringList& inputs, const StringList& extensions,
                       const String& outFolder);
 
-// The source's tags as its decoder reads them ("title", "artist"...), for naming patterns.
-// Empty values when no decoder opens it.
-TagLookup ReadSourceTags(const String& path, const String& programFolder);
+// The source's tags as its decoder reads them ("title", "artist"...), for naming patterns; of
+// one track of a disc image when `track` is given. Empty values when no decoder opens it.
+TagLookup ReadSourceTags(const String& path, const String& programFolder, const String& track);
 
 } // namespace wm

@@ -76,7 +76,8 @@ int WritePlan(const BatchOptions& o, const BatchPlan& plan, const String& wavemi
               ProgressView& view) {
     StringList lines;
     for (const PlannedConversion& c : plan.conversions)
-        lines.push_back(PlanLine(wavemill, c.source.path, c.output, o.codec, o.passThrough));
+        lines.push_back(PlanLine(wavemill, c.source.path, c.output, o.codec,
+                                 TrackOption(c.source) + o.passThrough));
     if (!WriteUtf8Lines(o.planFile, lines)) {
         WriteErrorLine(u"Cannot write the plan '" + o.planFile + u"' " + Win32ErrorTextU());
         return kBadUsage;

@@ -21,17 +21,26 @@ class AudioSource : public BlockSource {
     virtual bool Close(ConversionInfo& conversion) = 0;
 };
 
+// When the decoder chosen by the extension refuses the file, the other decoders are asked
+// (contentFallback; not for one track of a disc image, which only the cue decoder reads).
 class DecoderSource : public AudioSource {
   public:
-    DecoderSource(clTwDecoder& decoder, const String& inputFile)
-        : decoder_(decoder), inputFile_(inputFile) {}
+    DecoderSource(clTwDecoder& decoder, const String& inputFile, const String& programFolder,
+                  bool contentFallback)
+        : decoder_(decoder), inputFile_(inputFile), programFolder_(programFolder),
+          contentFallback_(contentFallback) {}
     bool Open(DecodeOpenInfo& info) override;
     bool NextBlock(AudioBlockInfo& block) override;
     bool Close(ConversionInfo& conversion) override;
 
   private:
+    bool OpenByContent(DecodeOpenInfo& info);
+    std::vector<uint8_t> FirstBytes() const;
+
     clTwDecoder& decoder_;
     const String& inputFile_;
+    const String& programFolder_;
+    const bool contentFallback_;
 };
 
 class StdInputSource : public AudioSource {

@@ -122,7 +122,7 @@ String OptionTextOfCommandLine(StringView line) {
 }
 
 String StripWavemillCmds(const OptionStore& store, size_t dspCount) {
-    static constexpr std::array<const char16_t*, 25> kConsumed = {
+    static constexpr std::array<const char16_t*, 26> kConsumed = {
         u"infile",          u"outfile",
         u"convert_to",      u"twcmd",
         u"evtquit",         u"evtafterconvseterror",
@@ -135,7 +135,7 @@ String StripWavemillCmds(const OptionStore& store, size_t dspCount) {
         u"shrbytesencoded", u"batchid",
         u"tmpfolder",       u"fntousefortagloaddec",
         u"replaygain",      u"truepeak",
-        u"loudnessrecord"};
+        u"loudnessrecord",  u"track"};
     auto consumed = [&](const String& name) {
         for (const char16_t* c : kConsumed)
             if (EqualsNoCase(name, c))

@@ -1,6 +1,10 @@
 #include "converter/AudioSources.h"
+#include "files/FileAccess.h"
 #include "files/FileOps.h"
+#include "files/PathText.h"
+#include "plugins/ContentKind.h"
 #include "plugins/PluginReason.h"
+#include "plugins/clTwCodecHandler.h"
 #include "process/Log.h"
 
 namespace wm {
@@ -24,11 +28,38 @@ bool DecoderSource::Open(DecodeOpenInfo& info) {
     if (decoder_.Open(&info))
         return true;
     String reason = InputProblem(inputFile_);
-    if (reason.empty())
+    if (reason.empty()) {
         reason = decoder_.LastError();
+        if (contentFallback_ && OpenByContent(info))
+            return true;
+    }
     LogError(WithReason(u"Error: Unable to open '" + inputFile_ + u"' for decoding.", reason),
              "TwWavemill::OpenDecoder");
     return false;
+}
+
+// A file whose extension lies (an AAC file named .mp3) is read by whichever decoder opens it.
+bool DecoderSource::OpenByContent(DecodeOpenInfo& info) {
+    const String chosen = FileNamePart(decoder_.LibraryPath());
+    if (!clTwCodecHandler().OpenByContent(decoder_, info, LogHostContext(), programFolder_))
+        return false;
+    const std::vector<uint8_t> first = FirstBytes();
+    String kind = ContentKind(first.data(), first.size());
+    if (kind.empty())
+        kind = u"not what its extension says";
+    LogInfo(u"Information: '" + inputFile_ + u"' is " + kind + u": " + chosen +
+                u" could not read it, " + FileNamePart(decoder_.LibraryPath()) + u" does.",
+            "TwWavemill::OpenDecoder");
+    return true;
+}
+
+std::vector<uint8_t> DecoderSource::FirstBytes() const {
+    std::vector<uint8_t> bytes(kContentProbeBytes);
+    FileAccess file;
+    bytes.resize(file.OpenRead(inputFile_)
+                     ? file.Read(bytes.data(), static_cast<uint32_t>(bytes.size()))
+                     : 0);
+    return bytes;
 }
 
 bool DecoderSource::NextBlock(AudioBlockInfo& block) {

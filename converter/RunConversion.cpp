@@ -99,6 +99,8 @@ bool TwWavemill::ChooseSource() {
         source_ = std::make_unique<StdInputSource>(options_);
         return true;
     }
+    if (opt_.hasTrack)
+        return ChooseTrackSource();
     if (!clTwCodecHandler().FindDecoder(opt_.inputFile, decoder_, LogHostContext(), programFolder_,
                                         false)) {
         LogError(u"Error: Unable to load decoder for file type '" + ExtensionOf(opt_.inputFile) +
@@ -106,7 +108,27 @@ bool TwWavemill::ChooseSource() {
                  kRunContext);
         return false;
     }
-    source_ = std::make_unique<DecoderSource>(decoder_, opt_.inputFile);
+    source_ = std::make_unique<DecoderSource>(decoder_, opt_.inputFile, programFolder_, true);
+    SendBatchId(decoder_);
+    return true;
+}
+
+// One track of a disc image: the cue decoder reads the sheet (or the image holding it) and is
+// told the track before it opens.
+bool TwWavemill::ChooseTrackSource() {
+    if (!clTwCodecHandler().FindTrackDecoder(decoder_, LogHostContext(), programFolder_)) {
+        LogError(u"Error: Unable to load decoder for file type '.cue', codec not installed? "
+                 u"visit 'Kodexa'.",
+                 kRunContext);
+        return false;
+    }
+    PluginValue track{};
+    track.value1 = opt_.track;
+    if (!decoder_.Set(WM_VALUE_TRACK, &track)) {
+        LogError(u"Error: The decoder for cue sheets does not take a track.", kRunContext);
+        return false;
+    }
+    source_ = std::make_unique<DecoderSource>(decoder_, opt_.inputFile, programFolder_, false);
     SendBatchId(decoder_);
     return true;
 }
@@ -152,6 +174,9 @@ bool TwWavemill::EncoderWantsReplayGain() {
 
 // The encoder may take the source file over whole; the decoder then only describes it.
 bool TwWavemill::RawHandOver() {
+    // An encoder taking the file over would convert the whole image, not the track.
+    if (opt_.hasTrack)
+        return false;
     PluginValue pv{};
     pv.pointer1 = opt_.inputFile.data();
     pv.pointer2 = encoderCommandLine_.data();

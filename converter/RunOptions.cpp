@@ -38,6 +38,8 @@ void ReadRunSettings(const OptionStore& store, bool parentMode, RunOptions& o) {
     o.watchdogEvent = store.Value(u"evtwatchdog");
     String batch = store.Value(u"batchid");
     o.batchId = batch.empty() ? 0 : static_cast<uint32_t>(TextToInt(batch));
+    o.hasTrack = store.Present(u"track");
+    o.track = static_cast<uint32_t>(TextToInt(store.Value(u"track")));
     o.processor = store.Value(u"processor");
     o.bytesEncodedBlock = store.Value(u"shrbytesencoded");
     String temp = store.Value(u"tmpfolder");

@@ -30,6 +30,10 @@ struct RunOptions {
     bool silent = false;
     String quitEvent, afterConvErrorEvent, watchdogEvent, bytesEncodedBlock;
     uint32_t batchId = 0;
+    // -track: one track of a disc image (0: the audio before track 1); read through the cue
+    // decoder.
+    bool hasTrack = false;
+    uint32_t track = 0;
     String processor; // as typed; logged as it stands
     String tempFolder;
     std::vector<DspRequest> dsps;

@@ -54,6 +54,7 @@ class TwWavemill : private FlowHost {
     void Convert();
     bool BindPlugins();
     bool ChooseSource();
+    bool ChooseTrackSource();
     bool LoadEncoder();
     template <class Binding> void SendBatchId(Binding& plugin);
     bool RawHandOver();

@@ -80,6 +80,38 @@ bool clTwCodecHandler::FindDecoder(const String& pathOrExt, clTwDecoder& decoder
     // A path without an extension names no file type: no decoder can claim it.
     if (extension.empty())
         return false;
+    return FindForExtension(extension, decoder, hostContext, programFolder, isExtension, cacheKey);
+}
+
+bool clTwCodecHandler::FindTrackDecoder(clTwDecoder& decoder, void* hostContext,
+                                        const String& programFolder) {
+    decoder.DestroyInstance();
+    return FindForExtension(u".cue", decoder, hostContext, programFolder, false, nullptr);
+}
+
+bool clTwCodecHandler::OpenByContent(clTwDecoder& decoder, DecodeOpenInfo& info, void* hostContext,
+                                     const String& programFolder) {
+    const String refused = decoder.LibraryPath();
+    const DecodeOpenInfo asked = info;
+    for (const String& library : PluginLibraries(PluginFolder(programFolder, u"decoder"))) {
+        if (EqualsNoCase(library, refused))
+            continue;
+        // Served for an extension no file has, so that no later choice by extension reuses it.
+        if (!decoder.LoadForExtension(u".NOTUSING", library) ||
+            !decoder.CreateInstance(hostContext))
+            continue;
+        info = asked;
+        if (decoder.Open(&info))
+            return true;
+    }
+    decoder.Unload();
+    info = asked;
+    return false;
+}
+
+bool clTwCodecHandler::FindForExtension(const String& extension, clTwDecoder& decoder,
+                                        void* hostContext, const String& programFolder,
+                                        bool isExtension, const char16_t* cacheKey) {
 
     if (!decoder.IsLoaded())
         decoder.ClearExtensionServed();

@@ -24,6 +24,14 @@ class clTwCodecHandler {
     bool FindDecoder(const String& pathOrExt, clTwDecoder& decoder, void* hostContext,
                      const String& programFolder, bool isExtension,
                      const char16_t* cacheKey = nullptr);
+    // Binds the decoder that reads cue sheets (".cue"): it also takes one track of a disc image
+    // whose sheet is inside the image.
+    bool FindTrackDecoder(clTwDecoder& decoder, void* hostContext, const String& programFolder);
+    // After the decoder chosen by the extension refused the file: offers it to every other
+    // decoder and keeps the first that opens it (info filled), without touching the cache.
+    // False, with nothing loaded, when none does.
+    bool OpenByContent(clTwDecoder& decoder, DecodeOpenInfo& info, void* hostContext,
+                       const String& programFolder);
     // Loads one library and keeps it when it claims `extension`; otherwise unloads it fully.
     bool TryDecoder(const String& libraryPath, StringView extension, clTwDecoder& decoder,
                     void* hostContext, bool isExtension);
@@ -43,6 +51,10 @@ class clTwCodecHandler {
 
     // Loads "DSPs\<name>.DLL" and creates its instance.
     bool LoadDSP(const String& name, clTwDSP& dsp, void* hostContext, const String& programFolder);
+
+  private:
+    bool FindForExtension(const String& extension, clTwDecoder& decoder, void* hostContext,
+                          const String& programFolder, bool isExtension, const char16_t* cacheKey);
 };
 
 } // namespace wm

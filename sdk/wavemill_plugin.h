@@ -133,6 +133,10 @@ enum { WM_FORMAT_PCM = 1, WM_FORMAT_IEEE_FLOAT = 3, WM_FORMAT_EXTENSIBLE = 0xFFF
  * the plug-in (for example u"WAV format 0x0002 (MS ADPCM) is not supported"). The host appends it
  * to its own error line. Answer 0 when there is nothing to say. */
 #define WM_VALUE_LAST_ERROR u"LastError"
+/* Decoder "Set", before "Open", only when the run converts one track of a disc image
+ * (-track=n): value1 = the track number, 0 for the audio before track 1. Only the decoder that
+ * reads ".cue" is asked; it answers non-zero when it takes the track. */
+#define WM_VALUE_TRACK u"Track"
 /* Encoder "ENC_Get" and "DSP_Get", asked for the program's help text: pointer1 out = the
  * encoder's own options or the effect's settings, one per line ("-b <kbps>   constant bit
  * rate"), owned by the plug-in. */

@@ -52,6 +52,8 @@ done
 cp samples/sample.wav samples/sample.wave
 opusenc --quiet samples/sample.wav samples/sample.opus
 oggenc -Q -o samples/sample.ogg samples/sample.wav
+printf 'FILE "sample.wav" WAVE\nTRACK 01 AUDIO\nINDEX 01 00:00:00\nTRACK 02 AUDIO\nINDEX 01 00:01:00\n' \
+    >samples/sample.cue
 printf 'format 44100 2 16\nblock 17640 5\n' >samples/sample.wmt
 printf 'format 96000 6 24\nblock 17280 5\n' >samples/sample24.wmt
 brk_sample() { # brk_sample <file> <channels> <bits> <rate> <hex rate bytes>

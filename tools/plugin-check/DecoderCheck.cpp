@@ -61,6 +61,12 @@ uint32_t OpenFile(clTwDecoder& decoder, const String& path, DecodeOpenInfo& info
     info.path = path.c_str();
     info.openMode = WM_OPEN_CONVERT;
     CallGuard guard("Open");
+    // A sheet is opened as the host opens it with -track: told its first track.
+    if (EndsWithNoCase(path, u".cue")) {
+        PluginValue track{};
+        track.value1 = 1;
+        decoder.Set(WM_VALUE_TRACK, &track);
+    }
     return decoder.Open(&info);
 }
 

@@ -80,8 +80,9 @@ TEST(OutputNames, MirrorAndPatternWithFallbacksAndForbiddenCharacters) {
 }
 
 TEST(OutputNames, CollisionsAreFoundCaseBlindAndOverASource) {
-    std::vector<SourceFile> sources{
-        {u"C:\\a\\x.wav", u"x.wav"}, {u"C:\\b\\X.flac", u"X.flac"}, {u"C:\\c\\y.wav", u"y.wav"}};
+    std::vector<SourceFile> sources{{u"C:\\a\\x.wav", u"x.wav", {}},
+                                    {u"C:\\b\\X.flac", u"X.flac", {}},
+                                    {u"C:\\c\\y.wav", u"y.wav", {}}};
     StringList lines = FindCollisions(sources, {u"D:\\x.mp3", u"d:/X.MP3", u"C:\\c\\y.wav"});
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_EQ(lines[0], u"'C:\\a\\x.wav' and 'C:\\b\\X.flac' would both be written to 'd:/X.MP3'");
