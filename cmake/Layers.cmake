@@ -9,8 +9,9 @@ set(WM_LAYER_RANKS
     files 5
     tags 6 crash 6 ui 6
     plugins 7 bundled 7
-    converter 8 batch 8 tools 8
-    tests 9 fuzz 9 bench 9)
+    converter 8 batch 8
+    tools 9
+    tests 10 fuzz 10 bench 10)
 
 # The layer of a folder inside the project: its top folder ("" for the root).
 function(wm_layer_of_dir dir out)
