@@ -50,7 +50,7 @@ bool Mp3Decoder::OpenStream(DecodeOpenInfo& info) {
     // mpg123 would find stray syncs in AAC audio and fail only mid-stream; refused here, the
     // file goes to the decoder that reads it.
     uint8_t sync[2] = {};
-    if (file_.ReadAt(audioStart_, sync, 2) == 2 && sync[0] == 0xFF && (sync[1] & 0xF6) == 0xF0)
+    if (file_.Read(audioStart_, sync, 2) == 2 && sync[0] == 0xFF && (sync[1] & 0xF6) == 0xF0)
         return error_.Failed(u"the audio is AAC in ADTS frames, not MPEG audio");
     if (!StartDecoder())
         return false;
