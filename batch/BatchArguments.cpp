@@ -9,9 +9,10 @@ namespace wm {
 namespace {
 
 // Set by the batch for each conversion: a user's value would break the protocol.
-constexpr std::array<StringView, 10> kSetPerConversion = {
+constexpr std::array<StringView, 11> kSetPerConversion = {
     u"infile",      u"outfile",   u"twcmd",           u"evtquit", u"evtafterconvseterror",
-    u"evtwatchdog", u"errorfile", u"shrbytesencoded", u"silent",  u"loudnessrecord", u"track"};
+    u"evtwatchdog", u"errorfile", u"shrbytesencoded", u"silent",  u"loudnessrecord",
+    u"track"};
 
 // The batch's own options that always take a value.
 constexpr std::array<StringView, 8> kValued = {
