@@ -39,15 +39,17 @@ bool DecoderSource::Open(DecodeOpenInfo& info) {
 }
 
 // A file whose extension lies (an AAC file named .mp3) is read by whichever decoder opens it.
+// Only a file whose first bytes say it is another kind is offered: a damaged file or one of an
+// unknown kind keeps the refusal of the decoder its extension chose.
 bool DecoderSource::OpenByContent(DecodeOpenInfo& info) {
+    const std::vector<uint8_t> first = FirstBytes();
+    const FileKind kind = ContentKind(first.data(), first.size());
+    if (!kind.Known() || kind.Fits(ExtensionOf(inputFile_)))
+        return false;
     const String chosen = FileNamePart(decoder_.LibraryPath());
     if (!clTwCodecHandler().OpenByContent(decoder_, info, LogHostContext(), programFolder_))
         return false;
-    const std::vector<uint8_t> first = FirstBytes();
-    String kind = ContentKind(first.data(), first.size());
-    if (kind.empty())
-        kind = u"not what its extension says";
-    LogInfo(u"Information: '" + inputFile_ + u"' is " + kind + u": " + chosen +
+    LogInfo(u"Information: '" + inputFile_ + u"' is " + kind.name + u": " + chosen +
                 u" could not read it, " + FileNamePart(decoder_.LibraryPath()) + u" does.",
             "TwWavemill::OpenDecoder");
     return true;

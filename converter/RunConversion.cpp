@@ -116,6 +116,10 @@ bool TwWavemill::ChooseSource() {
 // One track of a disc image: the cue decoder reads the sheet (or the image holding it) and is
 // told the track before it opens.
 bool TwWavemill::ChooseTrackSource() {
+    if (!opt_.trackValid) {
+        LogError(u"Error: -track takes a track number from 0 to 99.", kRunContext);
+        return false;
+    }
     if (!clTwCodecHandler().FindTrackDecoder(decoder_, LogHostContext(), programFolder_)) {
         LogError(u"Error: Unable to load decoder for file type '.cue', codec not installed? "
                  u"visit 'Kodexa'.",

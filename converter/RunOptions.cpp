@@ -38,8 +38,11 @@ void ReadRunSettings(const OptionStore& store, bool parentMode, RunOptions& o) {
     o.watchdogEvent = store.Value(u"evtwatchdog");
     String batch = store.Value(u"batchid");
     o.batchId = batch.empty() ? 0 : static_cast<uint32_t>(TextToInt(batch));
+    const String track = store.Value(u"track");
     o.hasTrack = store.Present(u"track");
-    o.track = static_cast<uint32_t>(TextToInt(store.Value(u"track")));
+    o.trackValid = !track.empty() && track.size() <= 2 &&
+                   track.find_first_not_of(u"0123456789") == String::npos;
+    o.track = o.trackValid ? static_cast<uint32_t>(TextToInt(track)) : 0;
     o.processor = store.Value(u"processor");
     o.bytesEncodedBlock = store.Value(u"shrbytesencoded");
     String temp = store.Value(u"tmpfolder");

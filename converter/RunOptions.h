@@ -33,6 +33,7 @@ struct RunOptions {
     // -track: one track of a disc image (0: the audio before track 1); read through the cue
     // decoder.
     bool hasTrack = false;
+    bool trackValid = false; // a number from 0 to 99
     uint32_t track = 0;
     String processor; // as typed; logged as it stands
     String tempFolder;

@@ -1,5 +1,6 @@
 #include "plugins/ContentKind.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace wm {
@@ -31,38 +32,71 @@ bool IsAdtsFrame(const uint8_t* p) {
     return p[0] == 0xFF && (p[1] & 0xF6) == 0xF0 && ((p[2] >> 2) & 0x0F) < 13;
 }
 
-const char* KindAt(const uint8_t* bytes, size_t size, size_t at) {
+struct Kind {
+    const char* name;
+    const char16_t* extensions; // separated by spaces
+};
+
+const Kind kFlac{"a FLAC file", u".flac .fla"};
+const Kind kWave{"a WAV file", u".wav .wave .bwf"};
+const Kind kRf64{"a WAV file (RF64)", u".wav .rf64 .bw64"};
+const Kind kOgg{"an Ogg file", u".ogg .oga .opus .spx"};
+const Kind kMp4{"an MP4 (M4A) file", u".m4a .mp4 .m4b .m4p .3gp .mov"};
+const Kind kWavPack{"a WavPack file", u".wv"};
+const Kind kApe{"a Monkey's Audio file", u".ape"};
+const Kind kAiff{"an AIFF file", u".aif .aiff .aifc"};
+const Kind kAdts{"an AAC (ADTS) file", u".aac .adts"};
+const Kind kMpeg{"an MP3 file", u".mp3 .mp2 .mp1 .mpa"};
+
+const Kind* KindAt(const uint8_t* bytes, size_t size, size_t at) {
     if (Starts(bytes, size, at, "fLaC"))
-        return "a FLAC file";
+        return &kFlac;
     if (Starts(bytes, size, at, "RIFF") && Starts(bytes, size, at + 8, "WAVE"))
-        return "a WAV file";
+        return &kWave;
     if ((Starts(bytes, size, at, "RF64") || Starts(bytes, size, at, "BW64")) &&
         Starts(bytes, size, at + 8, "WAVE"))
-        return "a WAV file (RF64)";
+        return &kRf64;
     if (Starts(bytes, size, at, "OggS"))
-        return "an Ogg file";
+        return &kOgg;
     if (Starts(bytes, size, at + 4, "ftyp"))
-        return "an MP4 (M4A) file";
+        return &kMp4;
     if (Starts(bytes, size, at, "wvpk"))
-        return "a WavPack file";
+        return &kWavPack;
     if (Starts(bytes, size, at, "MAC "))
-        return "a Monkey's Audio file";
+        return &kApe;
     if (Starts(bytes, size, at, "FORM") && Starts(bytes, size, at + 8, "AIF"))
-        return "an AIFF file";
+        return &kAiff;
     if (at + 4 > size)
         return nullptr;
     if (IsAdtsFrame(bytes + at))
-        return "an AAC (ADTS) file";
+        return &kAdts;
     if (IsMpegFrame(bytes + at))
-        return "an MP3 file";
+        return &kMpeg;
     return nullptr;
+}
+
+StringList Split(StringView words) {
+    StringList out;
+    for (size_t at = 0; at < words.size();) {
+        const size_t end = std::min(words.find(u' ', at), words.size());
+        out.emplace_back(words.substr(at, end - at));
+        at = end + 1;
+    }
+    return out;
 }
 
 } // namespace
 
-String ContentKind(const uint8_t* bytes, size_t size) {
-    const char* kind = KindAt(bytes, size, Id3Size(bytes, size));
-    return kind ? Widen(kind) : String();
+bool FileKind::Fits(StringView extension) const {
+    for (const String& e : extensions)
+        if (EqualsNoCase(e, extension))
+            return true;
+    return false;
+}
+
+FileKind ContentKind(const uint8_t* bytes, size_t size) {
+    const Kind* kind = KindAt(bytes, size, Id3Size(bytes, size));
+    return kind ? FileKind{Widen(kind->name), Split(kind->extensions)} : FileKind{};
 }
 
 } // namespace wm

@@ -43,6 +43,24 @@ TEST(RunOptions, ValuesAndFlags) {
     EXPECT_FALSE(o.silent);
 }
 
+TEST(RunOptions, TrackIsANumberFrom0To99) {
+    RunOptions o;
+    ASSERT_EQ(Read(u"-convert_to=W -infile=d.cue -outfile=o.wav -track=07", false, &o),
+              OptionsVerdict::Convert);
+    EXPECT_TRUE(o.hasTrack && o.trackValid);
+    EXPECT_EQ(o.track, 7u);
+    Read(u"-convert_to=W -infile=d.cue -outfile=o.wav -track=0", false, &o);
+    EXPECT_TRUE(o.trackValid);
+    EXPECT_EQ(o.track, 0u);
+    for (const char16_t* bad : {u"-track=100", u"-track=x1", u"-track=", u"-track=-1"}) {
+        Read(u"-convert_to=W -infile=d.cue -outfile=o.wav " + std::u16string(bad), false, &o);
+        EXPECT_TRUE(o.hasTrack);
+        EXPECT_FALSE(o.trackValid);
+    }
+    Read(u"-convert_to=W -infile=d.cue -outfile=o.wav", false, &o);
+    EXPECT_FALSE(o.hasTrack);
+}
+
 TEST(RunOptions, DspEffectsStopAtTheFirstGap) {
     OptionStore store;
     store.Fill(u"-dspeffect1=\"Volume={qt}+3{qt}\" -dspeffect2=\"noequals\" "

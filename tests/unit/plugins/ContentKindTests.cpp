@@ -8,8 +8,12 @@
 namespace wm {
 namespace {
 
-String Kind(const std::string& bytes) {
+FileKind KindOf(const std::string& bytes) {
     return ContentKind(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
+}
+
+String Kind(const std::string& bytes) {
+    return KindOf(bytes).name;
 }
 
 TEST(ContentKind, NamesTheKindsMisnamedFilesAre) {
@@ -27,6 +31,23 @@ TEST(ContentKind, NamesTheKindsMisnamedFilesAre) {
               u"an MP3 file");
     EXPECT_EQ(Kind(std::string("ID3\x04\0\x10\0\0\0\x05", 10) + std::string(15, 'x') + "fLaC"),
               u"a FLAC file");
+}
+
+TEST(ContentKind, KnowsTheExtensionsOfEachKind) {
+    const FileKind flac = KindOf("fLaC\0\0\0\x22");
+    EXPECT_TRUE(flac.Fits(u".FLAC"));
+    EXPECT_TRUE(flac.Fits(u".fla"));
+    EXPECT_FALSE(flac.Fits(u".wav"));
+    EXPECT_FALSE(flac.Fits(u".fl"));
+    const FileKind adts = KindOf("\xFF\xF1\x50\x80\x02\x1F\xFC");
+    EXPECT_TRUE(adts.Fits(u".aac"));
+    EXPECT_FALSE(adts.Fits(u".mp3"));
+    EXPECT_TRUE(KindOf(std::string("\0\0\0\x20"
+                                   "ftypM4A ",
+                                   12))
+                    .Fits(u".m4a"));
+    EXPECT_FALSE(KindOf("plain text").Known());
+    EXPECT_FALSE(KindOf("plain text").Fits(u""));
 }
 
 TEST(ContentKind, LeavesUnknownAndShortBytesUnnamed) {
