@@ -21,16 +21,17 @@ std::optional<LoudnessRecord> ReadLoudnessRecordFile(const String& path) {
     return ReadLoudnessRecord(text);
 }
 
-String SourceAlbumKey(const String& source, const String& programFolder) {
-    const TagLookup tags = ReadSourceTags(source, programFolder);
-    return AlbumKey(source, tags(u"album"), tags(u"album artist"), tags(u"artist"));
+String SourceAlbumKey(const SourceFile& source, const String& programFolder) {
+    // A disc image's track reads the tags its cue sheet gives it.
+    const TagLookup tags = ReadSourceTags(source.path, programFolder, source.track);
+    return AlbumKey(source.path, tags(u"album"), tags(u"album artist"), tags(u"artist"));
 }
 
 AlbumGainRun::AlbumGainRun(const std::vector<PlannedConversion>& plan, const ConversionSetup& setup,
                            const String& programFolder)
     : plan_(plan), setup_(setup), programFolder_(programFolder) {
     for (size_t i = 0; i < plan.size(); ++i)
-        ledger_.Add(i, SourceAlbumKey(plan[i].source.path, programFolder));
+        ledger_.Add(i, SourceAlbumKey(plan[i].source, programFolder));
 }
 
 void AlbumGainRun::ConversionEnded(uint32_t number, const FileOutcome& outcome) {

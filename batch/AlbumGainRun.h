@@ -14,7 +14,7 @@
 namespace wm {
 
 // The album of a source file by its tags (AlbumKey); empty when it has no album tag.
-String SourceAlbumKey(const String& source, const String& programFolder);
+String SourceAlbumKey(const SourceFile& source, const String& programFolder);
 
 // A converter's loudness record; nothing when it is missing or not whole.
 std::optional<LoudnessRecord> ReadLoudnessRecordFile(const String& path);

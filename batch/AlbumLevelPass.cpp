@@ -40,7 +40,7 @@ bool LevelAlbums(std::vector<PlannedConversion>& plan, const ConversionSetup& se
     AlbumLedger ledger;
     for (size_t i = 0; i < plan.size(); ++i) {
         // A track without an album tag is leveled on its own.
-        const String key = SourceAlbumKey(plan[i].source.path, request.programFolder);
+        const String key = SourceAlbumKey(plan[i].source, request.programFolder);
         ledger.Add(i, key.empty() ? u"\n" + plan[i].source.path : key);
     }
     const String target = FloatToText(request.targetLufs, 1) + u" LUFS";
