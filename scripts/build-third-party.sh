@@ -152,7 +152,7 @@ build_libvorbis() {
 
 # FFmpeg's codecs and formats the plug-ins use, and nothing else: the M4A coders (AAC, ALAC),
 # the decoders of every other format they read, the compressed WAV formats (the wav demuxer reads
-# them for the WAV decoder). LGPL only (no --enable-gpl, no non-free parts); no programs or
+# them for the WAV decoder) and Ogg (the ogg demuxer reads FLAC in Ogg for the Ogg decoders). LGPL only (no --enable-gpl, no non-free parts); no programs or
 # devices; --disable-autodetect keeps the DLLs' imports to Windows' own (no Media Foundation, no
 # Schannel, no winpthread). Debian's build keeps FFmpeg's own optimisation (-O3) and its x86
 # assembly (nasm), and applies its patches: so does this one.
@@ -167,7 +167,7 @@ build_ffmpeg() {
         pcm_u32be pcm_s64le pcm_s64be pcm_f16le pcm_f24le pcm_f32le pcm_f32be pcm_f64le pcm_f64be
         pcm_s8_planar pcm_s16le_planar pcm_s16be_planar pcm_s24le_planar pcm_s32le_planar"
     local demuxers="mov aac aiff caf asf xwma ape tta wv ac3 eac3 w64 au mpc mpc8 tak shorten
-        truehd mlp dts matroska voc amr dsf wav"
+        truehd mlp dts matroska voc amr dsf wav ogg"
     local parsers="aac aac_latm ac3 dca mlp mpegaudio flac tak gsm amr vorbis opus g723_1 g729"
     local dir="$out/src/ffmpeg" src flags=() item
     rm -rf "$dir" && mkdir -p "$dir"

@@ -107,6 +107,7 @@ uint32_t FlacDecoder::Close() noexcept {
     decoder_ = nullptr;
     haveInfo_ = damaged_ = sought_ = finished_ = false;
     fileSize_ = readAt_ = deliveredBytes_ = decodedFrames_ = 0;
+    progress_.Reset();
     std::vector<uint8_t>().swap(pcm_);
     handed_ = 0;
     ReleaseTags();
@@ -147,6 +148,11 @@ bool FlacDecoder::FillBlock(size_t wanted) {
                                Widen(FLAC__stream_decoder_get_resolved_state_string(decoder_))),
                    false;
         }
+        if (!progress_.Moved(readAt_, decodedFrames_))
+            return error_.Fail(u"decoding stalls after sample " +
+                               Widen(std::to_string(decodedFrames_)) +
+                               u": libFLAC neither reads on nor decodes there"),
+                   false;
         // A frame cut off by the end of the file shows as lost sync: say what it is.
         if (damaged_ && CutOff())
             return error_.Failed(EndsEarly());
@@ -188,6 +194,7 @@ uint32_t FlacDecoder::SetPosition(uint64_t ms) noexcept {
         pcm_.clear();
         handed_ = 0;
         sought_ = true;
+        progress_.Reset();
         finished_ = false;
         if (!FLAC__stream_decoder_seek_absolute(decoder_, sample)) {
             FLAC__stream_decoder_flush(decoder_);

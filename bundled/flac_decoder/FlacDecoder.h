@@ -4,6 +4,7 @@
 
 #include "bundled/codec/DecoderFrame.h"
 #include "bundled/codec/PcmConvert.h"
+#include "bundled/codec/ReadProgress.h"
 #include "bundled/win/BufferedReader.h"
 
 #include <FLAC/stream_decoder.h>
@@ -60,6 +61,7 @@ class FlacDecoder final : public codec::DecoderFrame {
     size_t handed_ = 0;
     uint64_t deliveredBytes_ = 0;
     uint64_t decodedFrames_ = 0;
+    codec::ReadProgress progress_;
     bool sought_ = false;   // a seek happened: the MD5 and length checks no longer apply
     bool finished_ = false; // the end-of-stream block went out
     FLAC__StreamDecoderErrorStatus streamError_{};

@@ -40,7 +40,8 @@ bool OggDecoder::OpenStream(DecodeOpenInfo& info) {
     information_.Clear();
     const std::vector<String> kinds = OggStreamKinds(input_.File());
     if (std::find(kinds.begin(), kinds.end(), codec) == kinds.end())
-        return error_.Failed(NotOggOf(input_.File(), kinds, codec.c_str()));
+        return OpenElsewhere(info, kinds) ||
+               error_.Failed(NotOggOf(input_.File(), kinds, codec.c_str()));
     // The libraries read the first stream of their codec and pass over the others.
     for (const String& kind : kinds)
         if (kind != codec)
@@ -69,6 +70,14 @@ bool OggDecoder::OpenStream(DecodeOpenInfo& info) {
     return true;
 }
 
+// FLAC in Ogg (an .oga file) is no stream the codec library reads: the FFmpeg decoder beside
+// this one reads it, when it is installed.
+bool OggDecoder::OpenElsewhere(DecodeOpenInfo& info, const std::vector<String>& kinds) {
+    if (std::find(kinds.begin(), kinds.end(), u"FLAC") == kinds.end())
+        return false;
+    return other_.Open(info);
+}
+
 bool OggDecoder::ReadTags(wav::WaveTags& tags) {
     std::string why;
     if (!codec::ReadOggComments(stream_.comments, codec_, tags, why))
@@ -77,6 +86,7 @@ bool OggDecoder::ReadTags(wav::WaveTags& tags) {
 }
 
 uint32_t OggDecoder::Close() noexcept {
+    other_.Close();
     if (open_)
         Stop();
     open_ = sought_ = finished_ = false;
@@ -88,6 +98,12 @@ uint32_t OggDecoder::Close() noexcept {
 }
 
 uint32_t OggDecoder::DecodeBlock(AudioBlockInfo* block) noexcept {
+    if (other_.IsOpen()) {
+        const char16_t* why = nullptr;
+        return other_.DecodeBlock(block)
+                   ? 1
+                   : error_.Fail((why = other_.LastError()) ? why : u"failed");
+    }
     if (!block || !open_ || finished_ || pcm_.empty())
         return error_.Fail(u"the decoder is not open");
     const size_t before = delivered_;
@@ -136,6 +152,8 @@ String OggDecoder::At() const {
 }
 
 uint32_t OggDecoder::SetPosition(uint64_t ms) noexcept {
+    if (other_.IsOpen())
+        return other_.SetPosition(ms);
     if (!open_)
         return 0;
     uint64_t sample = ms * stream_.rate / 1000;

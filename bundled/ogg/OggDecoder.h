@@ -1,11 +1,13 @@
 // The frame of the Ogg decoders: open (the file's pages looked at first, then the codec
 // library), the tags and pictures of the comment header, blocks of 16-bit PCM in the wave
-// channel order, exact length and seeking. A codec supplies the library calls.
+// channel order, exact length and seeking. A codec supplies the library calls. FLAC in Ogg goes
+// to the FFmpeg decoder plug-in whole.
 #pragma once
 
 #include "bundled/codec/DecoderFrame.h"
 #include "bundled/codec/OggComments.h"
 #include "bundled/ogg/OggInput.h"
+#include "bundled/win/FfmpegDelegate.h"
 
 #include <sdk/wavemill_plugin.h>
 
@@ -45,6 +47,7 @@ class OggDecoder : public codec::DecoderFrame {
     // "IDTags": writes a tag block into a finished file.
     uint32_t SetOwn(const WmChar* name, PluginValue* value) noexcept override;
     bool OpenStream(DecodeOpenInfo& info) override;
+    bool OpenElsewhere(DecodeOpenInfo& info, const std::vector<String>& kinds);
     bool ReadTags(wav::WaveTags& tags);
     bool Fill();
     String At() const;
@@ -57,6 +60,7 @@ class OggDecoder : public codec::DecoderFrame {
     uint64_t delivered_ = 0; // frames handed out
     bool sought_ = false;    // after a seek the length check no longer applies
     bool finished_ = false;
+    FfmpegDelegate other_; // the file, when the FFmpeg decoder reads it instead
 };
 
 } // namespace wm::bundled

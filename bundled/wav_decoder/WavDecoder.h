@@ -4,7 +4,7 @@
 
 #include "bundled/codec/DecoderFrame.h"
 #include "bundled/wav/WaveHeaderParser.h"
-#include "bundled/wav_decoder/CompressedWave.h"
+#include "bundled/win/FfmpegDelegate.h"
 #include "bundled/win/Win32File.h"
 
 #include <sdk/wavemill_plugin.h>
@@ -38,7 +38,7 @@ class WavDecoder final : public codec::DecoderFrame {
     uint64_t delivered_ = 0; // data bytes handed out so far
     std::unique_ptr<uint8_t[]> buffer_;
     size_t bufferSize_ = 0;
-    CompressedWave compressed_;
+    FfmpegDelegate compressed_;
 };
 
 } // namespace wm::bundled

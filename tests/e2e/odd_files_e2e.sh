@@ -1,7 +1,7 @@
 #!/bin/bash
 # Files as other programs leave them, which the usual round trips never make: tags stacked around
 # MP3 audio, WAV files with two tags of one kind, WavPack with an ID3v1 tag after its APE tag,
-# Ogg with a video stream beside the audio, AIFF ending in half a sample frame, DSD. Each file is
+# Ogg with a video stream beside the audio, FLAC in Ogg, AIFF ending in half a sample frame, DSD. Each file is
 # made here (by the native tools where they write it, by bytes where not) and checked against
 # the native decoders; every run has a hard time limit (shell_support.sh), so a hang fails.
 # Usage: odd_files_e2e.sh <stage dir> <wine prefix> <work dir> <wavtool.exe>
@@ -130,11 +130,14 @@ n=$(ffmpeg -v quiet -i video.ogg -map 0:a -f s16le - | wc -c)
 check "Ogg with Theora and Vorbis: the Vorbis audio whole, the Theora stream named as skipped" \
     test "$(soxi -s d.wav 2>/dev/null):$(grep -c "Information: Decoder: the file's Theora stream was not read" <<<"$note")" = "$((n / 4)):1"
 
-# FLAC in Ogg is not decoded yet: refused with the reason, not taken for damage.
-flac -s -f --ogg -o flac.oga src.wav
-wm -infile=flac.oga -outfile=d.wav -convert_to=Wave
-check "FLAC in Ogg: refused, saying what the stream holds" \
-    test "$wm_status:$(grep -c 'the Ogg stream holds FLAC, not Vorbis' wm.err)" = 1:1
+# --- FLAC in Ogg (.oga): through the FFmpeg decoder, lossless, with its comments ---
+sox -V1 src.wav -b 24 -t wavpcm src24.wav
+for source in src src24; do
+    flac -s -f --ogg -T TITLE=Oga -o flac.oga $source.wav
+    wm -infile=flac.oga -outfile=d.wav -convert_to=Wave
+    check "FLAC in Ogg from $source.wav: its samples exactly, its title" \
+        test "$(same_audio $source.wav d.wav && echo same):$(soxi -b d.wav):$(wavtool tags "Z:$stage" "Z:$work/d.wav" "Z:$work" | grep '^title=')" = "same:$(soxi -b $source.wav):title=Oga"
+done
 
 # --- AIFF whose sound data ends in half a sample frame ---
 for frames in 3072 44032; do # the half frame alone in the demuxer's last packet of 1024

@@ -232,14 +232,13 @@ head -c $((size / 2)) n.ogg >short.ogg
 head -c $(($(stat -c %s n.opus) / 2)) n.opus >short.opus
 cp n.ogg crc.ogg && printf 'XX' | dd of=crc.ogg bs=1 seek=$((size / 2)) conv=notrunc status=none
 cp n.opus crc.opus && printf 'XX' | dd of=crc.opus bs=1 seek=$(($(stat -c %s n.opus) / 2)) conv=notrunc status=none
-flac -s -f --ogg -o flac.ogg src.wav
 cp n.opus opus.ogg
 : >empty.ogg
 : >empty.opus
 cp n.opus wide.opus && printf '\377' | dd of=wide.opus bs=1 seek=37 conv=notrunc status=none && fix_crc wide.opus
 cp n.ogg wide.ogg && printf '\377' | dd of=wide.ogg bs=1 seek=39 conv=notrunc status=none && fix_crc wide.ogg
 cp n.ogg picture.ogg && vorbiscomment -q -a -t 'METADATA_BLOCK_PICTURE=AAAA!!!=' picture.ogg
-for bad in short.ogg short.opus crc.ogg crc.opus flac.ogg opus.ogg empty.ogg empty.opus wide.opus \
+for bad in short.ogg short.opus crc.ogg crc.opus opus.ogg empty.ogg empty.opus wide.opus \
     wide.ogg picture.ogg; do
     echo precious >kept.wav
     wm -infile=$bad -outfile=kept.wav -convert_to=Wave

@@ -1,7 +1,7 @@
-// The wave formats the WAV decoder does not read itself (mu-law, A-law, ADPCM, GSM 6.10, MP3 ...)
-// decoded by the FFmpeg decoder plug-in beside it, bound through its public entry points: the
-// WAV decoder keeps no import of FFmpeg's libraries, and without that plug-in such a file gets
-// its named refusal as before.
+// A file another bundled decoder does not read itself (a WAV in mu-law, A-law, ADPCM, GSM 6.10,
+// MP3 ...; FLAC in Ogg) decoded by the FFmpeg decoder plug-in beside it, bound through its public
+// entry points: the other decoder keeps no import of FFmpeg's libraries, and without that
+// plug-in such a file gets its named refusal as before.
 #pragma once
 
 #include "process/UniqueHandle.h"
@@ -10,14 +10,15 @@
 
 namespace wm::bundled {
 
-class CompressedWave {
+class FfmpegDelegate {
   public:
-    CompressedWave() = default;
-    CompressedWave(const CompressedWave&) = delete;
-    CompressedWave& operator=(const CompressedWave&) = delete;
-    ~CompressedWave() { Close(); }
+    FfmpegDelegate() = default;
+    FfmpegDelegate(const FfmpegDelegate&) = delete;
+    FfmpegDelegate& operator=(const FfmpegDelegate&) = delete;
+    ~FfmpegDelegate() { Close(); }
 
-    // True when the FFmpeg decoder opened the file and completed the record.
+    // True when the FFmpeg decoder opened the file and completed the record, its tags included
+    // (valid while it is open; a caller with tags of its own replaces them).
     bool Open(DecodeOpenInfo& info);
     bool IsOpen() const { return instance_ != nullptr; }
     uint32_t DecodeBlock(AudioBlockInfo* block);

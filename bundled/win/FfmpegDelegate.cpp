@@ -1,4 +1,4 @@
-#include "bundled/wav_decoder/CompressedWave.h"
+#include "bundled/win/FfmpegDelegate.h"
 
 #include <windows.h>
 
@@ -25,7 +25,7 @@ template <class F> F Entry(HMODULE library, const char* name) {
 
 } // namespace
 
-bool CompressedWave::Load() {
+bool FfmpegDelegate::Load() {
     if (library_)
         return true;
     // Its FFmpeg DLLs lie beside the program, where the host's own search finds them.
@@ -43,7 +43,7 @@ bool CompressedWave::Load() {
     return create_ && destroy_ && get_ && open_ && close_ && decode_ && seek_;
 }
 
-bool CompressedWave::Open(DecodeOpenInfo& info) {
+bool FfmpegDelegate::Open(DecodeOpenInfo& info) {
     Close();
     if (!Load() || !(instance_ = create_(nullptr)))
         return Close(), false;
@@ -56,25 +56,27 @@ bool CompressedWave::Open(DecodeOpenInfo& info) {
     info.bitRate = asked.bitRate;
     info.msLength = asked.msLength;
     info.byteLength = asked.byteLength;
+    info.tagData = asked.tagData;
+    info.tagSize = asked.tagSize;
     return true;
 }
 
-uint32_t CompressedWave::DecodeBlock(AudioBlockInfo* block) {
+uint32_t FfmpegDelegate::DecodeBlock(AudioBlockInfo* block) {
     return instance_ ? decode_(instance_, block) : 0;
 }
 
-uint32_t CompressedWave::SetPosition(uint64_t ms) {
+uint32_t FfmpegDelegate::SetPosition(uint64_t ms) {
     return instance_ ? seek_(instance_, ms) : 0;
 }
 
-const char16_t* CompressedWave::LastError() {
+const char16_t* FfmpegDelegate::LastError() {
     PluginValue value{};
     if (!instance_ || !get_(instance_, WM_VALUE_LAST_ERROR, &value))
         return nullptr;
     return static_cast<const char16_t*>(value.pointer1);
 }
 
-void CompressedWave::Close() {
+void FfmpegDelegate::Close() {
     if (instance_) {
         close_(instance_, nullptr);
         destroy_(instance_);
