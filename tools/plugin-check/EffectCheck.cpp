@@ -104,7 +104,7 @@ void AfterConversion(clTwDSP& dsp, Report& report) {
 } // namespace
 
 void CheckEffect(const CheckJob& job, Report& report) {
-    clTwDSP scratch, dsp;
+    Guarded<clTwDSP> scratch, dsp;
     if (!Bind(scratch, job.library, "DSP_Create", report))
         return;
     CheckUnknownValue(scratch, report);
