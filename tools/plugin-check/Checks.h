@@ -48,10 +48,6 @@ void CheckReadBack(const String& output, const std::vector<uint8_t>& audio,
                    const WmWaveFormat& format, const StringList& encoderInformation,
                    Report& report);
 
-// " (block-align): ", the name of the contract's fault, to lead its plain words.
-std::string FaultOf(const WmWaveFormat& format);
-std::string FaultOf(const void* tagBlock, size_t size);
-
 template <class Binding> constexpr const char* DestroyCallOf() {
     if constexpr (std::is_same_v<Binding, clTwDecoder>)
         return "Destroy";
