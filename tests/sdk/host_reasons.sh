@@ -47,11 +47,11 @@ fails_saying "an encoder that refuses the raw take-over" \
 plant BrokenEffect_ASSUMES_STEREO16 DSPs/Stereo16.dll
 fails_saying "an effect that hands back 4-byte frames of 18-byte audio" \
     "Error: DSP Effect 'Stereo16' returned audio that is not a whole number of sample frames." \
-    -infile="$(win "$work/in24.wav")" -outfile="$out" -convert_to=Wave -dspeffect1="Stereo16=x"
+    -infile="$(win "$work/in24.wav")" -outfile="$out" -convert_to=Wave -dspeffect1="Stereo16="
 plant BrokenEffect_NONLIVE_LOCKED DSPs/Locked.dll
 fails_saying "a non-live effect that leaves the rendered file open" \
     "the file is still open: DSP Effect 'Locked' must close it" \
-    -infile="$in" -outfile="$out" -convert_to=Wave -dspeffect1="Locked=x"
+    -infile="$in" -outfile="$out" -convert_to=Wave -dspeffect1="Locked="
 
 echo "$failures failure(s)"
 [ "$failures" -eq 0 ]

@@ -5,6 +5,9 @@
 #include "contract/BlockRules.h"
 #include "contract/FormatRules.h"
 #include "contract/TagBlockRule.h"
+#include "plugins/clTwDSP.h"
+#include "plugins/clTwDecoder.h"
+#include "plugins/clTwEncoder.h"
 #include "text/String.h"
 #include "tools/plugin-check/CallGuard.h"
 #include "tools/plugin-check/Memory.h"
@@ -12,6 +15,7 @@
 #include "tools/plugin-check/Samples.h"
 #include "tools/plugin-check/WorkFiles.h"
 
+#include <type_traits>
 #include <vector>
 
 namespace wm::check {
@@ -44,9 +48,24 @@ void CheckReadBack(const String& output, const std::vector<uint8_t>& audio,
                    const WmWaveFormat& format, const StringList& encoderInformation,
                    Report& report);
 
-// " (block-align): ", the name of the contract's fault, to lead its plain words.
-std::string FaultOf(const WmWaveFormat& format);
-std::string FaultOf(const void* tagBlock, size_t size);
+template <class Binding> constexpr const char* DestroyCallOf() {
+    if constexpr (std::is_same_v<Binding, clTwDecoder>)
+        return "Destroy";
+    else if constexpr (std::is_same_v<Binding, clTwEncoder>)
+        return "ENC_Destroy";
+    else
+        return "DSP_Destroy";
+}
+
+// A binding whose instance is destroyed inside a call guard when it goes, so that a destroy
+// call that hangs or crashes is named like any other call.
+template <class Binding> class Guarded : public Binding {
+  public:
+    ~Guarded() override {
+        CallGuard guard(DestroyCallOf<Binding>());
+        this->Unload();
+    }
+};
 
 // Loads the library and creates an instance as the host does; `create` names the entry point.
 template <class Binding>

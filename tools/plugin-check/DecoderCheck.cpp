@@ -268,7 +268,7 @@ bool DecodeFile(clTwDecoder& decoder, const String& path, Decoded& out, Mode mod
 // instances decoding the sample at once, block by block in turn, must each give the audio whole.
 void CheckTwoInstances(const CheckJob& job, const Decoded& original, Report& report) {
     const String& sample = job.samples.front();
-    clTwDecoder decoders[2];
+    Guarded<clTwDecoder> decoders[2];
     DecodeOpenInfo info[2];
     for (int i = 0; i < 2; ++i)
         if (!Bind(decoders[i], job.library, "Create", report) ||
@@ -311,7 +311,7 @@ void CheckTagWriter(const CheckJob& job, const Decoded& original, Report& report
     std::vector<uint8_t> bytes;
     if (!ReadFileBytes(sample, bytes) || !WriteFileBytes(copy, bytes.data(), bytes.size()))
         return;
-    clTwDecoder writer;
+    Guarded<clTwDecoder> writer;
     if (!Bind(writer, job.library, "Create", report))
         return;
     std::vector<uint8_t> block = CheckTagBlock();
@@ -467,7 +467,7 @@ void CheckClaimsTaken(const CheckJob& job, const StringList& extensions, Report&
 } // namespace
 
 void CheckDecoder(const CheckJob& job, Report& report) {
-    clTwDecoder decoder;
+    Guarded<clTwDecoder> decoder;
     if (!Bind(decoder, job.library, "Create", report))
         return;
     CheckUnknownValue(decoder, report);

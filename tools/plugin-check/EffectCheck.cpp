@@ -41,10 +41,10 @@ void CheckPlainPass(clTwDSP& dsp, const CheckJob& job, bool live, Report& report
 // Every format a decoder may deliver, in blocks of odd sizes: a format handled wrong shows as
 // torn frames, a wrong duration or a crash.
 void DriveFormats(clTwDSP& dsp, const CheckJob& job, bool live, Report& report) {
-    const WmWaveFormat formats[] = {MakeFormat(1, 8000, 8),         MakeFormat(2, 44100, 16),
-                                    MakeFormat(6, 96000, 24),       MakeFormat(8, 192000, 32),
-                                    MakeFormat(2, 48000, 32, true), MakeFormat(3, 22050, 24),
-                                    MakeFormat(8, 192000, 32, true)};
+    const WmWaveFormat formats[] = {
+        MakeFormat(1, 8000, 8),          MakeFormat(2, 44100, 16),       MakeFormat(6, 96000, 24),
+        MakeFormat(8, 192000, 32),       MakeFormat(2, 48000, 32, true), MakeFormat(3, 22050, 24),
+        MakeFormat(8, 192000, 32, true), MakeFormat(2, 96000, 64, true)};
     for (const WmWaveFormat& format : formats) {
         ReportContext context(report, Describe(format) + " audio");
         const PassResult result = PassOnce(dsp, job.settings, live, format, SineAudio(format, 1000),
@@ -52,7 +52,8 @@ void DriveFormats(clTwDSP& dsp, const CheckJob& job, bool live, Report& report) 
         if (live && result.msGiven > 0)
             CheckDuration(result.msGiven, result.msHandedBack, report);
     }
-    report.Passed("driven with 8 to 32-bit integer and float audio, 1 to 8 channels, 8 to 192 kHz");
+    report.Passed("driven with 8 to 32-bit integer and 32 and 64-bit float audio, 1 to 8 channels, "
+                  "8 to 192 kHz");
 }
 
 // A made-up setting must be refused with a reason, or a user's misspelt setting is ignored
@@ -104,7 +105,7 @@ void AfterConversion(clTwDSP& dsp, Report& report) {
 } // namespace
 
 void CheckEffect(const CheckJob& job, Report& report) {
-    clTwDSP scratch, dsp;
+    Guarded<clTwDSP> scratch, dsp;
     if (!Bind(scratch, job.library, "DSP_Create", report))
         return;
     CheckUnknownValue(scratch, report);

@@ -17,8 +17,8 @@ struct Width {
 
 // Two instances begun together, each block through the first and then, as handed back, through
 // the second, as the host chains effects; empty when either refused.
-Pieces PassThroughChain(clTwDSP (&chain)[2], const CheckJob& job, const WmWaveFormat& format,
-                        const Pieces& input, Report& report) {
+Pieces PassThroughChain(Guarded<clTwDSP> (&chain)[2], const CheckJob& job,
+                        const WmWaveFormat& format, const Pieces& input, Report& report) {
     ConversionInfo conversion = EffectConversion(format);
     for (clTwDSP& dsp : chain) {
         CallGuard guard("DSP_BeginConversion");
@@ -93,7 +93,7 @@ void CheckTwoInChain(clTwDSP& dsp, const CheckJob& job, Report& report) {
         return;
     const PassResult twice =
         LivePass(dsp, job.settings, format, once.output, Refusal::Violation, report);
-    clTwDSP chain[2];
+    Guarded<clTwDSP> chain[2];
     if (!twice.complete || !Bind(chain[0], job.library, "DSP_Create", report) ||
         !Bind(chain[1], job.library, "DSP_Create", report))
         return;

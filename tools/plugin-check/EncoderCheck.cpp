@@ -310,7 +310,7 @@ void CheckTwoEncoders(const CheckJob& job, const String& extension,
                       const std::vector<uint8_t>& audio, const ReadBack& alone, Report& report) {
     if (!alone.read)
         return;
-    clTwEncoder encoders[2];
+    Guarded<clTwEncoder> encoders[2];
     Conversion c[2];
     for (int i = 0; i < 2; ++i) {
         Prepare(c[i], NewWorkFolder(i ? "encoder-two-b" : "encoder-two-a"), extension, job);
@@ -356,7 +356,7 @@ void CheckTwoEncoders(const CheckJob& job, const String& extension,
 } // namespace
 
 void CheckEncoder(const CheckJob& job, Report& report) {
-    clTwEncoder encoder;
+    Guarded<clTwEncoder> encoder;
     if (!Bind(encoder, job.library, "ENC_Create", report))
         return;
     CheckUnknownValue(encoder, report,

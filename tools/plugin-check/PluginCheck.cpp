@@ -23,9 +23,9 @@ constexpr const char* kUsage =
     "[-options=<encoder command line>] [--only=<rule>] [--call-limit=<seconds>]\n"
     "       plugin-check.exe --list\n"
     "  A decoder is driven on each sample file (files of its own format; give one beyond 16-bit\n"
-    "  stereo too) and on copies it derives from the first; an encoder on generated 44100 Hz\n"
-    "  16-bit stereo audio; an effect on generated audio of 8 to 32 bits, 1 to 8 channels and\n"
-    "  8 to 192 kHz.\n"
+    "  stereo too) and on copies it derives from the first; an encoder and an effect on\n"
+    "  generated audio of 8 to 32-bit integer and float samples, 1 to 8 channels and 8 to\n"
+    "  192 kHz. -options= reaches an encoder as the host hands options on (-b=\"320\").\n"
     "  --list prints the rules; --only=<rule> reports that rule alone; a plug-in call that has\n"
     "  not returned after --call-limit seconds (default 30) fails the check.\n";
 

@@ -57,6 +57,10 @@ void PrintRuleTable();
 // The plug-in's "LastError" after a failed call, as ": <reason>" for a violation line.
 std::string ReasonSuffix(const std::function<uint32_t(PluginValue*)>& askLastError, Report& report);
 
+// " (block-align): ", the name of the contract's fault, to lead its plain words.
+std::string FaultOf(const WmWaveFormat& format);
+std::string FaultOf(const void* tagBlock, size_t size);
+
 std::string Quoted(StringView text);
 
 } // namespace wm::check
