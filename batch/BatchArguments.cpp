@@ -14,8 +14,8 @@ constexpr std::array<StringView, 9> kSetPerConversion = {
     u"evtwatchdog", u"errorfile", u"shrbytesencoded", u"silent"};
 
 // The batch's own options that always take a value.
-constexpr std::array<StringView, 7> kValued = {u"convert_to", u"out",    u"pattern", u"jobs",
-                                               u"hang",       u"report", u"plan"};
+constexpr std::array<StringView, 8> kValued = {u"convert_to", u"out",    u"pattern", u"jobs",
+                                               u"hang",       u"report", u"plan",    u"collide"};
 
 bool IsIn(StringView name, const auto& list) {
     for (StringView item : list)
@@ -57,6 +57,8 @@ bool TakeBatchOption(StringView name, const String& value, BatchOptions& o, Stri
         error = u"-jobs takes a number of conversions at once (1 or more), not '" + value + u"'.";
     else if (EqualsNoCase(name, u"hang") && !PositiveNumber(value, o.hangSeconds))
         error = u"-hang takes a number of seconds (1 or more), not '" + value + u"'.";
+    else if (EqualsNoCase(name, u"collide") && !ParseCollidePolicy(value, o.collide))
+        error = u"-collide takes suffix or skip, not '" + value + u"'.";
     return error.empty();
 }
 

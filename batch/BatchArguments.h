@@ -2,6 +2,7 @@
 // every conversion. Portable: the caller splits the process command line into arguments.
 #pragma once
 
+#include "batch/Collisions.h"
 #include "text/String.h"
 
 #include <cstdint>
@@ -18,6 +19,7 @@ struct BatchOptions {
     uint32_t jobs = 0; // -jobs; 0 = one per processor
     uint32_t hangSeconds = 60;
     bool overwrite = false;
+    CollidePolicy collide = CollidePolicy::kSuffix;
     String reportFile;
     ReportFormat reportFormat = ReportFormat::kCsv;
     String planFile;

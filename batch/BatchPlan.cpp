@@ -1,20 +1,63 @@
 #include "batch/BatchPlan.h"
 
 #include "batch/SourceScan.h"
+#include "files/FileAccess.h"
 #include "files/FileOps.h"
+#include "files/PathText.h"
 #include "plugins/clTwCodecHandler.h"
 #include "process/WinString.h"
+
+#include <windows.h>
 
 namespace wm {
 
 namespace {
 
-String OutputFor(const BatchOptions& o, const SourceFile& source, const String& programFolder,
-                 const String& extension) {
-    if (o.pattern.empty())
-        return MirroredOutput(o.outFolder, source.relative, extension);
-    return PatternOutput(o.outFolder, o.pattern, ReadSourceTags(source.path, programFolder),
-                         source.path, extension);
+OutputClaim ClaimFor(const BatchOptions& o, const SourceFile& source, const String& programFolder,
+                     const String& extension) {
+    OutputClaim claim;
+    claim.source = source.path;
+    if (o.pattern.empty()) {
+        claim.output = MirroredOutput(o.outFolder, source.relative, extension);
+        return claim;
+    }
+    const TagLookup tags = ReadSourceTags(source.path, programFolder);
+    claim.output = PatternOutput(o.outFolder, o.pattern, tags, source.path, extension);
+    claim.disc = DiscOf(tags);
+    return claim;
+}
+
+bool SamePath(StringView a, StringView b) {
+    return EqualsNoCase(a, b);
+}
+
+// A claim settled: skipped with its reason, kept as up to date, or a conversion.
+void Decide(const BatchOptions& o, const SourceFile& source, const OutputClaim& claim,
+            const OutputRecord& record, BatchPlan& plan) {
+    if (claim.skipped) {
+        plan.skipped.push_back(Outcome(source.path, claim.output, FileStatus::kSkipped, claim.note));
+        return;
+    }
+    if (SamePath(claim.output, source.path)) {
+        plan.skipped.push_back(Outcome(source.path, u"", FileStatus::kSkipped,
+                                       u"already " + o.codec + u" where its output would go"));
+        return;
+    }
+    if (!claim.note.empty())
+        plan.renamed[source.path] = claim.note;
+    uint64_t sourceTime = 0, outputTime = 0;
+    PathWriteTime(source.path, sourceTime);
+    const bool exists = PathWriteTime(claim.output, outputTime);
+    const String why = ConvertReason(exists, outputTime, sourceTime, o.overwrite,
+                                     record.Find(claim.output), source.path,
+                                     SettingsText(o.codec, o.passThrough));
+    if (!why.empty()) {
+        plan.conversions.push_back({source, claim.output, FileSizeOfPath(source.path)});
+        return;
+    }
+    FileOutcome kept = Outcome(source.path, claim.output, FileStatus::kSkipped, u"up to date");
+    kept.bytes = FileSizeOfPath(claim.output);
+    plan.skipped.push_back(kept);
 }
 
 } // namespace
@@ -25,31 +68,60 @@ String FullPath(const String& path) {
     return n == 0 || n >= 32768 ? path : FromW(buffer, n);
 }
 
-BatchPlan PlanBatch(const BatchOptions& o, const String& programFolder, const String& extension) {
+OutputRecord LoadRecord(const String& outFolder) {
+    OutputRecord record(outFolder);
+    FileAccess file;
+    if (!file.OpenRead(EnsureTrailingSeparator(outFolder) + String(kRecordFileName)))
+        return record;
+    std::string text(static_cast<size_t>(file.Size()), '\0');
+    text.resize(file.Read(text.data(), static_cast<uint32_t>(text.size())));
+    record.Load(text);
+    return record;
+}
+
+bool AppendToRecord(const String& outFolder, const OutputRecord& record, const RecordEntry& entry) {
+    const String path = EnsureTrailingSeparator(outFolder) + String(kRecordFileName);
+    HANDLE file = ::CreateFileW(W(path), FILE_APPEND_DATA, FILE_SHARE_READ, nullptr, OPEN_ALWAYS,
+                                FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE)
+        return false;
+    const std::string line = record.Line(entry);
+    DWORD written = 0;
+    const bool ok = ::WriteFile(file, line.data(), static_cast<DWORD>(line.size()), &written,
+                                nullptr) &&
+                    written == line.size();
+    ::CloseHandle(file);
+    return ok;
+}
+
+BatchPlan PlanBatch(const BatchOptions& o, const String& programFolder, const String& extension,
+                    const OutputRecord& record) {
     StringList decodable;
     clTwCodecHandler().ListDecoders(false, &decodable, nullptr, nullptr, programFolder);
-    SourceScan scan = ScanInputs(o.inputs, decodable, o.outFolder);
+    const OwnOutput ownOutput = [&](const String& path) {
+        const RecordEntry* made = record.Find(path);
+        return made && !SamePath(made->source, path);
+    };
+    SourceScan scan = ScanInputs(o.inputs, decodable, o.outFolder, ownOutput);
     BatchPlan plan;
     plan.skipped = std::move(scan.skipped);
     plan.sourcesFound = scan.sources.size();
-    StringList outputs;
-    for (const SourceFile& s : scan.sources)
-        outputs.push_back(OutputFor(o, s, programFolder, extension));
-    plan.collisions = FindCollisions(scan.sources, outputs);
-    for (size_t i = 0; i < scan.sources.size(); ++i) {
-        uint64_t sourceTime = 0, outputTime = 0;
-        PathWriteTime(scan.sources[i].path, sourceTime);
-        const bool exists = PathWriteTime(outputs[i], outputTime);
-        if (!OutputIsUpToDate(exists, outputTime, sourceTime, o.overwrite)) {
-            plan.conversions.push_back(
-                {scan.sources[i], outputs[i], FileSizeOfPath(scan.sources[i].path)});
-            continue;
-        }
-        FileOutcome kept =
-            Outcome(scan.sources[i].path, outputs[i], FileStatus::kSkipped, u"up to date");
-        kept.bytes = FileSizeOfPath(outputs[i]);
-        plan.skipped.push_back(kept);
+    std::vector<OutputClaim> claims;
+    StringList sources;
+    for (const SourceFile& s : scan.sources) {
+        claims.push_back(ClaimFor(o, s, programFolder, extension));
+        sources.push_back(s.path);
     }
+    // A source in the target format already, where its output would go, is not converted.
+    std::vector<OutputClaim> settling;
+    for (const OutputClaim& c : claims)
+        if (!SamePath(c.output, c.source))
+            settling.push_back(c);
+    SettleCollisions(settling, sources, o.collide);
+    for (size_t i = 0, next = 0; i < claims.size(); ++i)
+        Decide(o, scan.sources[i], SamePath(claims[i].output, claims[i].source) ? claims[i]
+                                                                                   : settling[next++],
+               record, plan);
     return plan;
 }
 

@@ -109,11 +109,6 @@ int BatchExitStatus(const std::vector<FileOutcome>& outcomes) {
     return 0;
 }
 
-bool OutputIsUpToDate(bool outputExists, uint64_t outputWriteTime, uint64_t sourceWriteTime,
-                      bool overwrite) {
-    return !overwrite && outputExists && outputWriteTime >= sourceWriteTime;
-}
-
 String PlanLine(StringView program, StringView input, StringView output, StringView codec,
                 StringView passThrough) {
     return u"\"" + String(program) + u"\"" + OptionText(u"infile", input) +

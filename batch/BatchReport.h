@@ -1,5 +1,5 @@
 // The end of a batch: what became of each file, the report lines, the summary and the exit
-// status; and the decisions taken before it: resuming and the plan's command lines. Portable.
+// status; and the plan's command lines. Portable.
 #pragma once
 
 #include "batch/BatchArguments.h"
@@ -35,12 +35,6 @@ StringList SummaryLines(const std::vector<FileOutcome>& outcomes);
 
 // 0 when nothing failed, 1 when any conversion failed.
 int BatchExitStatus(const std::vector<FileOutcome>& outcomes);
-
-// Resume: an output that exists under its final name is complete (the batch moves only
-// finished files there); it is kept when it is not older than its source. Times are any
-// monotonic file-time unit.
-bool OutputIsUpToDate(bool outputExists, uint64_t outputWriteTime, uint64_t sourceWriteTime,
-                      bool overwrite);
 
 // One conversion as a command line for -plan: "program" -infile="..." -outfile="..."
 // -convert_to="..." and the options handed on.

@@ -36,8 +36,9 @@ String OutcomeLine(const FileOutcome& o, size_t done, size_t total) {
 class Batch {
   public:
     Batch(const std::vector<PlannedConversion>& plan, const ConversionSetup& setup, uint32_t jobs,
-          ProgressView& view)
-        : plan_(plan), setup_(setup), jobs_(jobs), view_(view), startMs_(::GetTickCount64()) {
+          ProgressView& view, const FileEnded& ended)
+        : plan_(plan), setup_(setup), jobs_(jobs), view_(view), ended_(ended),
+          startMs_(::GetTickCount64()) {
         for (const PlannedConversion& p : plan)
             state_.bytesTotal += p.sourceBytes;
         state_.filesTotal = plan.size();
@@ -94,6 +95,7 @@ class Batch {
             ++state_.filesDone;
             state_.bytesFinished += (*it)->Plan().sourceBytes;
             state_.audioMsFinished += o.audioMs > 0 ? static_cast<uint64_t>(o.audioMs) : 0;
+            ended_(o);
             view_.Line(OutcomeLine(o, state_.filesDone, state_.filesTotal));
             result_.outcomes.push_back(std::move(o));
             it = running_.erase(it);
@@ -124,6 +126,7 @@ class Batch {
     const ConversionSetup& setup_;
     const uint32_t jobs_;
     ProgressView& view_;
+    const FileEnded& ended_;
     const uint64_t startMs_;
     std::list<std::unique_ptr<Conversion>> running_;
     size_t next_ = 0;
@@ -135,9 +138,9 @@ class Batch {
 } // namespace
 
 BatchResult RunBatch(const std::vector<PlannedConversion>& plan, const ConversionSetup& setup,
-                     uint32_t jobs, ProgressView& view) {
+                     uint32_t jobs, ProgressView& view, const FileEnded& ended) {
     ::SetConsoleCtrlHandler(OnConsoleStop, TRUE);
-    BatchResult result = Batch(plan, setup, jobs, view).Run();
+    BatchResult result = Batch(plan, setup, jobs, view, ended).Run();
     view.Close();
     return result;
 }

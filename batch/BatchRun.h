@@ -7,6 +7,7 @@
 #include "batch/Conversion.h"
 #include "batch/ProgressView.h"
 
+#include <functional>
 #include <vector>
 
 namespace wm {
@@ -17,7 +18,11 @@ struct BatchResult {
     bool stopped = false;
 };
 
+// Called as each conversion ends, before its line is shown: the caller records a converted
+// output and may add to the outcome's reason.
+using FileEnded = std::function<void(FileOutcome& outcome)>;
+
 BatchResult RunBatch(const std::vector<PlannedConversion>& plan, const ConversionSetup& setup,
-                     uint32_t jobs, ProgressView& view);
+                     uint32_t jobs, ProgressView& view, const FileEnded& ended);
 
 } // namespace wm

@@ -3,6 +3,7 @@
 #include "files/FileOps.h"
 #include "files/Folders.h"
 #include "files/PathText.h"
+#include "batch/OutputRecord.h"
 #include "plugins/clTwCodecHandler.h"
 #include "process/Log.h"
 #include "tags/IDTagSet.h"
@@ -21,22 +22,24 @@ bool Decodable(StringView path, const StringList& extensions) {
     return false;
 }
 
-void Take(const String& path, const String& relative, const StringList& extensions,
-          SourceScan& scan) {
-    if (IsBatchTempName(path))
-        return; // a conversion of ours that never finished; the next one removes it
-    if (Decodable(path, extensions))
+struct Walker {
+    const StringList& extensions;
+    const String outFolder; // ending in "\"
+    const OwnOutput& ownOutput;
+    SourceScan& scan;
+
+    void Take(const String& path, const String& relative) {
+        // A conversion of ours that never finished (the next one removes it), or our own work.
+        if (IsBatchTempName(path) || EqualsNoCase(FileNamePart(path), kRecordFileName) ||
+            ownOutput(path))
+            return;
+        if (Decodable(path, extensions))
         scan.sources.push_back({path, relative});
     else
         scan.skipped.push_back(
             Outcome(path, u"", FileStatus::kSkipped,
                     u"no installed decoder reads '" + ExtensionOf(path) + u"' files"));
-}
-
-struct Walker {
-    const StringList& extensions;
-    const String outFolder; // ending in "\"
-    SourceScan& scan;
+    }
 
     void Walk(const String& folder, const String& relative) {
         FolderWalk walk;
@@ -45,7 +48,7 @@ struct Walker {
             const String below = relative + walk.Name();
             const String sub = EnsureTrailingSeparator(walk.Path());
             if (!walk.IsFolder())
-                Take(walk.Path(), below, extensions, scan);
+                Take(walk.Path(), below);
             else if (MayEnterFolder(walk.Path()) && !EqualsNoCase(sub, outFolder))
                 Walk(sub, below + u"\\");
         }
@@ -55,14 +58,15 @@ struct Walker {
 } // namespace
 
 SourceScan ScanInputs(const StringList& inputs, const StringList& extensions,
-                      const String& outFolder) {
+                      const String& outFolder, const OwnOutput& ownOutput) {
     SourceScan scan;
-    Walker walker{extensions, EnsureTrailingSeparator(outFolder), scan};
+    Walker walker{extensions, EnsureTrailingSeparator(outFolder), ownOutput, scan};
     for (const String& input : inputs) {
+        const String folder = EnsureTrailingSeparator(input);
         if (FolderExists(input))
-            walker.Walk(EnsureTrailingSeparator(input), u"");
+            walker.Walk(folder, SelectedFolderPrefix(folder, walker.outFolder));
         else if (FileExists(input))
-            Take(input, FileNamePart(input), extensions, scan);
+            walker.Take(input, FileNamePart(input));
         else
             scan.skipped.push_back(Outcome(input, u"", FileStatus::kSkipped, u"not found"));
     }

@@ -6,6 +6,7 @@
 #include "batch/OutputNames.h"
 #include "text/String.h"
 
+#include <functional>
 #include <vector>
 
 namespace wm {
@@ -15,11 +16,15 @@ struct SourceScan {
     std::vector<FileOutcome> skipped;
 };
 
-// inputs: full paths; extensions: the types the decoders read (".flac"...). The output folder
-// is never entered, so that outputs written inside an input folder are not taken as sources
-// by the next run.
+// True for a file the batch wrote itself (its record names it): never a source.
+using OwnOutput = std::function<bool(const String& path)>;
+
+// inputs: full paths; extensions: the types the decoders read (".flac"...). A folder keeps its
+// own name below the output folder ("Album A\01.flac"), as a copy would, unless it is the output
+// folder itself (outputs next to their sources). An output folder inside an input folder is never
+// entered, and the batch's own outputs and record are not sources.
 SourceScan ScanInputs(const StringList& inputs, const StringList& extensions,
-                      const String& outFolder);
+                      const String& outFolder, const OwnOutput& ownOutput);
 
 // The source's tags as its decoder reads them ("title", "artist"...), for naming patterns.
 // Empty values when no decoder opens it.

@@ -9,6 +9,7 @@
 #include "files/FileAccess.h"
 #include "files/FileOps.h"
 #include "files/Folders.h"
+#include "files/PathText.h"
 #include "plugins/clTwCodecHandler.h"
 #include "process/WinString.h"
 #include "text/NumberText.h"
@@ -31,6 +32,8 @@ const char16_t* const kUsage[] = {
     u"  -jobs=<n>             conversions at once (default: one per processor)",
     u"  -hang=<seconds>       end a conversion that stops moving this long (default 60)",
     u"  -overwrite            convert even when an output is up to date",
+    u"  -collide=suffix|skip  two sources for one output name: the later one gets a name of",
+    u"                        its own (default), or is not converted",
     u"  -report=<file>        one line per file: CSV, or JSON lines for a .json/.jsonl name",
     u"  -plan=<file>          write the conversions as Wavemill.exe command lines, run none",
     u"  Any other option (encoder options, -dspeffectN, -tag, -noidtag) goes to every",
@@ -86,7 +89,28 @@ String CommandFolder() {
     return folder;
 }
 
-int RunPlanned(const BatchOptions& o, BatchPlan& plan, const String& wavemill, ProgressView& view) {
+// Records each converted output, so that a rerun knows it as the batch's own, and says in its
+// outcome how an output was renamed.
+FileEnded Recorder(const BatchOptions& o, const BatchPlan& plan, const OutputRecord& record,
+                   ProgressView& view) {
+    return [&o, &plan, &record, &view, settings = SettingsText(o.codec, o.passThrough),
+            warned = false](FileOutcome& outcome) mutable {
+        const auto renamed = plan.renamed.find(outcome.input);
+        if (renamed != plan.renamed.end() && outcome.status == FileStatus::kConverted)
+            outcome.reason = renamed->second;
+        if (outcome.status != FileStatus::kConverted ||
+            AppendToRecord(o.outFolder, record, {outcome.output, outcome.input, settings}) ||
+            warned)
+            return;
+        warned = true;
+        view.Line(u"Cannot add to the record '" + EnsureTrailingSeparator(o.outFolder) +
+                  String(kRecordFileName) + u"' " + Win32ErrorTextU() +
+                  u"; a rerun cannot tell these outputs from sources.");
+    };
+}
+
+int RunPlanned(const BatchOptions& o, BatchPlan& plan, const OutputRecord& record,
+               const String& wavemill, ProgressView& view) {
     ConversionSetup setup;
     setup.wavemill = wavemill;
     setup.commandFolder = CommandFolder();
@@ -99,7 +123,7 @@ int RunPlanned(const BatchOptions& o, BatchPlan& plan, const String& wavemill, P
     ::GetSystemInfo(&system);
     const uint32_t jobs = o.jobs ? o.jobs : std::max<uint32_t>(1, system.dwNumberOfProcessors);
 
-    BatchResult result = RunBatch(plan.conversions, setup, jobs, view);
+    BatchResult result = RunBatch(plan.conversions, setup, jobs, view, Recorder(o, plan, record, view));
     RemoveFolder(setup.commandFolder, true);
     std::vector<FileOutcome> all = std::move(plan.skipped);
     all.insert(all.end(), result.outcomes.begin(), result.outcomes.end());
@@ -143,23 +167,20 @@ int Main() {
         return Usage(u"Unable to load encoder '" + o.codec + u"' (encoder\\" + o.codec + u".dll).");
 
     ProgressView view;
-    BatchPlan plan = PlanBatch(o, programFolder, extension);
+    const OutputRecord record = LoadRecord(o.outFolder);
+    BatchPlan plan = PlanBatch(o, programFolder, extension, record);
     for (const FileOutcome& s : plan.skipped)
         if (s.reason != u"up to date")
             view.Line(u"Skipped " + s.input + u": " + s.reason);
-    if (!plan.collisions.empty()) {
-        for (const String& line : plan.collisions)
-            WriteErrorLine(u"Error: " + line);
-        WriteErrorLine(u"Error: outputs would collide; nothing was converted.");
-        return kBadUsage;
-    }
+    for (const auto& [source, note] : plan.renamed)
+        view.Line(u"Renamed " + source + u": " + note);
     if (plan.sourcesFound == 0) {
         WriteErrorLine(u"Error: Nothing to do: no file that the installed decoders read.");
         return kBadUsage;
     }
     if (!o.planFile.empty())
         return WritePlan(o, plan, wavemill, view);
-    return RunPlanned(o, plan, wavemill, view);
+    return RunPlanned(o, plan, record, wavemill, view);
 }
 
 } // namespace

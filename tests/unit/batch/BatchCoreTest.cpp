@@ -1,10 +1,13 @@
-// The batch program's portable rules: its command line, output names and collisions, the
-// converters' lines, hang detection, progress figures, the report and the resume decision.
+// The batch program's portable rules: its command line, output names, settled collisions, the
+// record of outputs and the resume decision, the converters' lines, hang detection, progress
+// figures and the report.
 #include "batch/BatchArguments.h"
 #include "batch/BatchProgress.h"
 #include "batch/BatchReport.h"
+#include "batch/Collisions.h"
 #include "batch/HangWatch.h"
 #include "batch/OutputNames.h"
+#include "batch/OutputRecord.h"
 #include "batch/ParentLines.h"
 
 #include <gtest/gtest.h>
@@ -26,6 +29,14 @@ bool Parse(const StringList& args, BatchOptions& o, String& error,
     return ParseBatchArguments(args, exists, o, error);
 }
 
+OutputClaim Claim(StringView source, StringView output, StringView disc = {}) {
+    OutputClaim c;
+    c.source = source;
+    c.output = output;
+    c.disc = disc;
+    return c;
+}
+
 } // namespace
 
 TEST(BatchArguments, SplitsOwnOptionsInputsAndWhatGoesToEachConversion) {
@@ -33,7 +44,7 @@ TEST(BatchArguments, SplitsOwnOptionsInputsAndWhatGoesToEachConversion) {
     String error;
     ASSERT_TRUE(Parse({u"-convert_to=MP3", u"-V", u"2", u"-out=D:\\Phone", u"D:\\Music",
                        u"-dspeffect1=Volume=gain=-3", u"-no-padding", u"E:\\More\\one.flac",
-                       u"--jobs", u"3", u"-report=r.JSON", u"-overwrite"},
+                       u"--jobs", u"3", u"-report=r.JSON", u"-overwrite", u"-collide=skip"},
                       o, error, {u"E:\\More\\one.flac"}))
         << Narrow(error);
     EXPECT_EQ(o.codec, u"MP3");
@@ -44,6 +55,7 @@ TEST(BatchArguments, SplitsOwnOptionsInputsAndWhatGoesToEachConversion) {
     EXPECT_EQ(o.reportFormat, ReportFormat::kJsonLines);
     EXPECT_TRUE(o.overwrite);
     EXPECT_EQ(o.hangSeconds, 60u);
+    EXPECT_EQ(o.collide, CollidePolicy::kSkip);
 }
 
 TEST(BatchArguments, RefusesWhatCannotMakeABatch) {
@@ -53,6 +65,8 @@ TEST(BatchArguments, RefusesWhatCannotMakeABatch) {
     EXPECT_EQ(error, u"-outfile is set by the batch for each conversion.");
     EXPECT_FALSE(Parse({u"-convert_to=FLAC", u"-jobs=0", u"a.wav"}, o, error));
     EXPECT_FALSE(Parse({u"-convert_to=FLAC", u"-hang=soon", u"a.wav"}, o, error));
+    EXPECT_FALSE(Parse({u"-convert_to=FLAC", u"-collide=rename", u"a.wav"}, o, error));
+    EXPECT_EQ(error, u"-collide takes suffix or skip, not 'rename'.");
     EXPECT_FALSE(Parse({u"a.wav"}, o, error));
     EXPECT_FALSE(Parse({u"-convert_to=FLAC"}, o, error));
     EXPECT_FALSE(Parse({u"-convert_to=FLAC", u"a.wav", u"-pattern"}, o, error));
@@ -80,18 +94,103 @@ TEST(OutputNames, MirrorAndPatternWithFallbacksAndForbiddenCharacters) {
     EXPECT_EQ(SafeNamePart(u" . "), u"_");
 }
 
-TEST(OutputNames, CollisionsAreFoundCaseBlindAndOverASource) {
-    std::vector<SourceFile> sources{
-        {u"C:\\a\\x.wav", u"x.wav"}, {u"C:\\b\\X.flac", u"X.flac"}, {u"C:\\c\\y.wav", u"y.wav"}};
-    StringList lines = FindCollisions(sources, {u"D:\\x.mp3", u"d:/X.MP3", u"C:\\c\\y.wav"});
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_EQ(lines[0], u"'C:\\a\\x.wav' and 'C:\\b\\X.flac' would both be written to 'd:/X.MP3'");
-    EXPECT_EQ(lines[1], u"'C:\\c\\y.wav' would be written over a source: 'C:\\c\\y.wav'");
-    EXPECT_TRUE(FindCollisions(sources, {u"D:\\1", u"D:\\2", u"D:\\3"}).empty());
+TEST(OutputNames, TagNamesAreOneSetAndSelectedFoldersKeepTheirName) {
+    std::map<String, String> tags{{u"artist", u"Band"}, {u"track", u"4"}, {u"disc", u"2/3"}};
+    auto lookup = [&](StringView n) {
+        auto it = tags.find(String(n));
+        return it == tags.end() ? String() : it->second;
+    };
+    for (StringView spelling : {u"%album artist%", u"%AlbumArtist%", u"%album_artist%"})
+        EXPECT_EQ(PatternOutput(u"o", spelling, lookup, u"x.wav", u".mp3"), u"o\\Band.mp3")
+            << Narrow(spelling);
+    EXPECT_EQ(PatternOutput(u"o", u"%discnumber%-%tracknumber%", lookup, u"x.wav", u".mp3"),
+              u"o\\2-04.mp3");
+    EXPECT_EQ(DiscOf(lookup), u"2");
+    tags.clear();
+    EXPECT_EQ(DiscOf(lookup), u"");
 
-    EXPECT_EQ(BatchTempName(u"D:\\a.b\\song.mp3"), u"D:\\a.b\\song.wmbatch-part.mp3");
-    EXPECT_TRUE(IsBatchTempName(BatchTempName(u"x\\y.flac")));
-    EXPECT_FALSE(IsBatchTempName(u"x\\y.flac"));
+    EXPECT_EQ(SelectedFolderPrefix(u"C:\\Lib\\Album A\\", u"D:\\Out\\"), u"Album A\\");
+    EXPECT_EQ(SelectedFolderPrefix(u"C:\\Lib\\", u"c:\\lib"), u"");
+    EXPECT_EQ(SelectedFolderPrefix(u"E:\\", u"D:\\Out\\"), u"");
+}
+
+TEST(Collisions, EachIsSettledByThePolicyInSourceOrder) {
+    // Given out of order: the first by path keeps the plain name on every run.
+    std::vector<OutputClaim> claims{
+        Claim(u"C:\\L\\Disc 2\\01.flac", u"O\\01 Intro.mp3", u"2"),
+        Claim(u"C:\\L\\Disc 1\\01.flac", u"O\\01 Intro.mp3", u"1"),
+        Claim(u"C:\\L\\Track.wav", u"O\\Track.mp3"),
+        Claim(u"C:\\L\\Track.flac", u"O\\track.MP3"),
+        Claim(u"C:\\L\\x\\a.flac", u"O\\a.mp3"),
+        Claim(u"C:\\L\\y\\a.flac", u"O\\a.mp3"),
+        Claim(u"C:\\L\\z\\A.flac", u"O\\A.mp3"),
+        Claim(u"C:\\L\\s.wav", u"C:\\L\\s.flac"),
+    };
+    const StringList sources{u"C:\\L\\s.flac"};
+    std::vector<OutputClaim> suffixed = claims;
+    SettleCollisions(suffixed, sources, CollidePolicy::kSuffix);
+    StringList outputs;
+    for (const OutputClaim& c : suffixed)
+        outputs.push_back(c.output);
+    EXPECT_EQ(outputs, (StringList{u"O\\01 Intro (disc 2).mp3", u"O\\01 Intro.mp3",
+                                   u"O\\Track (wav).mp3", u"O\\track.MP3", u"O\\a.mp3",
+                                   u"O\\a (2).mp3", u"O\\A (3).mp3", u"C:\\L\\s (wav).flac"}));
+    EXPECT_EQ(suffixed[0].note, u"named '01 Intro (disc 2).mp3': '01 Intro.mp3' is taken by the "
+                                u"output of 'C:\\L\\Disc 1\\01.flac'");
+    EXPECT_EQ(suffixed[7].note,
+              u"named 's (wav).flac': 's.flac' is taken by the source 'C:\\L\\s.flac'");
+    EXPECT_TRUE(suffixed[1].note.empty());
+    for (const OutputClaim& c : suffixed)
+        EXPECT_FALSE(c.skipped);
+
+    SettleCollisions(claims, sources, CollidePolicy::kSkip);
+    StringList skipped;
+    for (const OutputClaim& c : claims)
+        if (c.skipped)
+            skipped.push_back(c.source);
+    EXPECT_EQ(skipped, (StringList{u"C:\\L\\Disc 2\\01.flac", u"C:\\L\\Track.wav",
+                                   u"C:\\L\\y\\a.flac", u"C:\\L\\z\\A.flac", u"C:\\L\\s.wav"}));
+    EXPECT_EQ(claims[2].note,
+              u"not converted: 'Track.mp3' is taken by the output of 'C:\\L\\Track.flac'");
+    EXPECT_EQ(claims[2].output, u"O\\Track.mp3");
+
+    CollidePolicy policy = CollidePolicy::kSuffix;
+    EXPECT_TRUE(ParseCollidePolicy(u"SKIP", policy));
+    EXPECT_EQ(policy, CollidePolicy::kSkip);
+    EXPECT_FALSE(ParseCollidePolicy(u"rename", policy));
+}
+
+TEST(OutputRecord, RerunsKnowTheirOutputsAndReconvertOtherSettings) {
+    OutputRecord written(u"D:\\Out");
+    const std::string text =
+        written.Line({u"D:\\Out\\A\\x.flac", u"C:\\L\\x.wav", u"FLAC -8"}) +
+        written.Line({u"D:\\Out\\y.flac", u"C:\\L\\y.wav", u"FLAC\t-8"}) +
+        written.Line({u"D:\\Out\\y.flac", u"C:\\L\\y.wav", u"FLAC -5"}) + "z.flac\tcut";
+    EXPECT_EQ(text.substr(0, text.find('\n')), "A\\x.flac\tC:\\L\\x.wav\tFLAC -8");
+    OutputRecord read(u"D:\\Out\\");
+    read.Load(text);
+    const RecordEntry* x = read.Find(u"d:\\out\\a\\X.FLAC");
+    ASSERT_NE(x, nullptr);
+    EXPECT_EQ(x->source, u"C:\\L\\x.wav");
+    ASSERT_NE(read.Find(u"D:\\Out\\y.flac"), nullptr);
+    EXPECT_EQ(read.Find(u"D:\\Out\\y.flac")->settings, u"FLAC -5"); // the last line wins
+    EXPECT_EQ(read.Find(u"D:\\Out\\z.flac"), nullptr);               // cut short: ignored
+    // Moved with its tree, the record still knows its outputs.
+    OutputRecord moved(u"E:\\Elsewhere");
+    moved.Load(text);
+    EXPECT_NE(moved.Find(u"E:\\Elsewhere\\A\\x.flac"), nullptr);
+
+    const String settings = SettingsText(u"FLAC", u" -8");
+    EXPECT_EQ(ConvertReason(true, 20, 20, false, x, u"c:\\l\\X.wav", settings), u"");
+    EXPECT_EQ(ConvertReason(true, 20, 20, false, nullptr, u"C:\\L\\x.wav", settings), u"");
+    EXPECT_EQ(ConvertReason(false, 0, 20, false, x, u"C:\\L\\x.wav", settings), u"new");
+    EXPECT_EQ(ConvertReason(true, 19, 20, false, x, u"C:\\L\\x.wav", settings),
+              u"the source is newer");
+    EXPECT_EQ(ConvertReason(true, 30, 20, true, x, u"C:\\L\\x.wav", settings), u"-overwrite");
+    EXPECT_EQ(ConvertReason(true, 20, 20, false, x, u"C:\\L\\x.wav", u"FLAC -5"),
+              u"made with other settings (FLAC -8)");
+    EXPECT_EQ(ConvertReason(true, 20, 20, false, x, u"C:\\L\\w.wav", settings),
+              u"made from 'C:\\L\\x.wav'");
 }
 
 TEST(ParentLines, LinesSplitAnywhereInTheByteStreamAreParsed) {
@@ -160,7 +259,7 @@ TEST(BatchProgress, WorkIsWeighedBySourceBytesAndTimeLeftFollows) {
     EXPECT_EQ(ComputeProgress(BatchProgressState{}, 0).msLeft, -1);
 }
 
-TEST(BatchReport, LinesSummaryExitStatusResumeAndPlan) {
+TEST(BatchReport, LinesSummaryExitStatusAndPlan) {
     FileOutcome ok{
         u"C:\\in\\a,b.wav", u"D:\\a,b.flac", FileStatus::kConverted, u"", 30000, 1.5, 1234};
     FileOutcome bad{u"C:\\in\\\"q\".wav",
@@ -187,11 +286,6 @@ TEST(BatchReport, LinesSummaryExitStatusResumeAndPlan) {
               u"Nothing to convert: every output is up to date or skipped.");
     EXPECT_EQ(BatchExitStatus({ok, skipped}), 0);
     EXPECT_EQ(BatchExitStatus({ok, bad}), 1);
-
-    EXPECT_TRUE(OutputIsUpToDate(true, 20, 20, false));
-    EXPECT_FALSE(OutputIsUpToDate(true, 19, 20, false));
-    EXPECT_FALSE(OutputIsUpToDate(true, 30, 20, true));
-    EXPECT_FALSE(OutputIsUpToDate(false, 30, 20, false));
 
     EXPECT_EQ(PlanLine(u"C:\\W\\Wavemill.exe", u"a b.wav", u"o\\a b.mp3", u"MP3", u" -V=\"2\""),
               u"\"C:\\W\\Wavemill.exe\" -infile=\"a b.wav\" -outfile=\"o\\a b.mp3\" "
