@@ -68,22 +68,37 @@ FileOutcome Outcome(StringView input, StringView output, FileStatus status, Stri
     return o;
 }
 
+String InUserNames(StringView text, StringView temporaryOutput, StringView output) {
+    String named(text);
+    if (temporaryOutput.empty())
+        return named;
+    for (size_t at = named.find(temporaryOutput); at != String::npos;
+         at = named.find(temporaryOutput, at + output.size()))
+        named.replace(at, temporaryOutput.size(), output);
+    return named;
+}
+
 String ReportHeader(ReportFormat format) {
-    return format == ReportFormat::kCsv ? u"input,output,status,reason,audio_ms,seconds,bytes"
-                                        : String();
+    return format == ReportFormat::kCsv
+               ? u"input,output,status,reason,audio_ms,seconds,bytes,notes"
+               : String();
 }
 
 String ReportLine(const FileOutcome& o, ReportFormat format) {
     const String audio = o.audioMs < 0 ? String() : IntToText(o.audioMs);
     const String bytes = IntToText(static_cast<int64_t>(o.bytes));
+    String notes;
+    for (const String& note : o.notes)
+        notes += (notes.empty() ? u"" : u"; ") + note;
     if (format == ReportFormat::kCsv)
         return CsvField(o.input) + u"," + CsvField(o.output) + u"," + String(StatusWord(o.status)) +
                u"," + CsvField(o.reason) + u"," + audio + u"," + PlainSeconds(o.seconds) + u"," +
-               bytes;
+               bytes + u"," + CsvField(notes);
     return u"{\"input\":" + JsonString(o.input) + u",\"output\":" + JsonString(o.output) +
            u",\"status\":\"" + String(StatusWord(o.status)) + u"\",\"reason\":" +
            JsonString(o.reason) + u",\"audio_ms\":" + (audio.empty() ? u"null" : audio) +
-           u",\"seconds\":" + PlainSeconds(o.seconds) + u",\"bytes\":" + bytes + u"}";
+           u",\"seconds\":" + PlainSeconds(o.seconds) + u",\"bytes\":" + bytes +
+           u",\"notes\":" + JsonString(notes) + u"}";
 }
 
 StringList SummaryLines(const std::vector<FileOutcome>& outcomes) {

@@ -20,9 +20,14 @@ struct FileOutcome {
     int64_t audioMs = -1; // -1 when unknown
     double seconds = 0;   // wall time of its conversion
     uint64_t bytes = 0;   // size of the output
+    StringList notes;     // what the user should know of a conversion that went through
 };
 
 FileOutcome Outcome(StringView input, StringView output, FileStatus status, StringView reason = {});
+
+// The reason or note in the names the user knows: the batch's temporary output named as the
+// output itself.
+String InUserNames(StringView text, StringView temporaryOutput, StringView output);
 
 // The report's first line (CSV only; JSON lines have none), then one line per file. Both end
 // without a line break.

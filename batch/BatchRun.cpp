@@ -1,5 +1,7 @@
 #include "batch/BatchRun.h"
 
+#include "batch/Destination.h"
+#include "files/PathText.h"
 #include "text/NumberText.h"
 
 #include <windows.h>
@@ -45,7 +47,8 @@ class Batch {
     }
 
     BatchResult Run() {
-        while ((next_ < plan_.size() && !result_.stopped) || !running_.empty()) {
+        while ((next_ < plan_.size() && !result_.stopped && result_.halted.empty()) ||
+               !running_.empty()) {
             TendUserStops();
             // Ends are reaped before starting, so a slot freed is filled before the wait.
             PollRunning();
@@ -76,7 +79,8 @@ class Batch {
     }
 
     void StartMore() {
-        while (!result_.stopped && running_.size() < jobs_ && next_ < plan_.size()) {
+        while (!result_.stopped && result_.halted.empty() && running_.size() < jobs_ &&
+               next_ < plan_.size()) {
             auto c = std::make_unique<Conversion>(plan_[next_], setup_,
                                                   static_cast<uint32_t>(next_ + 1));
             ++next_;
@@ -92,14 +96,30 @@ class Batch {
                 continue;
             }
             FileOutcome o = (*it)->Finish(Now());
+            if (o.status == FileStatus::kFailed)
+                TendDestination(o);
             ++state_.filesDone;
             state_.bytesFinished += (*it)->Plan().sourceBytes;
             state_.audioMsFinished += o.audioMs > 0 ? static_cast<uint64_t>(o.audioMs) : 0;
             ended_(o);
             view_.Line(OutcomeLine(o, state_.filesDone, state_.filesTotal));
+            for (const String& note : o.notes)
+                view_.Line(u"      " + note);
             result_.outcomes.push_back(std::move(o));
             it = running_.erase(it);
         }
+    }
+
+    // A failure the destination explains is named by it, and nothing more is started there.
+    void TendDestination(FileOutcome& failed) {
+        const String problem = DestinationProblem(FolderPart(failed.output));
+        if (problem.empty())
+            return;
+        failed.reason = problem + u" (" + failed.reason + u")";
+        if (!result_.halted.empty())
+            return;
+        result_.halted = problem;
+        view_.Line(u"Starting no more conversions: " + problem + u".");
     }
 
     // Sleeps until the next poll, or until a converter ends, so its slot is filled at once.

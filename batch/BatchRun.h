@@ -1,6 +1,7 @@
 // Runs the planned conversions, `jobs` at a time, until all have ended or the user stopped the
 // batch: the first Ctrl-C or Ctrl-Break asks every running converter to stop and starts no more,
-// a second one ends them.
+// a second one ends them. A failure after which the destination takes no more (full, read-only)
+// starts no more either; the running ones finish.
 #pragma once
 
 #include "batch/BatchReport.h"
@@ -16,6 +17,7 @@ struct BatchResult {
     std::vector<FileOutcome> outcomes; // in the order the conversions ended
     size_t notStarted = 0;             // left when the batch was stopped
     bool stopped = false;
+    String halted; // why no more were started when the destination took no more; else empty
 };
 
 // Called as each conversion ends, before its line is shown: the caller records a converted

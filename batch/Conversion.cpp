@@ -170,6 +170,7 @@ FileOutcome Conversion::Finish(uint64_t nowMs) {
     FileOutcome outcome = Outcome(plan_.source.path, plan_.output, FileStatus::kFailed);
     outcome.audioMs = report_.lengthMs;
     outcome.seconds = static_cast<double>(nowMs - startMs_) / 1000.0;
+    outcome.notes = report_.information;
     if (String reason = FailureReason(); !reason.empty())
         return Failed(outcome, reason);
     if (!MoveWithRetry(temp_, plan_.output, MOVEFILE_REPLACE_EXISTING, kMoveRetryMs))

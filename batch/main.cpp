@@ -4,6 +4,7 @@
 #include "batch/BatchArguments.h"
 #include "batch/BatchPlan.h"
 #include "batch/BatchRun.h"
+#include "batch/OptionTrial.h"
 #include "batch/ProgressView.h"
 #include "crash/CrashHandler.h"
 #include "files/FileAccess.h"
@@ -89,15 +90,18 @@ String CommandFolder() {
     return folder;
 }
 
-// Records each converted output, so that a rerun knows it as the batch's own, and says in its
-// outcome how an output was renamed.
+// Names the batch's temporary output as the output in what the user reads, says how an output
+// was renamed, and records each converted output, so that a rerun knows it as the batch's own.
 FileEnded Recorder(const BatchOptions& o, const BatchPlan& plan, const OutputRecord& record,
                    ProgressView& view) {
     return [&o, &plan, &record, &view, settings = SettingsText(o.codec, o.passThrough),
             warned = false](FileOutcome& outcome) mutable {
-        const auto renamed = plan.renamed.find(outcome.input);
-        if (renamed != plan.renamed.end() && outcome.status == FileStatus::kConverted)
-            outcome.reason = renamed->second;
+        const String temporary = BatchTempName(outcome.output);
+        outcome.reason = InUserNames(outcome.reason, temporary, outcome.output);
+        for (String& note : outcome.notes)
+            note = InUserNames(note, temporary, outcome.output);
+        if (const auto renamed = plan.renamed.find(outcome.input); renamed != plan.renamed.end())
+            outcome.notes.insert(outcome.notes.begin(), renamed->second);
         if (outcome.status != FileStatus::kConverted ||
             AppendToRecord(o.outFolder, record, {outcome.output, outcome.input, settings}) ||
             warned)
@@ -109,8 +113,7 @@ FileEnded Recorder(const BatchOptions& o, const BatchPlan& plan, const OutputRec
     };
 }
 
-int RunPlanned(const BatchOptions& o, BatchPlan& plan, const OutputRecord& record,
-               const String& wavemill, ProgressView& view) {
+ConversionSetup MakeSetup(const BatchOptions& o, const String& wavemill) {
     ConversionSetup setup;
     setup.wavemill = wavemill;
     setup.commandFolder = CommandFolder();
@@ -119,6 +122,11 @@ int RunPlanned(const BatchOptions& o, BatchPlan& plan, const OutputRecord& recor
     setup.passThrough = o.passThrough;
     setup.namePrefix = u"WavemillBatch-" + IntToText(::GetCurrentProcessId()) + u"-";
     setup.hangMs = uint64_t{o.hangSeconds} * 1000;
+    return setup;
+}
+
+int RunPlanned(const BatchOptions& o, BatchPlan& plan, const OutputRecord& record,
+               const ConversionSetup& setup, ProgressView& view) {
     SYSTEM_INFO system{};
     ::GetSystemInfo(&system);
     const uint32_t jobs = o.jobs ? o.jobs : std::max<uint32_t>(1, system.dwNumberOfProcessors);
@@ -129,7 +137,9 @@ int RunPlanned(const BatchOptions& o, BatchPlan& plan, const OutputRecord& recor
     all.insert(all.end(), result.outcomes.begin(), result.outcomes.end());
     for (size_t i = plan.conversions.size() - result.notStarted; i < plan.conversions.size(); ++i)
         all.push_back(Outcome(plan.conversions[i].source.path, plan.conversions[i].output,
-                              FileStatus::kSkipped, u"not started: the batch was stopped"));
+                              FileStatus::kSkipped,
+                              result.halted.empty() ? String(u"not started: the batch was stopped")
+                                                    : u"not started: " + result.halted));
     for (const String& line : SummaryLines(all))
         view.Line(line);
     if (result.stopped)
@@ -178,9 +188,21 @@ int Main() {
         WriteErrorLine(u"Error: Nothing to do: no file that the installed decoders read.");
         return kBadUsage;
     }
-    if (!o.planFile.empty())
+    const ConversionSetup setup = MakeSetup(o, wavemill);
+    if (!plan.conversions.empty()) {
+        if (const String refused = TryOptions(setup, extension); !refused.empty()) {
+            RemoveFolder(setup.commandFolder, true);
+            WriteErrorLine(u"Error: the settings were tried once and refused, nothing was "
+                           u"converted: " +
+                           refused);
+            return kBadUsage;
+        }
+    }
+    if (!o.planFile.empty()) {
+        RemoveFolder(setup.commandFolder, true);
         return WritePlan(o, plan, wavemill, view);
-    return RunPlanned(o, plan, record, wavemill, view);
+    }
+    return RunPlanned(o, plan, record, setup, view);
 }
 
 } // namespace

@@ -1,8 +1,9 @@
 #!/bin/bash
 # WavemillBatch.exe as a real parent of Wavemill.exe: a nested tree of mixed formats with Unicode
 # names (samples and tags checked with the native tools), resume, Ctrl-C and the rerun, a hung
-# and a crashed conversion among good ones, a full disk, the plan, naming patterns and refused
-# collisions.
+# and a crashed conversion among good ones, a full disk, the plan, naming patterns, collisions
+# settled by their policy, selected folders, outputs beside their sources with reruns, and
+# settings refused before the run.
 # Usage: batch_e2e.sh <stage dir> <wine prefix> <work dir> <wavtool.exe>
 set -uo pipefail
 . "$(dirname "$0")/shell_support.sh"
@@ -34,7 +35,7 @@ check "the text file is listed as skipped with the reason" \
     grep -qF "notes.txt: no installed decoder reads '.txt' files" batch.out
 samples_ok=0 tags_ok=0
 while IFS= read -r -d '' src; do
-    rel=${src#lib/} out="out/${rel%.*}.flac" n=${rel##*trâck } n=${n%.*}
+    rel=${src#lib/} out="out/lib/${rel%.*}.flac" n=${rel##*trâck } n=${n%.*}
     case $src in
     *.mp3) cmp -s <(mpg123 -q -s "$src") <(flac -s -d -c --force-raw-format --endian=little --sign=signed "$out") ;;
     *) cmp -s <(raw "$src") <(raw "$out") ;;
@@ -56,7 +57,8 @@ check "... leaving every output untouched" test "$(find out -type f -printf '%T@
 mkdir -p slow stopped
 for i in 1 2 3 4 5 6; do printf 'format 8000 1 16\nsleep 250\nblock 1600 24\n' >slow/s$i.wmt; done
 # Two at a time: s3 and s4 run when the user stops the batch, after the first two ended.
-echo 'older output' >stopped/s4.raw && touch -d 2020-01-01 stopped/s4.raw
+mkdir -p stopped/slow
+echo 'older output' >stopped/slow/s4.raw && touch -d 2020-01-01 stopped/slow/s4.raw
 wine "$stage/WavemillBatch.exe" -convert_to=TestEnc -jobs=2 -out=stopped slow </dev/null >batch.out 2>&1 &
 pid=$!
 for _ in $(seq 50); do grep -q '^\[1/' batch.out 2>/dev/null && break; sleep 0.2; done
@@ -65,7 +67,7 @@ sleep 1 && kill -INT $pid
 wait $pid
 check "Ctrl-C: status 1" test $? -eq 1
 check "Ctrl-C: the running conversions were stopped" grep -q 'stopped by Ctrl-C' batch.out
-check "Ctrl-C: the existing output is kept" test "$(cat stopped/s4.raw)" = 'older output'
+check "Ctrl-C: the existing output is kept" test "$(cat stopped/slow/s4.raw)" = 'older output'
 check "Ctrl-C: every output present is complete" \
     test "$(find stopped -name '*.raw' ! -name s4.raw -size -38400c | grep -c .)" -eq 0
 check "Ctrl-C: no temporary file is left" test "$(leftovers stopped)" -eq 0
@@ -93,21 +95,39 @@ check "faults: the good files converted" test "$(grep -c '"status":"converted"' 
 check "faults: no output or temporary file for the failed ones" \
     test "$(find faults-out -name 'hang*' -o -name 'crash*' | grep -c .)" -eq 0
 
-# --- A full disk: the files that fit are complete, the others fail with "disk full" ---
-mkdir -p big small
+# --- A full disk: the files that fit are complete, the batch stops starting more once, saying why;
+# a read-only destination likewise ---
+mkdir -p big small readonly
 for i in 1 2 3 4; do sox -R -V1 -n -r 44100 -c 2 -b 16 big/b$i.wav synth 2.5 sine $((300 * i)); done
 if mount -t tmpfs -o size=1200k tmpfs small 2>/dev/null; then
-    batch -convert_to=Wave -jobs=1 -out=small big
+    batch -convert_to=Wave -jobs=1 -out=small -report=full.csv big
     status=$?
     fits=0
-    for f in small/*.wav; do [ -f "$f" ] && cmp -s <(raw "$f") <(raw "big/${f##*/}") && fits=$((fits + 1)); done
+    for f in small/big/*.wav; do [ -f "$f" ] && cmp -s <(raw "$f") <(raw "big/${f##*/}") && fits=$((fits + 1)); done
     check "full disk: status 1" test $status -eq 1
     check "full disk: the two files that fit are complete" test $fits -eq 2
-    check "full disk: the others failed with disk full" test "$(grep -c 'FAILED.*disk full' batch.out)" -ge 2
+    check "full disk: the one that did not fit names the folder and the cause" \
+        test "$(grep -c "FAILED .*b3.wav: no space left in '.*small" batch.out)" -eq 1
+    check "full disk: no more were started, said once" \
+        test "$(grep -c '^Starting no more conversions: no space left in' batch.out)" -eq 1
+    check "full disk: the rest is reported as not started, with the cause" \
+        grep -q "b4.wav,.*,skipped,not started: no space left in" full.csv
     check "full disk: no temporary file is left" test "$(leftovers small)" -eq 0
     umount small
 else
     echo "note: cannot mount a tmpfs here; the full-disk case is not run"
+fi
+if mount -t tmpfs -o size=1200k,ro tmpfs readonly 2>/dev/null; then
+    batch -convert_to=Wave -jobs=1 -out=readonly big
+    check "read-only destination: status 1" test $? -eq 1
+    check "read-only destination: one failure, naming the folder and the cause" \
+        test "$(grep -c "FAILED .*access denied to '.*readonly'" batch.out)" -eq 1
+    check "read-only destination: said once" \
+        test "$(grep -c '^Starting no more conversions: access denied to' batch.out)" -eq 1
+    [ "$(grep -c FAILED batch.out)" -eq 1 ] || shown
+    umount readonly
+else
+    echo "note: cannot mount a read-only tmpfs here; the read-only case is not run"
 fi
 
 # --- The plan, naming patterns and collisions ---
@@ -127,7 +147,60 @@ batch -convert_to=FLAC -out=tagged/inside tagged && batch -convert_to=FLAC -out=
 check "outputs inside an input folder are not taken as sources" \
     grep -q '^Converted 0, skipped 3, failed 0\.' batch.out
 batch -convert_to=FLAC -out=clash '-pattern=%artist%' tagged/a.flac tagged/b.flac
-check "collision: refused with status 2 before anything runs" test $?:$(test -e clash && echo ran) = 2:
-check "collision: both sources named" grep -q "a.flac' and '.*b.flac' would both be written to" batch.out
+check "collision: both converted, exit 0" test $? -eq 0
+check "collision: the later source gets a name of its own" \
+    test -f 'clash/AC_DC.flac' -a -f 'clash/AC_DC (2).flac'
+check "collision: ... and the batch says which and why" \
+    grep -qF "b.flac: named 'AC_DC (2).flac': 'AC_DC.flac' is taken by the output of" batch.out
+batch -convert_to=FLAC -collide=skip -out=clash-skip '-pattern=%artist%' tagged/a.flac tagged/b.flac
+check "collision -collide=skip: the later source is skipped with the reason" \
+    grep -qF "b.flac: not converted: 'AC_DC.flac' is taken by the output of" batch.out
+check "collision -collide=skip: one output" test "$(find clash-skip -type f -name '*.flac' | grep -c .)" -eq 1
+
+# --- A two-disc album named by a pattern without %disc%, and a pair of one name in a folder ---
+mkdir -p album/"Disc 1" album/"Disc 2" pair
+for d in 1 2; do
+    flac -s -T 'ALBUM=Two Discs' -T 'TRACKNUMBER=1' -T 'TITLE=Intro' -T "DISCNUMBER=$d/2" \
+        tagged/x.wav -o "album/Disc $d/01 Intro.flac"
+done
+batch -convert_to=FLAC -out=discs '-pattern=%album%\%track% %title%' album
+check "two discs: both converted, the second named after its disc" \
+    test -f 'discs/Two Discs/01 Intro.flac' -a -f 'discs/Two Discs/01 Intro (disc 2).flac'
+sox -R -V1 -n -r 44100 -c 2 -b 16 pair/Track.wav synth 0.3 sine 700
+flac -s pair/Track.wav -o pair/Track.flac
+batch -convert_to=MP3 -out=pairs pair
+check "Track.flac beside Track.wav: both converted, the second named after its type" \
+    test -f pairs/pair/Track.mp3 -a -f 'pairs/pair/Track (wav).mp3'
+
+# --- Selected folders keep their name; two discs selected do not collide ---
+batch -convert_to=FLAC -out=selected "album/Disc 1" "album/Disc 2"
+check "selected folders keep their name under -out" \
+    test -f 'selected/Disc 1/01 Intro.flac' -a -f 'selected/Disc 2/01 Intro.flac'
+
+# --- Outputs next to their sources: the rerun finds them up to date, other settings reconvert ---
+mkdir -p beside && cp pair/Track.wav beside/a.wav && cp tagged/a.flac beside/b.flac
+batch -convert_to=FLAC -out=beside beside
+check "beside the sources: converts, exit 0" test $? -eq 0
+check "beside the sources: the output is there" test -f beside/a.flac
+check "beside the sources: a source in the target format is left as it is" \
+    grep -qF "b.flac: already FLAC where its output would go" batch.out
+batch -convert_to=FLAC -out=beside beside
+status=$?
+check "beside the sources: the rerun exits 0 and converts nothing" \
+    test $status:"$(grep -c '^Converted 0, skipped 2, failed 0\.' batch.out)" = 0:1
+[ $status -eq 0 ] || shown
+batch -convert_to=FLAC -8 -out=beside beside
+check "beside the sources: other settings reconvert the output" \
+    grep -q '^Converted 1, skipped 1, failed 0\.' batch.out
+batch -convert_to=FLAC -8 -out=beside beside
+check "... and once more with them converts nothing" grep -q '^Converted 0, skipped 2' batch.out
+
+# --- Settings the encoder refuses: one line, status 2, nothing made ---
+batch -convert_to=MP3 -V 11 -out=refused tagged
+status=$?
+check "refused settings: status 2" test $status -eq 2
+check "refused settings: no output folder was made" test ! -e refused
+check "refused settings: said once" test "$(grep -c 'tried once and refused' batch.out)" -eq 1
+[ $status -eq 2 ] || shown
 
 e2e_verdict batch

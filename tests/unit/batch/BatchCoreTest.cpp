@@ -211,6 +211,7 @@ TEST(ParentLines, LinesSplitAnywhereInTheByteStreamAreParsed) {
     EXPECT_EQ(report.percent, 42);
     EXPECT_EQ(report.filesWritten, StringList{u"C:\\o\\ä.mp3"});
     EXPECT_EQ(others, 1);
+    EXPECT_EQ(report.information, StringList{u"Converting..."});
     EXPECT_EQ(split.Rest(), u"MSGTO: Vrx: Action: Writing");
 
     TakeErrorLine(
@@ -218,6 +219,8 @@ TEST(ParentLines, LinesSplitAnywhereInTheByteStreamAreParsed) {
         report);
     TakeErrorLine(u"Error: a later line", report);
     EXPECT_EQ(report.firstError, u"Error: Encoder 'MP3' refused a block of audio: disk full.");
+    TakeParentLine(u"Information: 96000 Hz made 48000 Hz.  [TwWavemill::TwWavemill]", report);
+    EXPECT_EQ(report.information.back(), u"Information: 96000 Hz made 48000 Hz.");
 }
 
 TEST(HangWatch, SilentHeartbeatOrStandingProgressIsAHang) {
@@ -261,24 +264,30 @@ TEST(BatchProgress, WorkIsWeighedBySourceBytesAndTimeLeftFollows) {
 
 TEST(BatchReport, LinesSummaryExitStatusAndPlan) {
     FileOutcome ok{
-        u"C:\\in\\a,b.wav", u"D:\\a,b.flac", FileStatus::kConverted, u"", 30000, 1.5, 1234};
+        u"C:\\in\\a,b.wav", u"D:\\a,b.flac", FileStatus::kConverted, u"", 30000, 1.5, 1234, {}};
     FileOutcome bad{u"C:\\in\\\"q\".wav",
                     u"D:\\q.flac",
                     FileStatus::kFailed,
                     u"hung: no progress for 60 s",
                     -1,
                     60.25,
-                    0};
+                    0,
+                    {}};
+    ok.notes = {u"Information: 96000 Hz made 48000 Hz", u"b, c"};
     EXPECT_EQ(ReportLine(ok, ReportFormat::kCsv),
-              u"\"C:\\in\\a,b.wav\",\"D:\\a,b.flac\",converted,,30000,1.500,1234");
+              u"\"C:\\in\\a,b.wav\",\"D:\\a,b.flac\",converted,,30000,1.500,1234,"
+              u"\"Information: 96000 Hz made 48000 Hz; b, c\"");
     EXPECT_EQ(ReportLine(bad, ReportFormat::kCsv),
-              u"\"C:\\in\\\"\"q\"\".wav\",D:\\q.flac,failed,hung: no progress for 60 s,,60.250,0");
+              u"\"C:\\in\\\"\"q\"\".wav\",D:\\q.flac,failed,hung: no progress for 60 s,,60.250,0,");
     EXPECT_EQ(ReportLine(bad, ReportFormat::kJsonLines),
               u"{\"input\":\"C:\\\\in\\\\\\\"q\\\".wav\",\"output\":\"D:\\\\q.flac\",\"status\":"
               u"\"failed\",\"reason\":\"hung: no progress for 60 s\",\"audio_ms\":null,"
-              u"\"seconds\":60.250,\"bytes\":0}");
+              u"\"seconds\":60.250,\"bytes\":0,\"notes\":\"\"}");
+    EXPECT_EQ(InUserNames(u"cannot write 'D:\\o\\a.wmbatch-part.mp3': disk full",
+                          BatchTempName(u"D:\\o\\a.mp3"), u"D:\\o\\a.mp3"),
+              u"cannot write 'D:\\o\\a.mp3': disk full");
 
-    FileOutcome skipped{u"s.wav", u"s.flac", FileStatus::kSkipped, u"up to date"};
+    const FileOutcome skipped = Outcome(u"s.wav", u"s.flac", FileStatus::kSkipped, u"up to date");
     EXPECT_EQ(SummaryLines({ok, skipped, bad}),
               (StringList{u"Converted 1, skipped 1, failed 1.",
                           u"  FAILED C:\\in\\\"q\".wav: hung: no progress for 60 s"}));

@@ -1,0 +1,35 @@
+#include "batch/OptionTrial.h"
+
+#include "files/FileOps.h"
+
+#include <windows.h>
+
+namespace wm {
+
+namespace {
+
+// Standard input is NUL for a converter of the batch: no audio, so the encoder begins in this
+// format and ends at once.
+constexpr StringView kSilentSource = u" -sourcefreq=\"44100\" -sourcechannels=\"2\" "
+                                     u"-sourcebits=\"16\" -sourcelength=\"0\"";
+
+// Conversion numbers start at 1: 0 keeps the trial's kernel objects apart from theirs.
+constexpr uint32_t kTrialNumber = 0;
+
+} // namespace
+
+String TryOptions(const ConversionSetup& setup, const String& extension) {
+    ConversionSetup trial = setup;
+    trial.passThrough = String(kSilentSource) + setup.passThrough;
+    const String output = setup.commandFolder + u"trial" + extension;
+    Conversion conversion({{u"-", u"-"}, output, 0}, trial, kTrialNumber);
+    const uint64_t startMs = ::GetTickCount64();
+    if (conversion.Start(0))
+        while (conversion.Poll(::GetTickCount64() - startMs))
+            ::WaitForSingleObject(conversion.Process(), 100);
+    const FileOutcome outcome = conversion.Finish(::GetTickCount64() - startMs);
+    DeleteFilePath(output);
+    return outcome.status == FileStatus::kConverted ? String() : outcome.reason;
+}
+
+} // namespace wm
