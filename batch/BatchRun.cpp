@@ -41,8 +41,10 @@ class Batch {
           ProgressView& view, const FileEnded& ended)
         : plan_(plan), setup_(setup), jobs_(jobs), view_(view), ended_(ended),
           startMs_(::GetTickCount64()) {
-        for (const PlannedConversion& p : plan)
+        for (const PlannedConversion& p : plan) {
             state_.bytesTotal += p.sourceBytes;
+            state_.bytesWaiting[SourceType(p.source.path)] += p.sourceBytes;
+        }
         state_.filesTotal = plan.size();
     }
 
@@ -83,6 +85,7 @@ class Batch {
                next_ < plan_.size()) {
             auto c = std::make_unique<Conversion>(plan_[next_], setup_,
                                                   static_cast<uint32_t>(next_ + 1));
+            state_.bytesWaiting[SourceType(plan_[next_].source.path)] -= plan_[next_].sourceBytes;
             ++next_;
             c->Start(Now());
             running_.push_back(std::move(c));
@@ -100,7 +103,12 @@ class Batch {
                 TendDestination(o);
             ++state_.filesDone;
             state_.bytesFinished += (*it)->Plan().sourceBytes;
-            state_.audioMsFinished += o.audioMs > 0 ? static_cast<uint64_t>(o.audioMs) : 0;
+            if (o.audioMs > 0) {
+                state_.audioMsFinished += static_cast<uint64_t>(o.audioMs);
+                MeasuredType& m = state_.measured[SourceType(o.input)];
+                m.audioMs += static_cast<uint64_t>(o.audioMs);
+                m.bytes += (*it)->Plan().sourceBytes;
+            }
             ended_(o);
             view_.Line(OutcomeLine(o, state_.filesDone, state_.filesTotal));
             for (const String& note : o.notes)

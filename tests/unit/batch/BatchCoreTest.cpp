@@ -244,22 +244,36 @@ TEST(HangWatch, SilentHeartbeatOrStandingProgressIsAHang) {
     EXPECT_EQ(w.HungReason(31001), u"no heartbeat for 5 s");
 }
 
-TEST(BatchProgress, WorkIsWeighedBySourceBytesAndTimeLeftFollows) {
+TEST(BatchProgress, TimeLeftIsAudioLeftAtTheMeasuredSpeed) {
     BatchProgressState s;
-    s.filesTotal = 4;
+    s.filesTotal = 5;
     s.filesDone = 1;
-    s.bytesTotal = 1000;
-    s.bytesFinished = 200;
-    s.audioMsFinished = 60000;
-    s.running = {{400, 120000, 50, u"b.flac"}, {100, -1, 100, u"c.flac"}};
+    s.bytesTotal = 4000;
+    s.bytesFinished = 1000;
+    s.audioMsFinished = 10000; // a FLAC of 1000 bytes held 10 s
+    s.measured[SourceType(u"a.flac")] = {10000, 1000};
+    // A running WAV of known length, a running FLAC not yet opened, a waiting FLAC and MP3.
+    s.running = {{400, 20000, 50, u"b.wav"}, {500, -1, 20, u"c.FLAC"}};
+    s.bytesWaiting = {{SourceType(u"d.flac"), 1000}, {SourceType(u"e.mp3"), 100}};
     const ProgressFigures f = ComputeProgress(s, 10000);
-    EXPECT_DOUBLE_EQ(f.fraction, 0.5);
-    EXPECT_EQ(f.audioMsDone, 120000u);
-    EXPECT_DOUBLE_EQ(f.speed, 12.0);
-    EXPECT_EQ(f.msLeft, 10000);
-    EXPECT_EQ(OverallLine(s, f), u"Files 1/4  Audio 0:02:00  12.0x  Left 0:00:10  (50%)");
-    EXPECT_EQ(RunningLines(s), (StringList{u"  50%  b.flac", u" 100%  c.flac"}));
-    EXPECT_EQ(ComputeProgress(BatchProgressState{}, 0).msLeft, -1);
+    // Done: 10 s + half of 20 s + nothing of the unopened FLAC's share counted as audio.
+    EXPECT_EQ(f.audioMsDone, 20000u);
+    EXPECT_DOUBLE_EQ(f.speed, 2.0);
+    // Left: 10 s of the WAV, 80% of 5 s, 10 s of FLAC, and the MP3 at the rate of all seen
+    // (30 s in 1400 bytes): 10 + 4 + 10 + 2.142857 s, at 2x.
+    EXPECT_EQ(f.msLeft, 13071);
+    EXPECT_NEAR(f.fraction, 20.0 / (20.0 + 26.142857), 1e-6);
+    EXPECT_EQ(OverallLine(s, f), u"Files 1/5  Audio 0:00:20  2.0x  Left 0:00:13  (43%)");
+    EXPECT_EQ(RunningLines(s), (StringList{u"  50%  b.wav", u"  20%  c.FLAC"}));
+
+    // Nothing measured yet: no time left is guessed, the share of bytes is shown.
+    BatchProgressState fresh;
+    fresh.bytesTotal = 1000;
+    fresh.running = {{1000, -1, 30, u"a.flac"}};
+    fresh.bytesWaiting = {{SourceType(u"b.flac"), 0}};
+    const ProgressFigures start = ComputeProgress(fresh, 5000);
+    EXPECT_EQ(start.msLeft, -1);
+    EXPECT_DOUBLE_EQ(start.fraction, 0.3);
 }
 
 TEST(BatchReport, LinesSummaryExitStatusAndPlan) {
