@@ -14,8 +14,9 @@ constexpr std::array<StringView, 9> kSetPerConversion = {
     u"evtwatchdog", u"errorfile", u"shrbytesencoded", u"silent"};
 
 // The batch's own options that always take a value.
-constexpr std::array<StringView, 8> kValued = {u"convert_to", u"out",    u"pattern", u"jobs",
-                                               u"hang",       u"report", u"plan",    u"collide"};
+constexpr std::array<StringView, 10> kValued = {
+    u"convert_to", u"out", u"pattern", u"jobs", u"hang", u"report", u"plan", u"collide",
+    u"file",       u"as"};
 
 bool IsIn(StringView name, const auto& list) {
     for (StringView item : list)
@@ -48,6 +49,10 @@ bool TakeBatchOption(StringView name, const String& value, BatchOptions& o, Stri
         o.pattern = value;
     else if (EqualsNoCase(name, u"plan"))
         o.planFile = value;
+    else if (EqualsNoCase(name, u"file"))
+        o.jobSource = value;
+    else if (EqualsNoCase(name, u"as"))
+        o.jobOutput = value;
     else if (EqualsNoCase(name, u"report")) {
         o.reportFile = value;
         o.reportFormat = EndsWithNoCase(value, u".json") || EndsWithNoCase(value, u".jsonl")
@@ -67,7 +72,11 @@ bool CheckComplete(const BatchOptions& o, String& error) {
         return true;
     if (o.codec.empty())
         error = u"No codec: give -convert_to=<codec> (an encoder in encoder\\).";
-    else if (o.inputs.empty())
+    else if (o.jobSource.empty() != o.jobOutput.empty())
+        error = u"A planned job takes both -file=<source> and -as=<output>.";
+    else if (!o.jobSource.empty() && (!o.inputs.empty() || !o.planFile.empty()))
+        error = u"A planned job (-file, -as) converts one file: no other input and no -plan.";
+    else if (o.inputs.empty() && o.jobSource.empty())
         error = u"No input: name the files and folders to convert.";
     return error.empty();
 }

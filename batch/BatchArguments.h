@@ -23,6 +23,8 @@ struct BatchOptions {
     String reportFile;
     ReportFormat reportFormat = ReportFormat::kCsv;
     String planFile;
+    String jobSource; // -file: one planned job, converted to -as with the batch's safety
+    String jobOutput; // -as
     bool help = false;
     StringList inputs;
     // Encoder options, -dspeffectN, -tag... as the converter's option text, each starting with

@@ -62,6 +62,18 @@ void Decide(const BatchOptions& o, const SourceFile& source, const OutputClaim& 
 
 } // namespace
 
+void PlanOneSource(const BatchOptions& o, const SourceFile& source, const String& output,
+                   const OutputRecord& record, BatchPlan& plan) {
+    if (!FileExists(source.path)) {
+        plan.skipped.push_back(Outcome(source.path, output, FileStatus::kSkipped, u"not found"));
+        return;
+    }
+    OutputClaim claim;
+    claim.source = source.path;
+    claim.output = output;
+    Decide(o, source, claim, record, plan);
+}
+
 String FullPath(const String& path) {
     wchar_t buffer[32768];
     const DWORD n = ::GetFullPathNameW(W(path), 32768, buffer, nullptr);
@@ -81,8 +93,9 @@ OutputRecord LoadRecord(const String& outFolder) {
 
 bool AppendToRecord(const String& outFolder, const OutputRecord& record, const RecordEntry& entry) {
     const String path = EnsureTrailingSeparator(outFolder) + String(kRecordFileName);
-    HANDLE file = ::CreateFileW(W(path), FILE_APPEND_DATA, FILE_SHARE_READ, nullptr, OPEN_ALWAYS,
-                                FILE_ATTRIBUTE_NORMAL, nullptr);
+    // Shared for writing: the jobs of a plan run side by side and append to one record.
+    HANDLE file = ::CreateFileW(W(path), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == INVALID_HANDLE_VALUE)
         return false;
     const std::string line = record.Line(entry);

@@ -24,6 +24,11 @@ struct BatchPlan {
 BatchPlan PlanBatch(const BatchOptions& options, const String& programFolder,
                     const String& extension, const OutputRecord& record);
 
+// One source with its output decided: skipped when not found, kept when up to date, else a
+// conversion (a planned job's source, converted on its own).
+void PlanOneSource(const BatchOptions& options, const SourceFile& source, const String& output,
+                   const OutputRecord& record, BatchPlan& plan);
+
 // The output folder's record as a file holds it; empty when there is none yet.
 OutputRecord LoadRecord(const String& outFolder);
 

@@ -124,10 +124,11 @@ int BatchExitStatus(const std::vector<FileOutcome>& outcomes) {
     return 0;
 }
 
-String PlanLine(StringView program, StringView input, StringView output, StringView codec,
-                StringView passThrough) {
-    return u"\"" + String(program) + u"\"" + OptionText(u"infile", input) +
-           OptionText(u"outfile", output) + OptionText(u"convert_to", codec) + String(passThrough);
+String PlanLine(StringView batchProgram, StringView codec, StringView outFolder, StringView input,
+                StringView output, StringView passThrough) {
+    return u"\"" + String(batchProgram) + u"\"" + OptionText(u"convert_to", codec) +
+           OptionText(u"out", outFolder) + OptionText(u"file", input) + OptionText(u"as", output) +
+           String(passThrough);
 }
 
 } // namespace wm

@@ -41,9 +41,11 @@ StringList SummaryLines(const std::vector<FileOutcome>& outcomes);
 // 0 when nothing failed, 1 when any conversion failed.
 int BatchExitStatus(const std::vector<FileOutcome>& outcomes);
 
-// One conversion as a command line for -plan: "program" -infile="..." -outfile="..."
-// -convert_to="..." and the options handed on.
-String PlanLine(StringView program, StringView input, StringView output, StringView codec,
-                StringView passThrough);
+// One conversion as a Windows command line for -plan: the batch itself for one job, so that the
+// job keeps the batch's safety (a temporary name moved on success, an up-to-date output kept,
+// the output folder's record): "batch" -convert_to="..." -out="..." -file="..." -as="..." and
+// the options handed on.
+String PlanLine(StringView batchProgram, StringView codec, StringView outFolder, StringView input,
+                StringView output, StringView passThrough);
 
 } // namespace wm

@@ -51,11 +51,11 @@ StringList Arguments() {
     return args;
 }
 
-bool WriteUtf8Lines(const String& path, const StringList& lines) {
+bool WriteUtf8Lines(const String& path, const StringList& lines, const char* lineEnd) {
     std::string text;
     for (const String& line : lines)
         if (!line.empty())
-            text += Narrow(line) + "\r\n";
+            text += Narrow(line) + lineEnd;
     FileAccess file;
     return file.Create(path) && file.Write(text.data(), static_cast<uint32_t>(text.size()));
 }
@@ -64,15 +64,17 @@ bool WriteReport(const BatchOptions& o, const std::vector<FileOutcome>& outcomes
     StringList lines{ReportHeader(o.reportFormat)};
     for (const FileOutcome& outcome : outcomes)
         lines.push_back(ReportLine(outcome, o.reportFormat));
-    return WriteUtf8Lines(o.reportFile, lines);
+    return WriteUtf8Lines(o.reportFile, lines, "\r\n");
 }
 
-int WritePlan(const BatchOptions& o, const BatchPlan& plan, const String& wavemill,
+// LF line ends: a job runner on Linux (under Wine) and one on Windows both read them whole.
+int WritePlan(const BatchOptions& o, const BatchPlan& plan, const String& batchProgram,
               ProgressView& view) {
     StringList lines;
     for (const PlannedConversion& c : plan.conversions)
-        lines.push_back(PlanLine(wavemill, c.source.path, c.output, o.codec, o.passThrough));
-    if (!WriteUtf8Lines(o.planFile, lines)) {
+        lines.push_back(
+            PlanLine(batchProgram, o.codec, o.outFolder, c.source.path, c.output, o.passThrough));
+    if (!WriteUtf8Lines(o.planFile, lines, "\n")) {
         WriteErrorLine(u"Cannot write the plan '" + o.planFile + u"' " + Win32ErrorTextU());
         return kBadUsage;
     }
@@ -149,6 +151,18 @@ int RunPlanned(const BatchOptions& o, BatchPlan& plan, const OutputRecord& recor
     return result.stopped ? 1 : BatchExitStatus(all);
 }
 
+// One job of a plan: converted unless its output is up to date, through the same temporary name,
+// record and report as in a batch.
+int RunJob(const BatchOptions& o, const OutputRecord& record, const ConversionSetup& setup,
+           ProgressView& view) {
+    BatchPlan plan;
+    plan.sourcesFound = 1;
+    PlanOneSource(o, SourceFile{o.jobSource, FileNamePart(o.jobSource)}, o.jobOutput, record, plan);
+    for (const FileOutcome& s : plan.skipped)
+        view.Line(u"Skipped " + s.input + u": " + s.reason);
+    return RunPlanned(o, plan, record, setup, view);
+}
+
 int Usage(const String& problem) {
     if (!problem.empty())
         WriteErrorLine(u"Error: " + problem);
@@ -170,6 +184,10 @@ int Main() {
 
     const String programFolder = ProgramFolder();
     const String wavemill = programFolder + u"Wavemill.exe";
+    if (!o.jobSource.empty()) {
+        o.jobSource = FullPath(o.jobSource);
+        o.jobOutput = FullPath(o.jobOutput);
+    }
     if (!FileExists(wavemill))
         return Usage(u"Wavemill.exe is missing beside WavemillBatch.exe ('" + wavemill + u"').");
     const String extension = clTwCodecHandler().QueryExtension(o.codec, programFolder);
@@ -178,6 +196,8 @@ int Main() {
 
     ProgressView view;
     const OutputRecord record = LoadRecord(o.outFolder);
+    if (!o.jobSource.empty())
+        return RunJob(o, record, MakeSetup(o, wavemill), view);
     BatchPlan plan = PlanBatch(o, programFolder, extension, record);
     for (const FileOutcome& s : plan.skipped)
         if (s.reason != u"up to date")
@@ -200,7 +220,7 @@ int Main() {
     }
     if (!o.planFile.empty()) {
         RemoveFolder(setup.commandFolder, true);
-        return WritePlan(o, plan, wavemill, view);
+        return WritePlan(o, plan, programFolder + u"WavemillBatch.exe", view);
     }
     return RunPlanned(o, plan, record, setup, view);
 }

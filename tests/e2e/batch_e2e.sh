@@ -7,7 +7,7 @@
 # Usage: batch_e2e.sh <stage dir> <wine prefix> <work dir> <wavtool.exe>
 set -uo pipefail
 . "$(dirname "$0")/shell_support.sh"
-e2e_start "$@" sox flac metaflac lame mpg123
+e2e_start "$@" sox flac metaflac lame mpg123 parallel
 # Runs the batch; its output lands in batch.out (UTF-8).
 batch() {
     wine "$stage/WavemillBatch.exe" "$@" </dev/null >batch.out 2>&1
@@ -133,7 +133,26 @@ fi
 # --- The plan, naming patterns and collisions ---
 batch -convert_to=MP3 -V 2 -out=planned -plan=plan.txt lib
 check "plan: exits 0 and runs nothing" test $?:$(test -e planned && echo ran) = 0:
-check "plan: one command line per file" test "$(tr -d '\r' <plan.txt | grep -c 'Wavemill.exe" -infile=".*-convert_to="MP3" -V="2"$')" -eq 40
+check "plan: LF line ends" test "$(grep -c $'\r' plan.txt)" -eq 0
+check "plan: one Windows command line per file, each a job of the batch" test "$(grep -c \
+    '^"[A-Z]:\\.*\\WavemillBatch.exe" -convert_to="MP3" -out="[A-Z]:\\.*" -file="[A-Z]:\\.*" -as="[A-Z]:\\.*\.mp3" -V="2"$' \
+    plan.txt)" -eq 40
+# Run by GNU parallel under Wine, one job killed by its time limit while it converts.
+mkdir -p jobs
+for i in 1 2 3; do printf 'format 8000 1 16\nblock 1600 4\n' >jobs/good$i.wmt; done
+printf 'format 8000 1 16\nblock 1600 2\nsleep 30000\nblock 1600 2\n' >jobs/slow.wmt
+batch -convert_to=TestEnc -out=jobs-out -plan=jobs.txt jobs
+sed 's/^/wine /' jobs.txt | parallel -j 2 --timeout 12 >parallel.out 2>&1
+check "parallel: one job failed (the one killed)" test $? -eq 1
+check "parallel: the other jobs' outputs are complete" \
+    test "$(find jobs-out -name 'good*.raw' -size 6400c | grep -c .)" -eq 3
+check "parallel: the killed job left no file under its output's name" test ! -e jobs-out/jobs/slow.raw
+before=$(find jobs-out -name 'good*.raw' -printf '%T@ %p\n' | sort | md5sum)
+grep -v slow jobs.txt | sed 's/^/wine /' | parallel -j 2 >parallel.out 2>&1
+check "parallel: a rerun of the jobs exits 0" test $? -eq 0
+check "parallel: ... finds each output up to date" test "$(grep -c '^Nothing to convert' parallel.out)" -eq 3
+check "parallel: ... and leaves them untouched" \
+    test "$(find jobs-out -name 'good*.raw' -printf '%T@ %p\n' | sort | md5sum)" = "$before"
 mkdir -p tagged
 sox -R -V1 -n -r 44100 -c 2 -b 16 tagged/x.wav synth 0.3 sine 500
 flac -s -T 'ARTIST=AC/DC' -T 'ALBUM=Live?' -T 'TRACKNUMBER=7' -T 'TITLE=Song' tagged/x.wav -o tagged/a.flac

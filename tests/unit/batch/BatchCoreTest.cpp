@@ -70,6 +70,11 @@ TEST(BatchArguments, RefusesWhatCannotMakeABatch) {
     EXPECT_FALSE(Parse({u"a.wav"}, o, error));
     EXPECT_FALSE(Parse({u"-convert_to=FLAC"}, o, error));
     EXPECT_FALSE(Parse({u"-convert_to=FLAC", u"a.wav", u"-pattern"}, o, error));
+    EXPECT_FALSE(Parse({u"-convert_to=FLAC", u"-file=a.wav"}, o, error));
+    EXPECT_EQ(error, u"A planned job takes both -file=<source> and -as=<output>.");
+    EXPECT_FALSE(Parse({u"-convert_to=FLAC", u"-file=a.wav", u"-as=a.flac", u"b.wav"}, o, error));
+    EXPECT_TRUE(Parse({u"-convert_to=FLAC", u"-file", u"a.wav", u"-as", u"a.flac"}, o, error));
+    EXPECT_EQ(o.jobSource + u"|" + o.jobOutput, u"a.wav|a.flac");
     EXPECT_TRUE(Parse({u"-help"}, o, error));
     EXPECT_TRUE(o.help);
 }
@@ -310,7 +315,8 @@ TEST(BatchReport, LinesSummaryExitStatusAndPlan) {
     EXPECT_EQ(BatchExitStatus({ok, skipped}), 0);
     EXPECT_EQ(BatchExitStatus({ok, bad}), 1);
 
-    EXPECT_EQ(PlanLine(u"C:\\W\\Wavemill.exe", u"a b.wav", u"o\\a b.mp3", u"MP3", u" -V=\"2\""),
-              u"\"C:\\W\\Wavemill.exe\" -infile=\"a b.wav\" -outfile=\"o\\a b.mp3\" "
-              u"-convert_to=\"MP3\" -V=\"2\"");
+    EXPECT_EQ(PlanLine(u"C:\\W\\WavemillBatch.exe", u"MP3", u"D:\\o", u"C:\\a b.wav",
+                       u"D:\\o\\a b.mp3", u" -V=\"2\""),
+              u"\"C:\\W\\WavemillBatch.exe\" -convert_to=\"MP3\" -out=\"D:\\o\" "
+              u"-file=\"C:\\a b.wav\" -as=\"D:\\o\\a b.mp3\" -V=\"2\"");
 }
