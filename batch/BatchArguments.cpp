@@ -14,9 +14,9 @@ constexpr std::array<StringView, 9> kSetPerConversion = {
     u"evtwatchdog", u"errorfile", u"shrbytesencoded", u"silent"};
 
 // The batch's own options that always take a value.
-constexpr std::array<StringView, 10> kValued = {
-    u"convert_to", u"out", u"pattern", u"jobs", u"hang", u"report", u"plan", u"collide",
-    u"file",       u"as"};
+constexpr std::array<StringView, 13> kValued = {
+    u"convert_to", u"out",  u"pattern", u"jobs",    u"hang",    u"report",   u"plan",
+    u"collide",    u"file", u"as",      u"include", u"exclude", u"copyfiles"};
 
 bool IsIn(StringView name, const auto& list) {
     for (StringView item : list)
@@ -26,8 +26,8 @@ bool IsIn(StringView name, const auto& list) {
 }
 
 bool IsFlag(StringView name) {
-    return EqualsNoCase(name, u"overwrite") || EqualsNoCase(name, u"help") ||
-           EqualsNoCase(name, u"?");
+    return EqualsNoCase(name, u"overwrite") || EqualsNoCase(name, u"copysame") ||
+           EqualsNoCase(name, u"help") || EqualsNoCase(name, u"?");
 }
 
 bool PositiveNumber(StringView text, uint32_t& out) {
@@ -49,6 +49,12 @@ bool TakeBatchOption(StringView name, const String& value, BatchOptions& o, Stri
         o.pattern = value;
     else if (EqualsNoCase(name, u"plan"))
         o.planFile = value;
+    else if (EqualsNoCase(name, u"include"))
+        o.include = value;
+    else if (EqualsNoCase(name, u"exclude"))
+        o.exclude = value;
+    else if (EqualsNoCase(name, u"copyfiles"))
+        o.copyFiles = value;
     else if (EqualsNoCase(name, u"file"))
         o.jobSource = value;
     else if (EqualsNoCase(name, u"as"))
@@ -118,6 +124,8 @@ bool ParseBatchArguments(const StringList& args, const PathExists& exists, Batch
         }
         if (EqualsNoCase(name, u"overwrite"))
             o.overwrite = true;
+        else if (EqualsNoCase(name, u"copysame"))
+            o.copySame = true;
         else if (IsFlag(name))
             o.help = true;
         else if (IsIn(name, kValued)) {

@@ -20,6 +20,10 @@ struct BatchOptions {
     uint32_t hangSeconds = 60;
     bool overwrite = false;
     CollidePolicy collide = CollidePolicy::kSuffix;
+    String include;        // -include: ";"-separated patterns of the files that take part
+    String exclude;        // -exclude
+    String copyFiles;      // -copyfiles: patterns of the files beside the music copied along
+    bool copySame = false; // -copysame: a source in the target format is copied, not converted
     String reportFile;
     ReportFormat reportFormat = ReportFormat::kCsv;
     String planFile;

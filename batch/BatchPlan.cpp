@@ -9,6 +9,8 @@
 
 #include <windows.h>
 
+#include <algorithm>
+
 namespace wm {
 
 namespace {
@@ -35,7 +37,8 @@ bool SamePath(StringView a, StringView b) {
 void Decide(const BatchOptions& o, const SourceFile& source, const OutputClaim& claim,
             const OutputRecord& record, BatchPlan& plan) {
     if (claim.skipped) {
-        plan.skipped.push_back(Outcome(source.path, claim.output, FileStatus::kSkipped, claim.note));
+        plan.skipped.push_back(
+            Outcome(source.path, claim.output, FileStatus::kSkipped, claim.note));
         return;
     }
     if (SamePath(claim.output, source.path)) {
@@ -45,12 +48,19 @@ void Decide(const BatchOptions& o, const SourceFile& source, const OutputClaim& 
     }
     if (!claim.note.empty())
         plan.renamed[source.path] = claim.note;
+    // Copied as it is: converting one lossy format into itself only loses more.
+    const bool copy =
+        o.copySame && EqualsNoCase(ExtensionOf(source.path), ExtensionOf(claim.output));
     uint64_t sourceTime = 0, outputTime = 0;
     PathWriteTime(source.path, sourceTime);
     const bool exists = PathWriteTime(claim.output, outputTime);
-    const String why = ConvertReason(exists, outputTime, sourceTime, o.overwrite,
-                                     record.Find(claim.output), source.path,
-                                     SettingsText(o.codec, o.passThrough));
+    const String why = ConvertReason(
+        exists, outputTime, sourceTime, o.overwrite, record.Find(claim.output), source.path,
+        copy ? String(kCopySettings) : SettingsText(o.codec, o.passThrough));
+    if (!why.empty() && copy) {
+        plan.copies.push_back({source.path, claim.output});
+        return;
+    }
     if (!why.empty()) {
         plan.conversions.push_back({source, claim.output, FileSizeOfPath(source.path)});
         return;
@@ -58,6 +68,42 @@ void Decide(const BatchOptions& o, const SourceFile& source, const OutputClaim& 
     FileOutcome kept = Outcome(source.path, claim.output, FileStatus::kSkipped, u"up to date");
     kept.bytes = FileSizeOfPath(claim.output);
     plan.skipped.push_back(kept);
+}
+
+// The folders a file beside the music goes to: its folder's mirror, or with a naming pattern
+// every folder that the outputs of the sources beside it went to.
+StringList CopyFolders(const BatchOptions& o, const SourceFile& file,
+                       const std::vector<OutputClaim>& claims) {
+    if (o.pattern.empty())
+        return {FolderPart(MirroredOutput(o.outFolder, file.relative, ExtensionOf(file.path)))};
+    StringList folders;
+    for (const OutputClaim& c : claims) {
+        const String folder = FolderPart(c.output);
+        if (!c.skipped && SamePath(FolderPart(c.source), FolderPart(file.path)) &&
+            std::find(folders.begin(), folders.end(), folder) == folders.end())
+            folders.push_back(folder);
+    }
+    return folders;
+}
+
+// -copyfiles: each file beside the music that a pattern names, unless its copy is up to date.
+void PlanFileCopies(const BatchOptions& o, const std::vector<SourceFile>& others,
+                    const std::vector<OutputClaim>& claims, BatchPlan& plan) {
+    for (const SourceFile& file : others) {
+        if (o.copyFiles.empty() || !MatchesAny(o.copyFiles, FileNamePart(file.path)))
+            continue;
+        uint64_t sourceTime = 0, copyTime = 0;
+        PathWriteTime(file.path, sourceTime);
+        for (const String& folder : CopyFolders(o, file, claims)) {
+            const String target = EnsureTrailingSeparator(folder) + FileNamePart(file.path);
+            if (SamePath(target, file.path))
+                continue; // the output folder is its own folder
+            if (o.overwrite || !PathWriteTime(target, copyTime) || copyTime < sourceTime)
+                plan.copies.push_back({file.path, target});
+        }
+        // Listed as copied (or kept), not as a file no decoder reads.
+        std::erase_if(plan.skipped, [&](const FileOutcome& s) { return s.input == file.path; });
+    }
 }
 
 } // namespace
@@ -100,9 +146,9 @@ bool AppendToRecord(const String& outFolder, const OutputRecord& record, const R
         return false;
     const std::string line = record.Line(entry);
     DWORD written = 0;
-    const bool ok = ::WriteFile(file, line.data(), static_cast<DWORD>(line.size()), &written,
-                                nullptr) &&
-                    written == line.size();
+    const bool ok =
+        ::WriteFile(file, line.data(), static_cast<DWORD>(line.size()), &written, nullptr) &&
+        written == line.size();
     ::CloseHandle(file);
     return ok;
 }
@@ -115,7 +161,8 @@ BatchPlan PlanBatch(const BatchOptions& o, const String& programFolder, const St
         const RecordEntry* made = record.Find(path);
         return made && !SamePath(made->source, path);
     };
-    SourceScan scan = ScanInputs(o.inputs, decodable, o.outFolder, ownOutput);
+    SourceScan scan =
+        ScanInputs(o.inputs, decodable, o.outFolder, ownOutput, PathFilter(o.include, o.exclude));
     BatchPlan plan;
     plan.skipped = std::move(scan.skipped);
     plan.sourcesFound = scan.sources.size();
@@ -131,10 +178,12 @@ BatchPlan PlanBatch(const BatchOptions& o, const String& programFolder, const St
         if (!SamePath(c.output, c.source))
             settling.push_back(c);
     SettleCollisions(settling, sources, o.collide);
-    for (size_t i = 0, next = 0; i < claims.size(); ++i)
-        Decide(o, scan.sources[i], SamePath(claims[i].output, claims[i].source) ? claims[i]
-                                                                                   : settling[next++],
-               record, plan);
+    for (size_t i = 0, next = 0; i < claims.size(); ++i) {
+        if (!SamePath(claims[i].output, claims[i].source))
+            claims[i] = settling[next++];
+        Decide(o, scan.sources[i], claims[i], record, plan);
+    }
+    PlanFileCopies(o, scan.others, claims, plan);
     return plan;
 }
 

@@ -12,8 +12,16 @@
 
 namespace wm {
 
+// A file copied as it is: a source already in the target format (-copysame), or a file beside
+// the music (-copyfiles).
+struct PlannedCopy {
+    String source;
+    String output;
+};
+
 struct BatchPlan {
     std::vector<PlannedConversion> conversions;
+    std::vector<PlannedCopy> copies;
     std::vector<FileOutcome> skipped; // unreadable types, missing inputs, up-to-date outputs
     std::map<String, String> renamed; // source -> how its output was named to settle a collision
     size_t sourcesFound = 0;

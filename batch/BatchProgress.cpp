@@ -68,7 +68,7 @@ ProgressFigures ComputeProgress(const BatchProgressState& state, uint64_t elapse
         if (r.lengthMs > 0)
             f.audioMsDone += static_cast<uint64_t>(r.lengthMs) * pc / 100;
         const double length = r.lengthMs > 0 ? static_cast<double>(r.lengthMs)
-                                              : rates.Audio(SourceType(r.name), r.sourceBytes);
+                                             : rates.Audio(SourceType(r.name), r.sourceBytes);
         audioLeft += length * (100 - pc) / 100.0;
     }
     for (const auto& [type, bytes] : state.bytesWaiting)

@@ -12,6 +12,8 @@ StringView StatusWord(FileStatus s) {
     switch (s) {
     case FileStatus::kConverted:
         return u"converted";
+    case FileStatus::kCopied:
+        return u"copied";
     case FileStatus::kSkipped:
         return u"skipped";
     case FileStatus::kFailed:
@@ -79,9 +81,8 @@ String InUserNames(StringView text, StringView temporaryOutput, StringView outpu
 }
 
 String ReportHeader(ReportFormat format) {
-    return format == ReportFormat::kCsv
-               ? u"input,output,status,reason,audio_ms,seconds,bytes,notes"
-               : String();
+    return format == ReportFormat::kCsv ? u"input,output,status,reason,audio_ms,seconds,bytes,notes"
+                                        : String();
 }
 
 String ReportLine(const FileOutcome& o, ReportFormat format) {
@@ -97,19 +98,21 @@ String ReportLine(const FileOutcome& o, ReportFormat format) {
     return u"{\"input\":" + JsonString(o.input) + u",\"output\":" + JsonString(o.output) +
            u",\"status\":\"" + String(StatusWord(o.status)) + u"\",\"reason\":" +
            JsonString(o.reason) + u",\"audio_ms\":" + (audio.empty() ? u"null" : audio) +
-           u",\"seconds\":" + PlainSeconds(o.seconds) + u",\"bytes\":" + bytes +
-           u",\"notes\":" + JsonString(notes) + u"}";
+           u",\"seconds\":" + PlainSeconds(o.seconds) + u",\"bytes\":" + bytes + u",\"notes\":" +
+           JsonString(notes) + u"}";
 }
 
 StringList SummaryLines(const std::vector<FileOutcome>& outcomes) {
-    size_t converted = 0, skipped = 0, failed = 0;
+    size_t converted = 0, copied = 0, skipped = 0, failed = 0;
     for (const FileOutcome& o : outcomes)
         (o.status == FileStatus::kConverted ? converted
+         : o.status == FileStatus::kCopied  ? copied
          : o.status == FileStatus::kSkipped ? skipped
                                             : failed)++;
-    StringList lines{u"Converted " + Count(converted) + u", skipped " + Count(skipped) +
-                     u", failed " + Count(failed) + u"."};
-    if (converted == 0 && failed == 0 && skipped > 0)
+    StringList lines{u"Converted " + Count(converted) +
+                     (copied ? u", copied " + Count(copied) : String()) + u", skipped " +
+                     Count(skipped) + u", failed " + Count(failed) + u"."};
+    if (converted == 0 && copied == 0 && failed == 0 && skipped > 0)
         lines.push_back(u"Nothing to convert: every output is up to date or skipped.");
     for (const FileOutcome& o : outcomes)
         if (o.status == FileStatus::kFailed)

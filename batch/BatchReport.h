@@ -10,7 +10,7 @@
 
 namespace wm {
 
-enum class FileStatus { kConverted, kSkipped, kFailed };
+enum class FileStatus { kConverted, kCopied, kSkipped, kFailed };
 
 struct FileOutcome {
     String input;
@@ -34,7 +34,8 @@ String InUserNames(StringView text, StringView temporaryOutput, StringView outpu
 String ReportHeader(ReportFormat format);
 String ReportLine(const FileOutcome& outcome, ReportFormat format);
 
-// "Converted 38, skipped 1, failed 1." followed by one line per failure with its reason; when
+// "Converted 38, skipped 1, failed 1." (with ", copied n" after the first count when any was)
+// followed by one line per failure with its reason; when
 // nothing was converted because every output was up to date, it says so.
 StringList SummaryLines(const std::vector<FileOutcome>& outcomes);
 

@@ -93,8 +93,8 @@ void SettleCollisions(std::vector<OutputClaim>& claims, const StringList& source
             taken.emplace(Folded(claim.output), Holder{claim.source, claim.disc, false});
             continue;
         }
-        const String clash = u"'" + FileNamePart(claim.output) + u"' is taken by " +
-                             HolderText(held->second);
+        const String clash =
+            u"'" + FileNamePart(claim.output) + u"' is taken by " + HolderText(held->second);
         if (policy == CollidePolicy::kSkip) {
             claim.skipped = true;
             claim.note = u"not converted: " + clash;

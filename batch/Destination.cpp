@@ -24,8 +24,8 @@ String NearestExistingFolder(String folder) {
 
 // The error of a small write into the folder, 0 when it took it.
 DWORD ProbeWrite(const String& folder) {
-    const String probe = EnsureTrailingSeparator(folder) + u".wmbatch-probe-" +
-                         IntToText(::GetCurrentProcessId());
+    const String probe =
+        EnsureTrailingSeparator(folder) + u".wmbatch-probe-" + IntToText(::GetCurrentProcessId());
     HANDLE file = ::CreateFileW(W(probe), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
                                 FILE_FLAG_DELETE_ON_CLOSE, nullptr);
     if (file == INVALID_HANDLE_VALUE)

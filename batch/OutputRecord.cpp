@@ -54,8 +54,8 @@ void OutputRecord::Load(std::string_view text) {
 }
 
 std::string OutputRecord::Line(const RecordEntry& e) const {
-    const String output = Key(e.output) == Folded(e.output) ? e.output
-                                                             : e.output.substr(outFolder_.size());
+    const String output =
+        Key(e.output) == Folded(e.output) ? e.output : e.output.substr(outFolder_.size());
     return Narrow(OneField(output) + u"\t" + OneField(e.source) + u"\t" + OneField(e.settings)) +
            "\n";
 }

@@ -42,6 +42,9 @@ class OutputRecord {
     std::map<String, RecordEntry> entries_;
 };
 
+// The settings a copy made by -copysame is recorded with.
+inline constexpr StringView kCopySettings = u"copy";
+
 // The settings text a record keeps: "FLAC" followed by the options handed on.
 String SettingsText(StringView codec, StringView passThrough);
 

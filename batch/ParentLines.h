@@ -33,7 +33,7 @@ struct ConverterReport {
     int percent = 0;       // "PCDone"
     String action;         // the last "Action: " text
     StringList filesWritten;
-    String firstError; // the first error line, without its "  [context]" part
+    String firstError;      // the first error line, without its "  [context]" part
     StringList information; // the other standard-output lines, without their context
 };
 

@@ -1,9 +1,9 @@
 #include "batch/SourceScan.h"
 
+#include "batch/OutputRecord.h"
 #include "files/FileOps.h"
 #include "files/Folders.h"
 #include "files/PathText.h"
-#include "batch/OutputRecord.h"
 #include "plugins/clTwCodecHandler.h"
 #include "process/Log.h"
 #include "tags/IDTagSet.h"
@@ -26,16 +26,20 @@ struct Walker {
     const StringList& extensions;
     const String outFolder; // ending in "\"
     const OwnOutput& ownOutput;
+    const PathFilter& filter;
     SourceScan& scan;
+    size_t prefixSize = 0; // of the selected folder's name in the relative paths
 
     void Take(const String& path, const String& relative) {
         // A conversion of ours that never finished (the next one removes it), or our own work.
         if (IsBatchTempName(path) || EqualsNoCase(FileNamePart(path), kRecordFileName) ||
-            ownOutput(path))
+            ownOutput(path) || !filter.Keeps(StringView(relative).substr(prefixSize)))
             return;
-        if (Decodable(path, extensions))
-        scan.sources.push_back({path, relative});
-    else
+        if (Decodable(path, extensions)) {
+            scan.sources.push_back({path, relative});
+            return;
+        }
+        scan.others.push_back({path, relative});
         scan.skipped.push_back(
             Outcome(path, u"", FileStatus::kSkipped,
                     u"no installed decoder reads '" + ExtensionOf(path) + u"' files"));
@@ -58,13 +62,17 @@ struct Walker {
 } // namespace
 
 SourceScan ScanInputs(const StringList& inputs, const StringList& extensions,
-                      const String& outFolder, const OwnOutput& ownOutput) {
+                      const String& outFolder, const OwnOutput& ownOutput,
+                      const PathFilter& filter) {
     SourceScan scan;
-    Walker walker{extensions, EnsureTrailingSeparator(outFolder), ownOutput, scan};
+    Walker walker{extensions, EnsureTrailingSeparator(outFolder), ownOutput, filter, scan};
     for (const String& input : inputs) {
         const String folder = EnsureTrailingSeparator(input);
+        const String prefix =
+            FolderExists(input) ? SelectedFolderPrefix(folder, walker.outFolder) : String();
+        walker.prefixSize = prefix.size();
         if (FolderExists(input))
-            walker.Walk(folder, SelectedFolderPrefix(folder, walker.outFolder));
+            walker.Walk(folder, prefix);
         else if (FileExists(input))
             walker.Take(input, FileNamePart(input));
         else

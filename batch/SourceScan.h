@@ -4,6 +4,7 @@
 
 #include "batch/BatchReport.h"
 #include "batch/OutputNames.h"
+#include "batch/PathFilter.h"
 #include "text/String.h"
 
 #include <functional>
@@ -14,6 +15,7 @@ namespace wm {
 struct SourceScan {
     std::vector<SourceFile> sources;
     std::vector<FileOutcome> skipped;
+    std::vector<SourceFile> others; // the files no decoder reads, for -copyfiles
 };
 
 // True for a file the batch wrote itself (its record names it): never a source.
@@ -22,9 +24,11 @@ using OwnOutput = std::function<bool(const String& path)>;
 // inputs: full paths; extensions: the types the decoders read (".flac"...). A folder keeps its
 // own name below the output folder ("Album A\01.flac"), as a copy would, unless it is the output
 // folder itself (outputs next to their sources). An output folder inside an input folder is never
-// entered, and the batch's own outputs and record are not sources.
+// entered, and the batch's own outputs and record are not sources. A file the filter does not
+// keep is left out silently.
 SourceScan ScanInputs(const StringList& inputs, const StringList& extensions,
-                      const String& outFolder, const OwnOutput& ownOutput);
+                      const String& outFolder, const OwnOutput& ownOutput,
+                      const PathFilter& filter);
 
 // The source's tags as its decoder reads them ("title", "artist"...), for naming patterns.
 // Empty values when no decoder opens it.

@@ -115,6 +115,26 @@ FileEnded Recorder(const BatchOptions& o, const BatchPlan& plan, const OutputRec
     };
 }
 
+// The copies run first, one at a time: they take no converter and little time.
+std::vector<FileOutcome> RunCopies(const BatchOptions& o, const BatchPlan& plan,
+                                   const OutputRecord& record, ProgressView& view) {
+    std::vector<FileOutcome> outcomes;
+    for (const PlannedCopy& c : plan.copies) {
+        FileOutcome outcome = Outcome(c.source, c.output, FileStatus::kCopied);
+        if (!CreateFolderPath(FolderPart(c.output)) || !CopyPath(c.source, c.output, false)) {
+            outcome.status = FileStatus::kFailed;
+            outcome.reason = u"cannot copy it to '" + c.output + u"' " + Win32ErrorTextU();
+            view.Line(u"FAILED " + c.source + u": " + outcome.reason);
+        } else {
+            outcome.bytes = FileSizeOfPath(c.output);
+            AppendToRecord(o.outFolder, record, {c.output, c.source, String(kCopySettings)});
+            view.Line(u"copied " + c.source + u" -> " + c.output);
+        }
+        outcomes.push_back(outcome);
+    }
+    return outcomes;
+}
+
 ConversionSetup MakeSetup(const BatchOptions& o, const String& wavemill) {
     ConversionSetup setup;
     setup.wavemill = wavemill;
@@ -133,9 +153,12 @@ int RunPlanned(const BatchOptions& o, BatchPlan& plan, const OutputRecord& recor
     ::GetSystemInfo(&system);
     const uint32_t jobs = o.jobs ? o.jobs : std::max<uint32_t>(1, system.dwNumberOfProcessors);
 
-    BatchResult result = RunBatch(plan.conversions, setup, jobs, view, Recorder(o, plan, record, view));
+    std::vector<FileOutcome> copies = RunCopies(o, plan, record, view);
+    BatchResult result =
+        RunBatch(plan.conversions, setup, jobs, view, Recorder(o, plan, record, view));
     RemoveFolder(setup.commandFolder, true);
     std::vector<FileOutcome> all = std::move(plan.skipped);
+    all.insert(all.end(), copies.begin(), copies.end());
     all.insert(all.end(), result.outcomes.begin(), result.outcomes.end());
     for (size_t i = plan.conversions.size() - result.notStarted; i < plan.conversions.size(); ++i)
         all.push_back(Outcome(plan.conversions[i].source.path, plan.conversions[i].output,

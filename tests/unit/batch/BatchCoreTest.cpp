@@ -9,6 +9,7 @@
 #include "batch/OutputNames.h"
 #include "batch/OutputRecord.h"
 #include "batch/ParentLines.h"
+#include "batch/PathFilter.h"
 
 #include <gtest/gtest.h>
 
@@ -119,6 +120,25 @@ TEST(OutputNames, TagNamesAreOneSetAndSelectedFoldersKeepTheirName) {
     EXPECT_EQ(SelectedFolderPrefix(u"E:\\", u"D:\\Out\\"), u"");
 }
 
+TEST(PathFilter, PatternsAreCaseBlindWithStarsAndTheTopMatchesALeadingStarSeparator) {
+    EXPECT_TRUE(WildcardMatch(u"*.FL?C", u"Jazz\\a.flac"));
+    EXPECT_FALSE(WildcardMatch(u"*.fl?c", u"Jazz\\a.flac.txt"));
+    EXPECT_TRUE(WildcardMatch(u"*a*b*c", u"xaybzbc"));
+    EXPECT_FALSE(WildcardMatch(u"a?", u"a"));
+    EXPECT_TRUE(WildcardMatch(u"Live/*", u"live\\x.mp3"));
+
+    const PathFilter podcasts(u"", u"*\\Podcasts\\*");
+    EXPECT_FALSE(podcasts.Keeps(u"Podcasts\\show.mp3")); // at the top of the selected folder
+    EXPECT_FALSE(podcasts.Keeps(u"Talk\\podcasts\\show.mp3"));
+    EXPECT_TRUE(podcasts.Keeps(u"Music\\Podcasts.flac"));
+    const PathFilter lossless(u"*.flac;*.wav", u"*demo*");
+    EXPECT_TRUE(lossless.Keeps(u"A\\01.WAV"));
+    EXPECT_FALSE(lossless.Keeps(u"A\\01.mp3"));
+    EXPECT_FALSE(lossless.Keeps(u"A\\demo 01.flac"));
+    EXPECT_TRUE(MatchesAny(u";*.jpg;;*.cue", u"cover.JPG"));
+    EXPECT_FALSE(MatchesAny(u"", u"cover.jpg"));
+}
+
 TEST(Collisions, EachIsSettledByThePolicyInSourceOrder) {
     // Given out of order: the first by path keeps the plain name on every run.
     std::vector<OutputClaim> claims{
@@ -167,10 +187,10 @@ TEST(Collisions, EachIsSettledByThePolicyInSourceOrder) {
 
 TEST(OutputRecord, RerunsKnowTheirOutputsAndReconvertOtherSettings) {
     OutputRecord written(u"D:\\Out");
-    const std::string text =
-        written.Line({u"D:\\Out\\A\\x.flac", u"C:\\L\\x.wav", u"FLAC -8"}) +
-        written.Line({u"D:\\Out\\y.flac", u"C:\\L\\y.wav", u"FLAC\t-8"}) +
-        written.Line({u"D:\\Out\\y.flac", u"C:\\L\\y.wav", u"FLAC -5"}) + "z.flac\tcut";
+    const std::string text = written.Line({u"D:\\Out\\A\\x.flac", u"C:\\L\\x.wav", u"FLAC -8"}) +
+                             written.Line({u"D:\\Out\\y.flac", u"C:\\L\\y.wav", u"FLAC\t-8"}) +
+                             written.Line({u"D:\\Out\\y.flac", u"C:\\L\\y.wav", u"FLAC -5"}) +
+                             "z.flac\tcut";
     EXPECT_EQ(text.substr(0, text.find('\n')), "A\\x.flac\tC:\\L\\x.wav\tFLAC -8");
     OutputRecord read(u"D:\\Out\\");
     read.Load(text);
@@ -179,7 +199,7 @@ TEST(OutputRecord, RerunsKnowTheirOutputsAndReconvertOtherSettings) {
     EXPECT_EQ(x->source, u"C:\\L\\x.wav");
     ASSERT_NE(read.Find(u"D:\\Out\\y.flac"), nullptr);
     EXPECT_EQ(read.Find(u"D:\\Out\\y.flac")->settings, u"FLAC -5"); // the last line wins
-    EXPECT_EQ(read.Find(u"D:\\Out\\z.flac"), nullptr);               // cut short: ignored
+    EXPECT_EQ(read.Find(u"D:\\Out\\z.flac"), nullptr);              // cut short: ignored
     // Moved with its tree, the record still knows its outputs.
     OutputRecord moved(u"E:\\Elsewhere");
     moved.Load(text);
@@ -310,6 +330,11 @@ TEST(BatchReport, LinesSummaryExitStatusAndPlan) {
     EXPECT_EQ(SummaryLines({ok, skipped, bad}),
               (StringList{u"Converted 1, skipped 1, failed 1.",
                           u"  FAILED C:\\in\\\"q\".wav: hung: no progress for 60 s"}));
+    const FileOutcome copied = Outcome(u"c.jpg", u"o\\c.jpg", FileStatus::kCopied);
+    EXPECT_EQ(SummaryLines({ok, copied, skipped})[0],
+              u"Converted 1, copied 1, skipped 1, failed 0.");
+    EXPECT_EQ(SummaryLines({copied, skipped}).size(), 1u);
+    EXPECT_EQ(ReportLine(copied, ReportFormat::kCsv), u"c.jpg,o\\c.jpg,copied,,,0.000,0,");
     EXPECT_EQ(SummaryLines({skipped})[1],
               u"Nothing to convert: every output is up to date or skipped.");
     EXPECT_EQ(BatchExitStatus({ok, skipped}), 0);
