@@ -92,6 +92,8 @@ void PlanFileCopies(const BatchOptions& o, const std::vector<SourceFile>& others
     for (const SourceFile& file : others) {
         if (o.copyFiles.empty() || !MatchesAny(o.copyFiles, FileNamePart(file.path)))
             continue;
+        // Listed as copied or kept, not as a file no decoder reads.
+        std::erase_if(plan.skipped, [&](const FileOutcome& s) { return s.input == file.path; });
         uint64_t sourceTime = 0, copyTime = 0;
         PathWriteTime(file.path, sourceTime);
         for (const String& folder : CopyFolders(o, file, claims)) {
@@ -100,9 +102,10 @@ void PlanFileCopies(const BatchOptions& o, const std::vector<SourceFile>& others
                 continue; // the output folder is its own folder
             if (o.overwrite || !PathWriteTime(target, copyTime) || copyTime < sourceTime)
                 plan.copies.push_back({file.path, target});
+            else
+                plan.skipped.push_back(
+                    Outcome(file.path, target, FileStatus::kSkipped, u"up to date"));
         }
-        // Listed as copied (or kept), not as a file no decoder reads.
-        std::erase_if(plan.skipped, [&](const FileOutcome& s) { return s.input == file.path; });
     }
 }
 

@@ -222,4 +222,24 @@ check "refused settings: no output folder was made" test ! -e refused
 check "refused settings: said once" test "$(grep -c 'tried once and refused' batch.out)" -eq 1
 [ $status -eq 2 ] || shown
 
+# --- Filters and copies: podcasts left out, an MP3 copied as it is, the cover and log copied ---
+mkdir -p filt/Music filt/Podcasts
+sox -R -V1 -n -r 44100 -c 2 -b 16 filt/Music/a.wav synth 0.3 sine 440
+cp filt/Music/a.wav filt/Podcasts/p.wav
+lame --quiet -V 2 filt/Music/a.wav filt/Music/m.mp3
+echo 'jpeg' >filt/Music/cover.jpg && echo 'rip log' >filt/Music/rip.log && echo x >filt/Music/x.txt
+batch -convert_to=MP3 -out=filtered '-exclude=*\Podcasts\*' -copysame '-copyfiles=*.jpg;*.LOG' filt
+check "filters: exit 0" test $? -eq 0
+check "filters: the excluded folder is left out" test ! -e filtered/filt/Podcasts
+check "filters: the WAV is converted" test -f filtered/filt/Music/a.mp3
+check "-copysame: the MP3 is copied as it is" cmp -s filt/Music/m.mp3 filtered/filt/Music/m.mp3
+check "-copyfiles: the cover and the log are copied" \
+    test "$(cat filtered/filt/Music/cover.jpg filtered/filt/Music/rip.log)" = $'jpeg\nrip log'
+check "-copyfiles: other files are not" test ! -e filtered/filt/Music/x.txt
+check "filters: the summary counts the copies" grep -q '^Converted 1, copied 3, skipped 1, failed 0\.' batch.out
+batch -convert_to=MP3 -out=filtered '-exclude=*\Podcasts\*' -copysame '-copyfiles=*.jpg;*.LOG' filt
+check "filters: the rerun converts and copies nothing" grep -q '^Converted 0, skipped 5, failed 0\.' batch.out
+batch -convert_to=FLAC -out=included '-include=*.wav' filt
+check "-include: only the WAV files" test "$(find included -type f -name '*.flac' | grep -c .)" -eq 2
+
 e2e_verdict batch
