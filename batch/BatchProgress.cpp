@@ -74,9 +74,10 @@ ProgressFigures ComputeProgress(const BatchProgressState& state, uint64_t elapse
     for (const auto& [type, bytes] : state.bytesWaiting)
         audioLeft += rates.Audio(type, bytes);
     const double done = static_cast<double>(f.audioMsDone);
-    if (rates.Known() && done + audioLeft > 0)
+    if (rates.Known() && done + audioLeft > 0) {
         f.fraction = done / (done + audioLeft);
-    else if (state.bytesTotal > 0)
+        f.audioMsTotal = static_cast<int64_t>(done + audioLeft);
+    } else if (state.bytesTotal > 0)
         f.fraction = std::min(1.0, bytesDone / static_cast<double>(state.bytesTotal));
     if (elapsedMs > 0)
         f.speed = done / static_cast<double>(elapsedMs);
@@ -89,6 +90,8 @@ String OverallLine(const BatchProgressState& state, const ProgressFigures& f) {
     String line = u"Files " + IntToText(static_cast<int64_t>(state.filesDone)) + u"/" +
                   IntToText(static_cast<int64_t>(state.filesTotal)) + u"  Audio " +
                   Clock(f.audioMsDone);
+    if (f.audioMsTotal >= 0)
+        line += u" of " + Clock(static_cast<uint64_t>(f.audioMsTotal));
     if (f.speed > 0)
         line += u"  " + FloatToText(f.speed, 1) + u"x";
     if (f.msLeft >= 0)

@@ -40,15 +40,17 @@ struct BatchProgressState {
 String SourceType(StringView name);
 
 struct ProgressFigures {
-    double fraction = 0;      // 0..1 of the audio (of the source bytes until a rate is known)
-    uint64_t audioMsDone = 0; // audio converted so far, the running part included
-    double speed = 0;         // audio time per wall time; 0 before anything was done
-    int64_t msLeft = -1;      // -1 while it cannot be told
+    double fraction = 0;       // 0..1 of the audio (of the source bytes until a rate is known)
+    uint64_t audioMsDone = 0;  // audio converted so far, the running part included
+    int64_t audioMsTotal = -1; // all of it, estimated; -1 while it cannot be told
+    double speed = 0;          // audio time per wall time; 0 before anything was done
+    int64_t msLeft = -1;       // -1 while it cannot be told
 };
 
 ProgressFigures ComputeProgress(const BatchProgressState& state, uint64_t elapsedMs);
 
-// "Files 3/40  Audio 0:12:05  12.5x  Left 0:01:10  (31%)": one line for the whole batch.
+// "Files 3/40  Audio 0:12:05 of 0:40:00  12.5x  Left 0:01:10  (31%)": one line for the whole
+// batch.
 String OverallLine(const BatchProgressState& state, const ProgressFigures& figures);
 // "  42%  name" for each running conversion.
 StringList RunningLines(const BatchProgressState& state);

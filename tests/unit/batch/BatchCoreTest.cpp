@@ -288,7 +288,7 @@ TEST(BatchProgress, TimeLeftIsAudioLeftAtTheMeasuredSpeed) {
     // (30 s in 1400 bytes): 10 + 4 + 10 + 2.142857 s, at 2x.
     EXPECT_EQ(f.msLeft, 13071);
     EXPECT_NEAR(f.fraction, 20.0 / (20.0 + 26.142857), 1e-6);
-    EXPECT_EQ(OverallLine(s, f), u"Files 1/5  Audio 0:00:20  2.0x  Left 0:00:13  (43%)");
+    EXPECT_EQ(OverallLine(s, f), u"Files 1/5  Audio 0:00:20 of 0:00:46  2.0x  Left 0:00:13  (43%)");
     EXPECT_EQ(RunningLines(s), (StringList{u"  50%  b.wav", u"  20%  c.FLAC"}));
 
     // Nothing measured yet: no time left is guessed, the share of bytes is shown.
@@ -298,6 +298,7 @@ TEST(BatchProgress, TimeLeftIsAudioLeftAtTheMeasuredSpeed) {
     fresh.bytesWaiting = {{SourceType(u"b.flac"), 0}};
     const ProgressFigures start = ComputeProgress(fresh, 5000);
     EXPECT_EQ(start.msLeft, -1);
+    EXPECT_EQ(start.audioMsTotal, -1);
     EXPECT_DOUBLE_EQ(start.fraction, 0.3);
 }
 
