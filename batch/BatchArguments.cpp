@@ -27,7 +27,8 @@ bool IsIn(StringView name, const auto& list) {
 
 bool IsFlag(StringView name) {
     return EqualsNoCase(name, u"overwrite") || EqualsNoCase(name, u"copysame") ||
-           EqualsNoCase(name, u"help") || EqualsNoCase(name, u"?");
+           EqualsNoCase(name, u"noadapt") || EqualsNoCase(name, u"help") ||
+           EqualsNoCase(name, u"?");
 }
 
 bool PositiveNumber(StringView text, uint32_t& out) {
@@ -126,6 +127,8 @@ bool ParseBatchArguments(const StringList& args, const PathExists& exists, Batch
             o.overwrite = true;
         else if (EqualsNoCase(name, u"copysame"))
             o.copySame = true;
+        else if (EqualsNoCase(name, u"noadapt"))
+            o.adapt = false;
         else if (IsFlag(name))
             o.help = true;
         else if (IsIn(name, kValued)) {

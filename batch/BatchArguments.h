@@ -24,6 +24,7 @@ struct BatchOptions {
     String exclude;        // -exclude
     String copyFiles;      // -copyfiles: patterns of the files beside the music copied along
     bool copySame = false; // -copysame: a source in the target format is copied, not converted
+    bool adapt = true;     // -noadapt: a source the encoder does not take fails with its reason
     String reportFile;
     ReportFormat reportFormat = ReportFormat::kCsv;
     String planFile;

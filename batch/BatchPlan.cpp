@@ -15,7 +15,19 @@ namespace wm {
 
 namespace {
 
-OutputClaim ClaimFor(const BatchOptions& o, const SourceFile& source, const String& programFolder,
+// The decoder opens a source at planning only when its tags name the output or its format may
+// need adapting.
+bool NeedsFacts(const BatchOptions& o) {
+    const TargetLimits limits = LimitsOf(o.codec);
+    return !o.pattern.empty() ||
+           (o.adapt && (!limits.channels.empty() || !limits.rates.empty() || limits.integerOnly));
+}
+
+Adaptation AdaptationFor(const BatchOptions& o, const SourceFacts& facts) {
+    return o.adapt && facts.shape.channels ? AdaptTo(facts.shape, LimitsOf(o.codec)) : Adaptation{};
+}
+
+OutputClaim ClaimFor(const BatchOptions& o, const SourceFile& source, const SourceFacts& facts,
                      const String& extension) {
     OutputClaim claim;
     claim.source = source.path;
@@ -23,9 +35,8 @@ OutputClaim ClaimFor(const BatchOptions& o, const SourceFile& source, const Stri
         claim.output = MirroredOutput(o.outFolder, source.relative, extension);
         return claim;
     }
-    const TagLookup tags = ReadSourceTags(source.path, programFolder);
-    claim.output = PatternOutput(o.outFolder, o.pattern, tags, source.path, extension);
-    claim.disc = DiscOf(tags);
+    claim.output = PatternOutput(o.outFolder, o.pattern, facts.tags, source.path, extension);
+    claim.disc = DiscOf(facts.tags);
     return claim;
 }
 
@@ -35,7 +46,7 @@ bool SamePath(StringView a, StringView b) {
 
 // A claim settled: skipped with its reason, kept as up to date, or a conversion.
 void Decide(const BatchOptions& o, const SourceFile& source, const OutputClaim& claim,
-            const OutputRecord& record, BatchPlan& plan) {
+            const Adaptation& adaptation, const OutputRecord& record, BatchPlan& plan) {
     if (claim.skipped) {
         plan.skipped.push_back(
             Outcome(source.path, claim.output, FileStatus::kSkipped, claim.note));
@@ -62,7 +73,10 @@ void Decide(const BatchOptions& o, const SourceFile& source, const OutputClaim& 
         return;
     }
     if (!why.empty()) {
-        plan.conversions.push_back({source, claim.output, FileSizeOfPath(source.path)});
+        plan.conversions.push_back({source, claim.output, FileSizeOfPath(source.path),
+                                    EffectOptions(adaptation.effects, o.passThrough)});
+        if (!adaptation.notes.empty())
+            plan.adapted[source.path] = adaptation.notes;
         return;
     }
     FileOutcome kept = Outcome(source.path, claim.output, FileStatus::kSkipped, u"up to date");
@@ -112,7 +126,7 @@ void PlanFileCopies(const BatchOptions& o, const std::vector<SourceFile>& others
 } // namespace
 
 void PlanOneSource(const BatchOptions& o, const SourceFile& source, const String& output,
-                   const OutputRecord& record, BatchPlan& plan) {
+                   const String& programFolder, const OutputRecord& record, BatchPlan& plan) {
     if (!FileExists(source.path)) {
         plan.skipped.push_back(Outcome(source.path, output, FileStatus::kSkipped, u"not found"));
         return;
@@ -120,7 +134,9 @@ void PlanOneSource(const BatchOptions& o, const SourceFile& source, const String
     OutputClaim claim;
     claim.source = source.path;
     claim.output = output;
-    Decide(o, source, claim, record, plan);
+    const SourceFacts facts =
+        NeedsFacts(o) ? ReadSourceFacts(source.path, programFolder) : SourceFacts{};
+    Decide(o, source, claim, AdaptationFor(o, facts), record, plan);
 }
 
 String FullPath(const String& path) {
@@ -169,10 +185,12 @@ BatchPlan PlanBatch(const BatchOptions& o, const String& programFolder, const St
     BatchPlan plan;
     plan.skipped = std::move(scan.skipped);
     plan.sourcesFound = scan.sources.size();
+    std::vector<SourceFacts> facts;
     std::vector<OutputClaim> claims;
     StringList sources;
     for (const SourceFile& s : scan.sources) {
-        claims.push_back(ClaimFor(o, s, programFolder, extension));
+        facts.push_back(NeedsFacts(o) ? ReadSourceFacts(s.path, programFolder) : SourceFacts{});
+        claims.push_back(ClaimFor(o, s, facts.back(), extension));
         sources.push_back(s.path);
     }
     // A source in the target format already, where its output would go, is not converted.
@@ -184,7 +202,7 @@ BatchPlan PlanBatch(const BatchOptions& o, const String& programFolder, const St
     for (size_t i = 0, next = 0; i < claims.size(); ++i) {
         if (!SamePath(claims[i].output, claims[i].source))
             claims[i] = settling[next++];
-        Decide(o, scan.sources[i], claims[i], record, plan);
+        Decide(o, scan.sources[i], claims[i], AdaptationFor(o, facts[i]), record, plan);
     }
     PlanFileCopies(o, scan.others, claims, plan);
     return plan;

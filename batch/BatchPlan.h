@@ -24,6 +24,7 @@ struct BatchPlan {
     std::vector<PlannedCopy> copies;
     std::vector<FileOutcome> skipped; // unreadable types, missing inputs, up-to-date outputs
     std::map<String, String> renamed; // source -> how its output was named to settle a collision
+    std::map<String, StringList> adapted; // source -> how it was adapted to the encoder
     size_t sourcesFound = 0;
 };
 
@@ -35,7 +36,7 @@ BatchPlan PlanBatch(const BatchOptions& options, const String& programFolder,
 // One source with its output decided: skipped when not found, kept when up to date, else a
 // conversion (a planned job's source, converted on its own).
 void PlanOneSource(const BatchOptions& options, const SourceFile& source, const String& output,
-                   const OutputRecord& record, BatchPlan& plan);
+                   const String& programFolder, const OutputRecord& record, BatchPlan& plan);
 
 // The output folder's record as a file holds it; empty when there is none yet.
 OutputRecord LoadRecord(const String& outFolder);

@@ -100,7 +100,7 @@ class Batch {
             }
             FileOutcome o = (*it)->Finish(Now());
             if (o.status == FileStatus::kFailed)
-                TendDestination(o);
+                TendDestination(o, (*it)->Plan().sourceBytes);
             ++state_.filesDone;
             state_.bytesFinished += (*it)->Plan().sourceBytes;
             if (o.audioMs > 0) {
@@ -119,8 +119,8 @@ class Batch {
     }
 
     // A failure the destination explains is named by it, and nothing more is started there.
-    void TendDestination(FileOutcome& failed) {
-        const String problem = DestinationProblem(FolderPart(failed.output));
+    void TendDestination(FileOutcome& failed, uint64_t sourceBytes) {
+        const String problem = DestinationProblem(FolderPart(failed.output), sourceBytes);
         if (problem.empty())
             return;
         failed.reason = problem + u" (" + failed.reason + u")";

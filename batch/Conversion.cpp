@@ -36,7 +36,7 @@ bool Conversion::WriteCommandFile(const String& namesBase) {
         OptionText(u"convert_to", setup_.codec) + OptionText(u"evtquit", namesBase + u"quit") +
         OptionText(u"evtafterconvseterror", namesBase + u"fail") +
         OptionText(u"evtwatchdog", namesBase + u"beat") +
-        OptionText(u"shrbytesencoded", namesBase + u"bytes") + setup_.passThrough;
+        OptionText(u"shrbytesencoded", namesBase + u"bytes") + setup_.passThrough + plan_.options;
     FileAccess file;
     return file.Create(commandFile_) &&
            file.Write(options.data(), static_cast<uint32_t>(options.size() * sizeof(char16_t)));

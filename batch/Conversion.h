@@ -23,6 +23,7 @@ struct PlannedConversion {
     SourceFile source;
     String output;
     uint64_t sourceBytes = 0;
+    String options; // this file's own, after the batch's: effects that adapt it to the encoder
 };
 
 // What every conversion of one batch shares.

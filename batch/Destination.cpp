@@ -45,15 +45,24 @@ DWORD ProbeWrite(const String& folder) {
 
 } // namespace
 
-String DestinationProblem(const String& folder) {
+String DestinationProblem(const String& folder, uint64_t neededBytes) {
     const String existing = NearestExistingFolder(folder);
+    String shown = existing;
+    while (shown.size() > 3 && IsSeparator(shown.back()))
+        shown.pop_back();
+    ULARGE_INTEGER free{};
+    const bool roomKnown = ::GetDiskFreeSpaceExW(W(existing), &free, nullptr, nullptr) != 0;
     switch (ProbeWrite(existing)) {
+    case 0:
+        if (roomKnown && free.QuadPart < neededBytes)
+            return u"no space left in '" + shown + u"'";
+        return String();
     case ERROR_DISK_FULL:
     case ERROR_HANDLE_DISK_FULL:
-        return u"no space left in '" + existing + u"'";
+        return u"no space left in '" + shown + u"'";
     case ERROR_ACCESS_DENIED:
     case ERROR_WRITE_PROTECT:
-        return u"access denied to '" + existing + u"'";
+        return u"access denied to '" + shown + u"'";
     default:
         return String();
     }

@@ -5,10 +5,14 @@
 
 #include "text/String.h"
 
+#include <cstdint>
+
 namespace wm {
 
 // "no space left in 'D:\Out'" or "access denied to 'D:\Out'" when the folder (or the nearest
-// one that exists above it) refuses a small write; empty when it takes one.
-String DestinationProblem(const String& folder);
+// one that exists above it) refuses a small write, or has less room than `neededBytes` (the size
+// of the source that failed: a failed output's temporary file is gone by now, so a full disk
+// shows some room again); empty otherwise.
+String DestinationProblem(const String& folder, uint64_t neededBytes);
 
 } // namespace wm

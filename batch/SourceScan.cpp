@@ -59,6 +59,13 @@ struct Walker {
     }
 };
 
+SourceShape ShapeOf(const WmWaveFormat& f) {
+    constexpr uint16_t kFloat = 3, kExtensible = 0xFFFE;
+    const bool isFloat =
+        f.formatTag == kFloat || (f.formatTag == kExtensible && f.subFormat[0] == kFloat);
+    return {f.samplesPerSec, f.channels, f.bitsPerSample, isFloat};
+}
+
 } // namespace
 
 SourceScan ScanInputs(const StringList& inputs, const StringList& extensions,
@@ -81,8 +88,9 @@ SourceScan ScanInputs(const StringList& inputs, const StringList& extensions,
     return scan;
 }
 
-TagLookup ReadSourceTags(const String& path, const String& programFolder) {
+SourceFacts ReadSourceFacts(const String& path, const String& programFolder) {
     auto tags = std::make_shared<IDTagSet>();
+    SourceShape shape;
     clTwDecoder decoder;
     if (clTwCodecHandler().FindDecoder(path, decoder, LogHostContext(), programFolder, false)) {
         DecodeOpenInfo info{};
@@ -91,13 +99,14 @@ TagLookup ReadSourceTags(const String& path, const String& programFolder) {
         if (decoder.Open(&info)) {
             if (info.tagData && info.tagSize)
                 tags->Deserialize(info.tagData, info.tagSize);
+            shape = ShapeOf(info.format);
             ConversionInfo conversion{};
             conversion.inputPath = path.c_str();
             decoder.Close(&conversion);
         }
     }
     decoder.Unload();
-    return [tags](StringView name) { return tags->GetFirstValue(name); };
+    return {[tags](StringView name) { return tags->GetFirstValue(name); }, shape};
 }
 
 } // namespace wm

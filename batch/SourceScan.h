@@ -2,6 +2,7 @@
 // an installed decoder reads; everything else is listed as skipped with the reason.
 #pragma once
 
+#include "batch/Adaptation.h"
 #include "batch/BatchReport.h"
 #include "batch/OutputNames.h"
 #include "batch/PathFilter.h"
@@ -30,8 +31,13 @@ SourceScan ScanInputs(const StringList& inputs, const StringList& extensions,
                       const String& outFolder, const OwnOutput& ownOutput,
                       const PathFilter& filter);
 
-// The source's tags as its decoder reads them ("title", "artist"...), for naming patterns.
-// Empty values when no decoder opens it.
-TagLookup ReadSourceTags(const String& path, const String& programFolder);
+// What the source's decoder reads of it: its tags ("title", "artist"...) for naming patterns and
+// its format for adapting it to the encoder. Empty values and a zero format when no decoder
+// opens it.
+struct SourceFacts {
+    TagLookup tags;
+    SourceShape shape;
+};
+SourceFacts ReadSourceFacts(const String& path, const String& programFolder);
 
 } // namespace wm

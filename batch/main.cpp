@@ -102,8 +102,13 @@ FileEnded Recorder(const BatchOptions& o, const BatchPlan& plan, const OutputRec
         outcome.reason = InUserNames(outcome.reason, temporary, outcome.output);
         for (String& note : outcome.notes)
             note = InUserNames(note, temporary, outcome.output);
+        StringList planned;
         if (const auto renamed = plan.renamed.find(outcome.input); renamed != plan.renamed.end())
-            outcome.notes.insert(outcome.notes.begin(), renamed->second);
+            planned.push_back(renamed->second);
+        if (const auto adapted = plan.adapted.find(outcome.input); adapted != plan.adapted.end())
+            for (const String& how : adapted->second)
+                planned.push_back(u"adapted: " + how);
+        outcome.notes.insert(outcome.notes.begin(), planned.begin(), planned.end());
         if (outcome.status != FileStatus::kConverted ||
             AppendToRecord(o.outFolder, record, {outcome.output, outcome.input, settings}) ||
             warned)
@@ -176,11 +181,12 @@ int RunPlanned(const BatchOptions& o, BatchPlan& plan, const OutputRecord& recor
 
 // One job of a plan: converted unless its output is up to date, through the same temporary name,
 // record and report as in a batch.
-int RunJob(const BatchOptions& o, const OutputRecord& record, const ConversionSetup& setup,
-           ProgressView& view) {
+int RunJob(const BatchOptions& o, const String& programFolder, const OutputRecord& record,
+           const ConversionSetup& setup, ProgressView& view) {
     BatchPlan plan;
     plan.sourcesFound = 1;
-    PlanOneSource(o, SourceFile{o.jobSource, FileNamePart(o.jobSource)}, o.jobOutput, record, plan);
+    PlanOneSource(o, SourceFile{o.jobSource, FileNamePart(o.jobSource)}, o.jobOutput, programFolder,
+                  record, plan);
     for (const FileOutcome& s : plan.skipped)
         view.Line(u"Skipped " + s.input + u": " + s.reason);
     return RunPlanned(o, plan, record, setup, view);
@@ -220,7 +226,7 @@ int Main() {
     ProgressView view;
     const OutputRecord record = LoadRecord(o.outFolder);
     if (!o.jobSource.empty())
-        return RunJob(o, record, MakeSetup(o, wavemill), view);
+        return RunJob(o, programFolder, record, MakeSetup(o, wavemill), view);
     BatchPlan plan = PlanBatch(o, programFolder, extension, record);
     for (const FileOutcome& s : plan.skipped)
         if (s.reason != u"up to date")

@@ -3,7 +3,7 @@
 # names (samples and tags checked with the native tools), resume, Ctrl-C and the rerun, a hung
 # and a crashed conversion among good ones, a full disk, the plan, naming patterns, collisions
 # settled by their policy, selected folders, outputs beside their sources with reruns, and
-# settings refused before the run.
+# settings refused before the run, filters and copies, and sources adapted to the encoder.
 # Usage: batch_e2e.sh <stage dir> <wine prefix> <work dir> <wavtool.exe>
 set -uo pipefail
 . "$(dirname "$0")/shell_support.sh"
@@ -107,7 +107,7 @@ if mount -t tmpfs -o size=1200k tmpfs small 2>/dev/null; then
     check "full disk: status 1" test $status -eq 1
     check "full disk: the two files that fit are complete" test $fits -eq 2
     check "full disk: the one that did not fit names the folder and the cause" \
-        test "$(grep -c "FAILED .*b3.wav: no space left in '.*small" batch.out)" -eq 1
+        test "$(grep -c "^\[3/4\] FAILED .*b3.wav: no space left in '.*small' (" batch.out)" -eq 1
     check "full disk: no more were started, said once" \
         test "$(grep -c '^Starting no more conversions: no space left in' batch.out)" -eq 1
     check "full disk: the rest is reported as not started, with the cause" \
@@ -121,10 +121,10 @@ if mount -t tmpfs -o size=1200k,ro tmpfs readonly 2>/dev/null; then
     batch -convert_to=Wave -jobs=1 -out=readonly big
     check "read-only destination: status 1" test $? -eq 1
     check "read-only destination: one failure, naming the folder and the cause" \
-        test "$(grep -c "FAILED .*access denied to '.*readonly'" batch.out)" -eq 1
+        test "$(grep -c "^\[1/4\] FAILED .*access denied to '.*readonly' (" batch.out)" -eq 1
     check "read-only destination: said once" \
         test "$(grep -c '^Starting no more conversions: access denied to' batch.out)" -eq 1
-    [ "$(grep -c FAILED batch.out)" -eq 1 ] || shown
+    [ "$(grep -c '^\[' batch.out)" -eq 1 ] || shown
     umount readonly
 else
     echo "note: cannot mount a read-only tmpfs here; the read-only case is not run"
@@ -241,5 +241,28 @@ batch -convert_to=MP3 -out=filtered '-exclude=*\Podcasts\*' -copysame '-copyfile
 check "filters: the rerun converts and copies nothing" grep -q '^Converted 0, skipped 5, failed 0\.' batch.out
 batch -convert_to=FLAC -out=included '-include=*.wav' filt
 check "-include: only the WAV files" test "$(find included -type f -name '*.flac' | grep -c .)" -eq 2
+
+# --- Each source adapted to the encoder: 5.1 and 192 kHz to MP3, float to FLAC; -noadapt refuses ---
+mkdir -p adapt
+sox -R -V1 -n -r 48000 -c 6 -b 16 adapt/surround.flac synth 0.5 sine 300
+sox -R -V1 -n -r 192000 -c 2 -b 24 adapt/hires.wav synth 0.5 sine 500
+sox -R -V1 -n -r 44100 -c 2 -e floating-point -b 32 adapt/float.wav synth 0.5 sine 600
+sox -R -V1 -n -r 44100 -c 2 -b 16 adapt/cd.wav synth 0.5 sine 700
+shape() { ffprobe -v error -show_entries stream=sample_rate,channels -of csv=p=0 "$1"; }
+batch -convert_to=MP3 -out=adapted -report=adapted.csv adapt/surround.flac adapt/hires.wav adapt/cd.wav
+status=$?
+check "adapt: 5.1 and 192 kHz to MP3 convert, exit 0" test $status -eq 0
+[ $status -eq 0 ] || shown
+check "adapt: the 5.1 source is down-mixed to stereo" test "$(shape adapted/surround.mp3)" = 48000,2
+check "adapt: the 192 kHz source is made 48 kHz" test "$(shape adapted/hires.mp3)" = 48000,2
+check "adapt: the report says what was adapted" \
+    grep -q 'surround.flac,.*,converted,.*adapted: down-mixed 6 to 2 channels' adapted.csv
+check "adapt: ... and leaves a source that fits alone" test "$(grep -c 'cd.wav,.*adapted' adapted.csv)" -eq 0
+batch -convert_to=FLAC -out=adapted adapt/float.wav adapt/cd.wav
+check "adapt: float to FLAC gives 24-bit" test "$(metaflac --show-bps adapted/float.flac)" = 24
+check "adapt: ... while the 16-bit source stays 16-bit" test "$(metaflac --show-bps adapted/cd.flac)" = 16
+batch -convert_to=MP3 -noadapt -out=unadapted adapt/surround.flac
+check "-noadapt: the 5.1 source fails with the encoder's reason" \
+    test $?:"$(grep -c '^  FAILED .*surround.flac: ' batch.out)" = 1:1
 
 e2e_verdict batch

@@ -1,6 +1,7 @@
 // The batch program's portable rules: its command line, output names, settled collisions, the
 // record of outputs and the resume decision, the converters' lines, hang detection, progress
 // figures and the report.
+#include "batch/Adaptation.h"
 #include "batch/BatchArguments.h"
 #include "batch/BatchProgress.h"
 #include "batch/BatchReport.h"
@@ -137,6 +138,29 @@ TEST(PathFilter, PatternsAreCaseBlindWithStarsAndTheTopMatchesALeadingStarSepara
     EXPECT_FALSE(lossless.Keeps(u"A\\demo 01.flac"));
     EXPECT_TRUE(MatchesAny(u";*.jpg;;*.cue", u"cover.JPG"));
     EXPECT_FALSE(MatchesAny(u"", u"cover.jpg"));
+}
+
+TEST(Adaptation, EachSourceIsFittedToWhatTheEncoderTakes) {
+    const SourceShape cd{44100, 2, 16, false};
+    EXPECT_TRUE(AdaptTo(cd, LimitsOf(u"mp3")).effects.empty());
+    EXPECT_TRUE(AdaptTo(cd, LimitsOf(u"FLAC")).effects.empty());
+
+    const Adaptation surround = AdaptTo({192000, 6, 24, false}, LimitsOf(u"MP3"));
+    EXPECT_EQ(surround.effects, (StringList{u"Channels=channels=2", u"Resample=rate=48000"}));
+    EXPECT_EQ(surround.notes,
+              (StringList{u"down-mixed 6 to 2 channels", u"resampled 192000 Hz to 48000 Hz"}));
+    // AAC holds 5.1 and 7.1 but not 6.1; 22.05 kHz is in its table, 20 kHz goes up to 22.05.
+    EXPECT_EQ(AdaptTo({20000, 7, 16, false}, LimitsOf(u"AAC")).effects,
+              (StringList{u"Channels=channels=6", u"Resample=rate=22050"}));
+    EXPECT_TRUE(AdaptTo({22050, 6, 16, false}, LimitsOf(u"AAC")).effects.empty());
+    EXPECT_EQ(AdaptTo({44100, 2, 32, true}, LimitsOf(u"FLAC")).effects,
+              StringList{u"BitDepth=bits=24"});
+    EXPECT_TRUE(AdaptTo({44100, 2, 32, true}, LimitsOf(u"MP3")).effects.empty());
+    EXPECT_TRUE(AdaptTo({7, 12, 64, true}, LimitsOf(u"Opus")).effects.empty());
+
+    EXPECT_EQ(EffectOptions({u"Channels=channels=2"}, u" -V=\"2\" -dspeffect2=\"Volume=gain=-1\""),
+              u" -dspeffect3=\"Channels=channels=2\"");
+    EXPECT_EQ(EffectOptions({u"A=x", u"B=y"}, u""), u" -dspeffect1=\"A=x\" -dspeffect2=\"B=y\"");
 }
 
 TEST(Collisions, EachIsSettledByThePolicyInSourceOrder) {
