@@ -107,7 +107,7 @@ if mount -t tmpfs -o size=1200k tmpfs small 2>/dev/null; then
     check "full disk: status 1" test $status -eq 1
     check "full disk: the two files that fit are complete" test $fits -eq 2
     check "full disk: the one that did not fit names the folder and the cause" \
-        test "$(grep -c "^\[3/4\] FAILED .*b3.wav: no space left in '.*small' (" batch.out)" -eq 1
+        test "$(grep -c "^\[3/4\] FAILED .*b3.wav: no space left in '.*small.big' (" batch.out)" -eq 1
     check "full disk: no more were started, said once" \
         test "$(grep -c '^Starting no more conversions: no space left in' batch.out)" -eq 1
     check "full disk: the rest is reported as not started, with the cause" \
@@ -248,7 +248,11 @@ sox -R -V1 -n -r 48000 -c 6 -b 16 adapt/surround.flac synth 0.5 sine 300
 sox -R -V1 -n -r 192000 -c 2 -b 24 adapt/hires.wav synth 0.5 sine 500
 sox -R -V1 -n -r 44100 -c 2 -e floating-point -b 32 adapt/float.wav synth 0.5 sine 600
 sox -R -V1 -n -r 44100 -c 2 -b 16 adapt/cd.wav synth 0.5 sine 700
-shape() { ffprobe -v error -show_entries stream=sample_rate,channels -of csv=p=0 "$1"; }
+# "rate,channels" of a file's first audio stream.
+shape() {
+    ffprobe -v error -select_streams a:0 -show_entries stream=sample_rate,channels \
+        -of default=nw=1:nk=1 "$1" | grep . | paste -sd, -
+}
 batch -convert_to=MP3 -out=adapted -report=adapted.csv adapt/surround.flac adapt/hires.wav adapt/cd.wav
 status=$?
 check "adapt: 5.1 and 192 kHz to MP3 convert, exit 0" test $status -eq 0
@@ -257,7 +261,7 @@ check "adapt: the 5.1 source is down-mixed to stereo" test "$(shape adapted/surr
 check "adapt: the 192 kHz source is made 48 kHz" test "$(shape adapted/hires.mp3)" = 48000,2
 check "adapt: the report says what was adapted" \
     grep -q 'surround.flac,.*,converted,.*adapted: down-mixed 6 to 2 channels' adapted.csv
-check "adapt: ... and leaves a source that fits alone" test "$(grep -c 'cd.wav,.*adapted' adapted.csv)" -eq 0
+check "adapt: ... and leaves a source that fits alone" test "$(grep -c 'cd.wav,.*,converted,.*adapted:' adapted.csv)" -eq 0
 batch -convert_to=FLAC -out=adapted adapt/float.wav adapt/cd.wav
 check "adapt: float to FLAC gives 24-bit" test "$(metaflac --show-bps adapted/float.flac)" = 24
 check "adapt: ... while the 16-bit source stays 16-bit" test "$(metaflac --show-bps adapted/cd.flac)" = 16
