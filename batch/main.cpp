@@ -206,6 +206,49 @@ int Usage(const String& problem) {
     return problem.empty() ? 0 : kBadUsage;
 }
 
+// Settings the encoder or an effect refuses are said once, before anything is made.
+bool SettingsRefused(const ConversionSetup& setup, const String& extension) {
+    const String refused = TryOptions(setup, extension);
+    if (refused.empty())
+        return false;
+    RemoveFolder(setup.commandFolder, true);
+    WriteErrorLine(u"Error: the settings were tried once and refused, nothing was converted: " +
+                   refused);
+    return true;
+}
+
+int PlanAndRun(const BatchOptions& o, const String& programFolder, const String& extension,
+               const OutputRecord& record, const ConversionSetup& setup, ProgressView& view) {
+    BatchPlan plan = PlanBatch(o, programFolder, extension, record);
+    for (const FileOutcome& s : plan.skipped)
+        if (s.reason != u"up to date")
+            view.Line(u"Skipped " + s.input + u": " + s.reason);
+    for (const auto& [source, note] : plan.renamed)
+        view.Line(u"Renamed " + source + u": " + note);
+    if (plan.sourcesFound == 0) {
+        RemoveFolder(setup.commandFolder, true);
+        WriteErrorLine(u"Error: Nothing to do: no file that the installed decoders read.");
+        return kBadUsage;
+    }
+    if (!plan.conversions.empty() && SettingsRefused(setup, extension))
+        return kBadUsage;
+    if (!o.planFile.empty()) {
+        RemoveFolder(setup.commandFolder, true);
+        return WritePlan(o, plan, programFolder + u"WavemillBatch.exe", view);
+    }
+    return RunPlanned(o, plan, record, setup, view);
+}
+
+void MakePathsFull(BatchOptions& o) {
+    for (String& input : o.inputs)
+        input = FullPath(input);
+    o.outFolder = FullPath(o.outFolder.empty() ? String(u".") : o.outFolder);
+    if (!o.jobSource.empty()) {
+        o.jobSource = FullPath(o.jobSource);
+        o.jobOutput = FullPath(o.jobOutput);
+    }
+}
+
 int Main() {
     BatchOptions o;
     String problem;
@@ -213,16 +256,9 @@ int Main() {
             Arguments(), [](const String& p) { return PathAttributes(p) != 0; }, o, problem) ||
         o.help)
         return Usage(problem);
-    for (String& input : o.inputs)
-        input = FullPath(input);
-    o.outFolder = FullPath(o.outFolder.empty() ? String(u".") : o.outFolder);
-
+    MakePathsFull(o);
     const String programFolder = ProgramFolder();
     const String wavemill = programFolder + u"Wavemill.exe";
-    if (!o.jobSource.empty()) {
-        o.jobSource = FullPath(o.jobSource);
-        o.jobOutput = FullPath(o.jobOutput);
-    }
     if (!FileExists(wavemill))
         return Usage(u"Wavemill.exe is missing beside WavemillBatch.exe ('" + wavemill + u"').");
     const String extension = clTwCodecHandler().QueryExtension(o.codec, programFolder);
@@ -231,33 +267,10 @@ int Main() {
 
     ProgressView view;
     const OutputRecord record = LoadRecord(o.outFolder);
-    if (!o.jobSource.empty())
-        return RunJob(o, programFolder, record, MakeSetup(o, wavemill), view);
-    BatchPlan plan = PlanBatch(o, programFolder, extension, record);
-    for (const FileOutcome& s : plan.skipped)
-        if (s.reason != u"up to date")
-            view.Line(u"Skipped " + s.input + u": " + s.reason);
-    for (const auto& [source, note] : plan.renamed)
-        view.Line(u"Renamed " + source + u": " + note);
-    if (plan.sourcesFound == 0) {
-        WriteErrorLine(u"Error: Nothing to do: no file that the installed decoders read.");
-        return kBadUsage;
-    }
     const ConversionSetup setup = MakeSetup(o, wavemill);
-    if (!plan.conversions.empty()) {
-        if (const String refused = TryOptions(setup, extension); !refused.empty()) {
-            RemoveFolder(setup.commandFolder, true);
-            WriteErrorLine(u"Error: the settings were tried once and refused, nothing was "
-                           u"converted: " +
-                           refused);
-            return kBadUsage;
-        }
-    }
-    if (!o.planFile.empty()) {
-        RemoveFolder(setup.commandFolder, true);
-        return WritePlan(o, plan, programFolder + u"WavemillBatch.exe", view);
-    }
-    return RunPlanned(o, plan, record, setup, view);
+    if (!o.jobSource.empty())
+        return RunJob(o, programFolder, record, setup, view);
+    return PlanAndRun(o, programFolder, extension, record, setup, view);
 }
 
 } // namespace
