@@ -262,6 +262,11 @@ check "adapt: the 192 kHz source is made 48 kHz" test "$(shape adapted/hires.mp3
 check "adapt: the report says what was adapted" \
     grep -q 'surround.flac,.*,converted,.*adapted: down-mixed 6 to 2 channels' adapted.csv
 check "adapt: ... and leaves a source that fits alone" test "$(grep -c 'cd.wav,.*,converted,.*adapted:' adapted.csv)" -eq 0
+sox -R -V1 -n -r 22050 -c 1 -b 16 adapt/low.wav synth 0.5 sine 800
+batch -convert_to=AAC -out=adapted adapt/hires.wav adapt/low.wav adapt/surround.flac
+check "adapt: to AAC, 192 kHz is made 96 kHz, 22.05 kHz and 5.1 are kept" \
+    test "$(shape adapted/hires.m4a) $(shape adapted/low.m4a) $(shape adapted/surround.m4a)" = \
+    "96000,2 22050,1 48000,6"
 batch -convert_to=FLAC -out=adapted adapt/float.wav adapt/cd.wav
 check "adapt: float to FLAC gives 24-bit" test "$(metaflac --show-bps adapted/float.flac)" = 24
 check "adapt: ... while the 16-bit source stays 16-bit" test "$(metaflac --show-bps adapted/cd.flac)" = 16
