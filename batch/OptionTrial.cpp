@@ -1,5 +1,6 @@
 #include "batch/OptionTrial.h"
 
+#include "batch/BatchReport.h"
 #include "files/FileOps.h"
 
 #include <windows.h>
@@ -29,7 +30,12 @@ String TryOptions(const ConversionSetup& setup, const String& extension) {
             ::WaitForSingleObject(conversion.Process(), 100);
     const FileOutcome outcome = conversion.Finish(::GetTickCount64() - startMs);
     DeleteFilePath(output);
-    return outcome.status == FileStatus::kConverted ? String() : outcome.reason;
+    if (outcome.status == FileStatus::kConverted)
+        return String();
+    // The user never sees the trial's file: the reason names the trial instead.
+    String reason = InUserNames(outcome.reason, BatchTempName(output), u"the settings trial");
+    constexpr StringView kErrorMark = u"Error: ";
+    return reason.starts_with(kErrorMark) ? reason.substr(kErrorMark.size()) : reason;
 }
 
 } // namespace wm

@@ -220,6 +220,7 @@ status=$?
 check "refused settings: status 2" test $status -eq 2
 check "refused settings: no output folder was made" test ! -e refused
 check "refused settings: said once" test "$(grep -c 'tried once and refused' batch.out)" -eq 1
+check "refused settings: the reason names no temporary file" test "$(grep -c 'wmbatch-part' batch.out)" -eq 0
 [ $status -eq 2 ] || shown
 
 # --- Filters and copies: podcasts left out, an MP3 copied as it is, the cover and log copied ---
