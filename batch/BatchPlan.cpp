@@ -57,8 +57,6 @@ void Decide(const BatchOptions& o, const SourceFile& source, const OutputClaim& 
                                        u"already " + o.codec + u" where its output would go"));
         return;
     }
-    if (!claim.note.empty())
-        plan.renamed[source.path] = claim.note;
     // Copied as it is: converting one lossy format into itself only loses more.
     const bool copy =
         o.copySame && EqualsNoCase(ExtensionOf(source.path), ExtensionOf(claim.output));
@@ -68,6 +66,8 @@ void Decide(const BatchOptions& o, const SourceFile& source, const OutputClaim& 
     const String why = ConvertReason(
         exists, outputTime, sourceTime, o.overwrite, record.Find(claim.output), source.path,
         copy ? String(kCopySettings) : SettingsText(o.codec, o.passThrough));
+    if (!why.empty() && !claim.note.empty())
+        plan.renamed[source.path] = claim.note; // said when it is converted or copied
     if (!why.empty() && copy) {
         plan.copies.push_back({source.path, claim.output});
         return;
