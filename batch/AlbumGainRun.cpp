@@ -23,7 +23,7 @@ std::optional<LoudnessRecord> ReadLoudnessRecordFile(const String& path) {
 
 String SourceAlbumKey(const SourceFile& source, const String& programFolder) {
     // A disc image's track reads the tags its cue sheet gives it.
-    const TagLookup tags = ReadSourceTags(source.path, programFolder, source.track);
+    const TagLookup tags = ReadSourceFacts(source.path, programFolder, source.track).tags;
     return AlbumKey(source.path, tags(u"album"), tags(u"album artist"), tags(u"artist"));
 }
 

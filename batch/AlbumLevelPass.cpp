@@ -45,7 +45,7 @@ bool LevelAlbums(std::vector<PlannedConversion>& plan, const ConversionSetup& se
     }
     const String target = FloatToText(request.targetLufs, 1) + u" LUFS";
     view.Line(u"Measuring the albums' loudness (one decode of each source)...");
-    const auto ended = [&](uint32_t number, const FileOutcome& outcome) {
+    const auto ended = [&](uint32_t number, FileOutcome& outcome) {
         std::optional<LoudnessRecord> record;
         if (outcome.status == FileStatus::kConverted)
             record = ReadLoudnessRecordFile(LoudnessRecordPath(measuring, number));
@@ -57,7 +57,9 @@ bool LevelAlbums(std::vector<PlannedConversion>& plan, const ConversionSetup& se
         const double gain = AlbumLevelGain(album->lufs, album->peak, request.targetLufs);
         for (size_t track : album->tracks) {
             if (album->measured)
-                plan[track].extraOptions += LevelEffectOption(effects.count, gain);
+                // Numbered after the user's effects and those that adapt the track.
+                plan[track].extraOptions += LevelEffectOption(
+                    EffectsOf(setup.passThrough + plan[track].options).count, gain);
             else
                 notes[plan[track].output] = u"not brought to " + target + u": " + album->reason;
         }

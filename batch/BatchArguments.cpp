@@ -15,8 +15,10 @@ constexpr std::array<StringView, 11> kSetPerConversion = {
     u"track"};
 
 // The batch's own options that always take a value.
-constexpr std::array<StringView, 8> kValued = {
-    u"convert_to", u"out", u"pattern", u"jobs", u"hang", u"report", u"plan", u"albumloudness"};
+constexpr std::array<StringView, 15> kValued = {
+    u"convert_to", u"out",     u"pattern", u"jobs",      u"hang",
+    u"report",     u"plan",    u"collide", u"file",      u"as",
+    u"track",      u"include", u"exclude", u"copyfiles", u"albumloudness"};
 
 bool IsIn(StringView name, const auto& list) {
     for (StringView item : list)
@@ -26,7 +28,8 @@ bool IsIn(StringView name, const auto& list) {
 }
 
 bool IsFlag(StringView name) {
-    return EqualsNoCase(name, u"overwrite") || EqualsNoCase(name, u"help") ||
+    return EqualsNoCase(name, u"overwrite") || EqualsNoCase(name, u"copysame") ||
+           EqualsNoCase(name, u"noadapt") || EqualsNoCase(name, u"help") ||
            EqualsNoCase(name, u"?");
 }
 
@@ -57,6 +60,18 @@ bool TakeBatchOption(StringView name, const String& value, BatchOptions& o, Stri
         o.pattern = value;
     else if (EqualsNoCase(name, u"plan"))
         o.planFile = value;
+    else if (EqualsNoCase(name, u"include"))
+        o.include = value;
+    else if (EqualsNoCase(name, u"exclude"))
+        o.exclude = value;
+    else if (EqualsNoCase(name, u"copyfiles"))
+        o.copyFiles = value;
+    else if (EqualsNoCase(name, u"file"))
+        o.jobSource = value;
+    else if (EqualsNoCase(name, u"as"))
+        o.jobOutput = value;
+    else if (EqualsNoCase(name, u"track"))
+        o.jobTrack = value;
     else if (EqualsNoCase(name, u"report")) {
         o.reportFile = value;
         o.reportFormat = EndsWithNoCase(value, u".json") || EndsWithNoCase(value, u".jsonl")
@@ -66,6 +81,8 @@ bool TakeBatchOption(StringView name, const String& value, BatchOptions& o, Stri
         error = u"-jobs takes a number of conversions at once (1 or more), not '" + value + u"'.";
     else if (EqualsNoCase(name, u"hang") && !PositiveNumber(value, o.hangSeconds))
         error = u"-hang takes a number of seconds (1 or more), not '" + value + u"'.";
+    else if (EqualsNoCase(name, u"collide") && !ParseCollidePolicy(value, o.collide))
+        error = u"-collide takes suffix or skip, not '" + value + u"'.";
     else if (EqualsNoCase(name, u"albumloudness")) {
         double lufs = 0;
         if (Loudness(value, lufs))
@@ -93,7 +110,14 @@ bool CheckComplete(const BatchOptions& o, String& error) {
         return true;
     if (o.codec.empty())
         error = u"No codec: give -convert_to=<codec> (an encoder in encoder\\).";
-    else if (o.inputs.empty())
+    else if (o.jobSource.empty() != o.jobOutput.empty())
+        error = u"A planned job takes both -file=<source> and -as=<output>.";
+    else if (!o.jobTrack.empty() && o.jobSource.empty())
+        error = u"-track is set by the batch for each track of a disc image; only a planned job "
+                u"(-file) names one.";
+    else if (!o.jobSource.empty() && (!o.inputs.empty() || !o.planFile.empty()))
+        error = u"A planned job (-file, -as) converts one file: no other input and no -plan.";
+    else if (o.inputs.empty() && o.jobSource.empty())
         error = u"No input: name the files and folders to convert.";
     else if ((o.replayGain == ReplayGainMode::kAlbum || o.albumLoudness) && !o.planFile.empty())
         error = u"-replaygain=album and -albumloudness need the batch to see every track end; "
@@ -142,6 +166,10 @@ bool ParseBatchArguments(const StringList& args, const PathExists& exists, Batch
         }
         if (EqualsNoCase(name, u"overwrite"))
             o.overwrite = true;
+        else if (EqualsNoCase(name, u"copysame"))
+            o.copySame = true;
+        else if (EqualsNoCase(name, u"noadapt"))
+            o.adapt = false;
         else if (EqualsNoCase(name, u"replaygain")) {
             if (!TakeReplayGain(value, o, error))
                 return false;

@@ -2,7 +2,7 @@
 // every conversion. Portable: the caller splits the process command line into arguments.
 #pragma once
 
-#include "batch/OutputNames.h"
+#include "batch/Collisions.h"
 #include "text/String.h"
 
 #include <cstdint>
@@ -23,11 +23,20 @@ struct BatchOptions {
     uint32_t jobs = 0; // -jobs; 0 = one per processor
     uint32_t hangSeconds = 60;
     bool overwrite = false;
+    CollidePolicy collide = CollidePolicy::kSuffix;
+    String include;        // -include: ";"-separated patterns of the files that take part
+    String exclude;        // -exclude
+    String copyFiles;      // -copyfiles: patterns of the files beside the music copied along
+    bool copySame = false; // -copysame: a source in the target format is copied, not converted
+    bool adapt = true;     // -noadapt: a source the encoder does not take fails with its reason
     String reportFile;
     ReportFormat reportFormat = ReportFormat::kCsv;
     String planFile;
     ReplayGainMode replayGain = ReplayGainMode::kOff;
     std::optional<double> albumLoudness; // -albumloudness=<LUFS>
+    String jobSource; // -file: one planned job, converted to -as with the batch's safety
+    String jobOutput; // -as
+    String jobTrack;  // -track: the disc image's track a planned job converts
     bool help = false;
     StringList inputs;
     // Encoder options, -dspeffectN, -tag... as the converter's option text, each starting with

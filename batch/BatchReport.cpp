@@ -12,6 +12,8 @@ StringView StatusWord(FileStatus s) {
     switch (s) {
     case FileStatus::kConverted:
         return u"converted";
+    case FileStatus::kCopied:
+        return u"copied";
     case FileStatus::kSkipped:
         return u"skipped";
     case FileStatus::kFailed:
@@ -68,33 +70,49 @@ FileOutcome Outcome(StringView input, StringView output, FileStatus status, Stri
     return o;
 }
 
+String InUserNames(StringView text, StringView temporaryOutput, StringView output) {
+    String named(text);
+    if (temporaryOutput.empty())
+        return named;
+    for (size_t at = named.find(temporaryOutput); at != String::npos;
+         at = named.find(temporaryOutput, at + output.size()))
+        named.replace(at, temporaryOutput.size(), output);
+    return named;
+}
+
 String ReportHeader(ReportFormat format) {
-    return format == ReportFormat::kCsv ? u"input,output,status,reason,audio_ms,seconds,bytes"
+    return format == ReportFormat::kCsv ? u"input,output,status,reason,audio_ms,seconds,bytes,notes"
                                         : String();
 }
 
 String ReportLine(const FileOutcome& o, ReportFormat format) {
     const String audio = o.audioMs < 0 ? String() : IntToText(o.audioMs);
     const String bytes = IntToText(static_cast<int64_t>(o.bytes));
+    String notes;
+    for (const String& note : o.notes)
+        notes += (notes.empty() ? u"" : u"; ") + note;
     if (format == ReportFormat::kCsv)
         return CsvField(o.input) + u"," + CsvField(o.output) + u"," + String(StatusWord(o.status)) +
                u"," + CsvField(o.reason) + u"," + audio + u"," + PlainSeconds(o.seconds) + u"," +
-               bytes;
+               bytes + u"," + CsvField(notes);
     return u"{\"input\":" + JsonString(o.input) + u",\"output\":" + JsonString(o.output) +
            u",\"status\":\"" + String(StatusWord(o.status)) + u"\",\"reason\":" +
            JsonString(o.reason) + u",\"audio_ms\":" + (audio.empty() ? u"null" : audio) +
-           u",\"seconds\":" + PlainSeconds(o.seconds) + u",\"bytes\":" + bytes + u"}";
+           u",\"seconds\":" + PlainSeconds(o.seconds) + u",\"bytes\":" + bytes + u",\"notes\":" +
+           JsonString(notes) + u"}";
 }
 
 StringList SummaryLines(const std::vector<FileOutcome>& outcomes) {
-    size_t converted = 0, skipped = 0, failed = 0;
+    size_t converted = 0, copied = 0, skipped = 0, failed = 0;
     for (const FileOutcome& o : outcomes)
         (o.status == FileStatus::kConverted ? converted
+         : o.status == FileStatus::kCopied  ? copied
          : o.status == FileStatus::kSkipped ? skipped
                                             : failed)++;
-    StringList lines{u"Converted " + Count(converted) + u", skipped " + Count(skipped) +
-                     u", failed " + Count(failed) + u"."};
-    if (converted == 0 && failed == 0 && skipped > 0)
+    StringList lines{u"Converted " + Count(converted) +
+                     (copied ? u", copied " + Count(copied) : String()) + u", skipped " +
+                     Count(skipped) + u", failed " + Count(failed) + u"."};
+    if (converted == 0 && copied == 0 && failed == 0 && skipped > 0)
         lines.push_back(u"Nothing to convert: every output is up to date or skipped.");
     for (const FileOutcome& o : outcomes)
         if (o.status == FileStatus::kFailed)
@@ -109,15 +127,11 @@ int BatchExitStatus(const std::vector<FileOutcome>& outcomes) {
     return 0;
 }
 
-bool OutputIsUpToDate(bool outputExists, uint64_t outputWriteTime, uint64_t sourceWriteTime,
-                      bool overwrite) {
-    return !overwrite && outputExists && outputWriteTime >= sourceWriteTime;
-}
-
-String PlanLine(StringView program, StringView input, StringView output, StringView codec,
-                StringView passThrough) {
-    return u"\"" + String(program) + u"\"" + OptionText(u"infile", input) +
-           OptionText(u"outfile", output) + OptionText(u"convert_to", codec) + String(passThrough);
+String PlanLine(StringView batchProgram, StringView codec, StringView outFolder, StringView input,
+                StringView output, StringView passThrough) {
+    return u"\"" + String(batchProgram) + u"\"" + OptionText(u"convert_to", codec) +
+           OptionText(u"out", outFolder) + OptionText(u"file", input) + OptionText(u"as", output) +
+           String(passThrough);
 }
 
 } // namespace wm

@@ -1,5 +1,7 @@
 #include "batch/BatchRun.h"
 
+#include "batch/Destination.h"
+#include "files/PathText.h"
 #include "text/NumberText.h"
 
 #include <windows.h>
@@ -36,16 +38,19 @@ String OutcomeLine(const FileOutcome& o, size_t done, size_t total) {
 class Batch {
   public:
     Batch(const std::vector<PlannedConversion>& plan, const ConversionSetup& setup, uint32_t jobs,
-          ProgressView& view, const ConversionEnded& ended)
+          ProgressView& view, const FileEnded& ended)
         : plan_(plan), setup_(setup), jobs_(jobs), view_(view), ended_(ended),
           startMs_(::GetTickCount64()) {
-        for (const PlannedConversion& p : plan)
+        for (const PlannedConversion& p : plan) {
             state_.bytesTotal += p.sourceBytes;
+            state_.bytesWaiting[SourceType(p.source.path)] += p.sourceBytes;
+        }
         state_.filesTotal = plan.size();
     }
 
     BatchResult Run() {
-        while ((next_ < plan_.size() && !result_.stopped) || !running_.empty()) {
+        while ((next_ < plan_.size() && !result_.stopped && result_.halted.empty()) ||
+               !running_.empty()) {
             TendUserStops();
             // Ends are reaped before starting, so a slot freed is filled before the wait.
             PollRunning();
@@ -76,9 +81,11 @@ class Batch {
     }
 
     void StartMore() {
-        while (!result_.stopped && running_.size() < jobs_ && next_ < plan_.size()) {
+        while (!result_.stopped && result_.halted.empty() && running_.size() < jobs_ &&
+               next_ < plan_.size()) {
             auto c = std::make_unique<Conversion>(plan_[next_], setup_,
                                                   static_cast<uint32_t>(next_ + 1));
+            state_.bytesWaiting[SourceType(plan_[next_].source.path)] -= plan_[next_].sourceBytes;
             ++next_;
             c->Start(Now());
             running_.push_back(std::move(c));
@@ -92,14 +99,35 @@ class Batch {
                 continue;
             }
             FileOutcome o = (*it)->Finish(Now());
+            if (o.status == FileStatus::kFailed)
+                TendDestination(o, (*it)->Plan().sourceBytes);
             ++state_.filesDone;
             state_.bytesFinished += (*it)->Plan().sourceBytes;
-            state_.audioMsFinished += o.audioMs > 0 ? static_cast<uint64_t>(o.audioMs) : 0;
-            view_.Line(OutcomeLine(o, state_.filesDone, state_.filesTotal));
+            if (o.audioMs > 0) {
+                state_.audioMsFinished += static_cast<uint64_t>(o.audioMs);
+                MeasuredType& m = state_.measured[SourceType(o.input)];
+                m.audioMs += static_cast<uint64_t>(o.audioMs);
+                m.bytes += (*it)->Plan().sourceBytes;
+            }
             ended_((*it)->Number(), o);
+            view_.Line(OutcomeLine(o, state_.filesDone, state_.filesTotal));
+            for (const String& note : o.notes)
+                view_.Line(u"      " + note);
             result_.outcomes.push_back(std::move(o));
             it = running_.erase(it);
         }
+    }
+
+    // A failure the destination explains is named by it, and nothing more is started there.
+    void TendDestination(FileOutcome& failed, uint64_t sourceBytes) {
+        const String problem = DestinationProblem(FolderPart(failed.output), sourceBytes);
+        if (problem.empty())
+            return;
+        failed.reason = problem + u" (" + failed.reason + u")";
+        if (!result_.halted.empty())
+            return;
+        result_.halted = problem;
+        view_.Line(u"Starting no more conversions: " + problem + u".");
     }
 
     // Sleeps until the next poll, or until a converter ends, so its slot is filled at once.
@@ -126,7 +154,7 @@ class Batch {
     const ConversionSetup& setup_;
     const uint32_t jobs_;
     ProgressView& view_;
-    const ConversionEnded& ended_;
+    const FileEnded& ended_;
     const uint64_t startMs_;
     std::list<std::unique_ptr<Conversion>> running_;
     size_t next_ = 0;
@@ -138,7 +166,7 @@ class Batch {
 } // namespace
 
 BatchResult RunBatch(const std::vector<PlannedConversion>& plan, const ConversionSetup& setup,
-                     uint32_t jobs, ProgressView& view, const ConversionEnded& ended) {
+                     uint32_t jobs, ProgressView& view, const FileEnded& ended) {
     ::SetConsoleCtrlHandler(OnConsoleStop, TRUE);
     BatchResult result = Batch(plan, setup, jobs, view, ended).Run();
     view.Close();

@@ -50,7 +50,7 @@ bool Conversion::WriteCommandFile(const String& namesBase) {
                      OptionText(u"evtafterconvseterror", namesBase + u"fail") +
                      OptionText(u"evtwatchdog", namesBase + u"beat") +
                      OptionText(u"shrbytesencoded", namesBase + u"bytes") +
-                     TrackOption(plan_.source) + setup_.passThrough +
+                     TrackOption(plan_.source) + setup_.passThrough + plan_.options +
                      plan_.extraOptions;
     if (setup_.loudnessRecords)
         options += OptionText(u"loudnessrecord", LoudnessRecordPath(setup_, number_));
@@ -166,6 +166,7 @@ FileOutcome Conversion::Finish(uint64_t nowMs) {
     FileOutcome outcome = Outcome(plan_.source.path, plan_.output, FileStatus::kFailed);
     outcome.audioMs = report_.lengthMs;
     outcome.seconds = static_cast<double>(nowMs - startMs_) / 1000.0;
+    outcome.notes = report_.information;
     if (supervisor_.Outcome() != Verdict::kDone)
         return Failed(outcome, supervisor_.Reason());
     if (!MoveWithRetry(temp_, plan_.output, MOVEFILE_REPLACE_EXISTING, kMoveRetryMs))

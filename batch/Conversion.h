@@ -23,7 +23,8 @@ struct PlannedConversion {
     SourceFile source;
     String output;
     uint64_t sourceBytes = 0;
-    String extraOptions; // this conversion's own, after the shared ones (an album's level)
+    String options; // this file's own, after the batch's: effects that adapt it to the encoder
+    String extraOptions; // after those: the Volume effect that brings its album to a loudness
 };
 
 // What every conversion of one batch shares.

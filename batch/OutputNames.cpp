@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <array>
-#include <map>
+#include <utility>
 
 namespace wm {
 
@@ -49,24 +49,43 @@ String Capitalised(StringView word) {
     return w;
 }
 
+// One name per tag however the pattern spells it: %album artist%, %albumartist% and
+// %album_artist% are one field, as are %track% and %tracknumber%, %disc% and %discnumber%,
+// %year% and %date%. The result is the name the tag set uses.
+String TagName(StringView field) {
+    String squeezed;
+    for (char16_t c : field)
+        if (c != u' ' && c != u'_' && c != u'-')
+            squeezed += (c >= u'A' && c <= u'Z') ? static_cast<char16_t>(c + 32) : c;
+    static constexpr std::array<std::pair<StringView, StringView>, 4> kAliases = {{
+        {u"albumartist", u"album artist"},
+        {u"tracknumber", u"track"},
+        {u"discnumber", u"disc"},
+        {u"date", u"year"},
+    }};
+    for (const auto& [alias, name] : kAliases)
+        if (squeezed == alias)
+            return String(name);
+    return squeezed;
+}
+
 String FieldValue(StringView field, const TagLookup& tags, StringView sourcePath) {
     const String stem = ReplaceExtension(FileNamePart(sourcePath), u"");
-    if (EqualsNoCase(field, u"filename"))
+    const String name = TagName(field);
+    if (name == u"filename")
         return stem;
-    const String name =
-        EqualsNoCase(field, u"albumartist") ? String(u"album artist") : String(field);
     String value = tags(name);
-    if (EqualsNoCase(field, u"albumartist") && value.empty())
+    if (name == u"album artist" && value.empty())
         value = tags(u"artist");
-    if (EqualsNoCase(field, u"track"))
+    if (name == u"track")
         return value.empty() ? String(u"00") : NumberPart(value, 2);
-    if (EqualsNoCase(field, u"disc"))
+    if (name == u"disc")
         return value.empty() ? String(u"1") : NumberPart(value, 1);
     if (!value.empty())
         return value;
-    if (EqualsNoCase(field, u"title"))
+    if (name == u"title")
         return stem;
-    return u"Unknown " + Capitalised(EqualsNoCase(field, u"albumartist") ? u"artist" : field);
+    return u"Unknown " + Capitalised(name == u"album artist" ? u"artist" : name);
 }
 
 // Splits the filled pattern into names at "\" and "/" and makes each one safe.
@@ -98,6 +117,16 @@ String SafeNamePart(StringView text) {
     if (name.empty() || IsDeviceName(name))
         name.insert(0, 1, u'_');
     return name;
+}
+
+String SelectedFolderPrefix(StringView folder, StringView outFolder) {
+    if (EqualsNoCase(EnsureTrailingSeparator(folder), EnsureTrailingSeparator(outFolder)))
+        return String();
+    String trimmed(folder);
+    while (!trimmed.empty() && IsSeparator(trimmed.back()))
+        trimmed.pop_back();
+    const String name = FileNamePart(trimmed);
+    return name.empty() || name.back() == u':' ? String() : name + u"\\";
 }
 
 String MirroredOutput(StringView outFolder, StringView relative, StringView extension) {
@@ -133,29 +162,9 @@ bool IsBatchTempName(StringView path) {
     return EndsWithNoCase(path.substr(0, path.size() - ext.size()), kTempMark);
 }
 
-StringList FindCollisions(const std::vector<SourceFile>& sources, const StringList& outputs) {
-    auto folded = [](StringView s) {
-        String f;
-        for (char16_t c : s)
-            f += FoldCase(c == u'/' ? u'\\' : c);
-        return f;
-    };
-    std::map<String, size_t> firstSource;
-    for (size_t i = 0; i < sources.size(); ++i)
-        firstSource.emplace(folded(sources[i].path), i);
-    std::map<String, size_t> firstOutput;
-    StringList lines;
-    for (size_t i = 0; i < outputs.size(); ++i) {
-        const String key = folded(outputs[i]);
-        if (firstSource.count(key))
-            lines.push_back(u"'" + sources[i].path + u"' would be written over a source: '" +
-                            outputs[i] + u"'");
-        auto [it, fresh] = firstOutput.emplace(key, i);
-        if (!fresh)
-            lines.push_back(u"'" + sources[it->second].path + u"' and '" + sources[i].path +
-                            u"' would both be written to '" + outputs[i] + u"'");
-    }
-    return lines;
+String DiscOf(const TagLookup& tags) {
+    const String value = tags(u"disc");
+    return value.empty() ? String() : NumberPart(value, 1);
 }
 
 } // namespace wm

@@ -1,5 +1,5 @@
 // Where each output goes: the input tree mirrored under the output folder, or a naming pattern
-// filled from the source's tags; the batch's temporary name; outputs that would collide.
+// filled from the source's tags; the batch's temporary name.
 // Portable.
 #pragma once
 
@@ -18,6 +18,11 @@ struct SourceFile {
     String track; // one track of a disc image (-track), empty for a whole file
 };
 
+// The start of the relative paths found in a selected folder: its own name and "\" (so that
+// "Album A" and "Album B" stay apart under the output folder, as a copy keeps them), or nothing
+// for the output folder itself and for a drive's root. Both paths full, "\" at the end.
+String SelectedFolderPrefix(StringView folder, StringView outFolder);
+
 // out\relative with the extension replaced by the encoder's.
 String MirroredOutput(StringView outFolder, StringView relative, StringView extension);
 
@@ -27,7 +32,10 @@ using TagLookup = std::function<String(StringView name)>;
 // The pattern's %name% fields filled from the tags; "\" and "/" in the pattern make folders. A
 // missing tag gets a fallback: the source's file name for %title%, "00" for %track%, "Unknown
 // Artist" and the like otherwise. %track% and %disc% lose a "/total" part, %track% is two
-// digits; %filename% is the source's name without extension.
+// digits; %filename% is the source's name without extension. A field is named case-blind and
+// without regard to spaces, "_" and "-", and %albumartist%, %tracknumber%, %discnumber% and
+// %date% are the same as %album artist%, %track%, %disc% and %year%; the album artist falls back
+// to the artist.
 String PatternOutput(StringView outFolder, StringView pattern, const TagLookup& tags,
                      StringView sourcePath, StringView extension);
 
@@ -41,8 +49,7 @@ String SafeNamePart(StringView text);
 String BatchTempName(StringView output);
 bool IsBatchTempName(StringView path);
 
-// Each pair of sources that would write one output (names compared as Windows does), and each
-// output that is itself one of the sources, as a line for the user. Empty when all are apart.
-StringList FindCollisions(const std::vector<SourceFile>& sources, const StringList& outputs);
+// The source's disc number ("2" from "2/3"), or empty when it has none.
+String DiscOf(const TagLookup& tags);
 
 } // namespace wm

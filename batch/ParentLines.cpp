@@ -53,10 +53,23 @@ String Utf16LineSplitter::Rest() {
     return rest;
 }
 
+// The line without its "  [context]" part and trailing blanks: what the user reads.
+String WithoutContext(StringView line) {
+    const size_t context = line.rfind(u"  [");
+    if (context != StringView::npos && !line.empty() && line.back() == u']')
+        line = line.substr(0, context);
+    while (!line.empty() && (line.back() == u' ' || line.back() == u'\r'))
+        line.remove_suffix(1);
+    return String(line);
+}
+
 bool TakeParentLine(StringView line, ConverterReport& report) {
     StringView m;
-    if (!After(line, kPrefix, m))
+    if (!After(line, kPrefix, m)) {
+        if (const String text = WithoutContext(line); !text.empty())
+            report.information.push_back(text);
         return false;
+    }
     StringView arg;
     if (After(m, u"msLen: ", arg))
         report.lengthMs = TextToInt(arg);
@@ -70,14 +83,8 @@ bool TakeParentLine(StringView line, ConverterReport& report) {
 }
 
 void TakeErrorLine(StringView line, ConverterReport& report) {
-    if (!report.firstError.empty())
-        return;
-    const size_t context = line.rfind(u"  [");
-    if (context != StringView::npos && !line.empty() && line.back() == u']')
-        line = line.substr(0, context);
-    while (!line.empty() && (line.back() == u' ' || line.back() == u'\r'))
-        line.remove_suffix(1);
-    report.firstError.assign(line);
+    if (report.firstError.empty())
+        report.firstError = WithoutContext(line);
 }
 
 } // namespace wm

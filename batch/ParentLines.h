@@ -33,10 +33,12 @@ struct ConverterReport {
     int percent = 0;       // "PCDone"
     String action;         // the last "Action: " text
     StringList filesWritten;
-    String firstError; // the first error line, without its "  [context]" part
+    String firstError;      // the first error line, without its "  [context]" part
+    StringList information; // the other standard-output lines, without their context
 };
 
-// Takes one standard-output line; false when it was no "MSGTO: Vrx: " message.
+// Takes one standard-output line; false when it was no "MSGTO: Vrx: " message (a line of
+// information, kept for the user).
 bool TakeParentLine(StringView line, ConverterReport& report);
 // Takes one standard-error line; the first non-empty one becomes the reason of a failure.
 void TakeErrorLine(StringView line, ConverterReport& report);

@@ -70,10 +70,12 @@ void ProgressView::Line(StringView text) {
         Write(String(text) + u"\r\n");
         return;
     }
-    StringList lines{String(text)};
-    lines.insert(lines.end(), block_.begin(), block_.end());
-    DrawBlock(lines);
-    drawn_ = block_.size();
+    // A line that stays is written whole, wrapped by the console: the live block is blanked,
+    // the line written where it began, and the block drawn again below it.
+    DrawBlock({});
+    Write(String(text) + u"\r\n");
+    if (!block_.empty())
+        DrawBlock(block_);
 }
 
 void ProgressView::Refresh(const BatchProgressState& state, uint64_t elapsedMs) {

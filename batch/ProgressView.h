@@ -1,5 +1,6 @@
-// What the batch shows while it works. On a console: lines that stay (each file's end) above a
-// block that is redrawn in place (the whole batch, then one line per running conversion).
+// What the batch shows while it works. On a console: lines that stay (each file's end, whole)
+// above a block that is redrawn in place (the whole batch, then one line per running
+// conversion, each cut to the console's width).
 // Otherwise plain UTF-8 lines: each file's end, and the whole batch now and then.
 #pragma once
 

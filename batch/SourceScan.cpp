@@ -1,5 +1,6 @@
 #include "batch/SourceScan.h"
 
+#include "batch/OutputRecord.h"
 #include "files/FileOps.h"
 #include "files/Folders.h"
 #include "files/PathText.h"
@@ -22,22 +23,28 @@ bool Decodable(StringView path, const StringList& extensions) {
     return false;
 }
 
-void Take(const String& path, const String& relative, const StringList& extensions,
-          SourceScan& scan) {
-    if (IsBatchTempName(path))
-        return; // a conversion of ours that never finished; the next one removes it
-    if (Decodable(path, extensions))
-        scan.sources.push_back({path, relative, {}});
-    else
-        scan.skipped.push_back(
-            Outcome(path, u"", FileStatus::kSkipped,
-                    u"no installed decoder reads '" + ExtensionOf(path) + u"' files"));
-}
-
 struct Walker {
     const StringList& extensions;
     const String outFolder; // ending in "\"
+    const OwnOutput& ownOutput;
+    const PathFilter& filter;
     SourceScan& scan;
+    size_t prefixSize = 0; // of the selected folder's name in the relative paths
+
+    void Take(const String& path, const String& relative) {
+        // A conversion of ours that never finished (the next one removes it), or our own work.
+        if (IsBatchTempName(path) || EqualsNoCase(FileNamePart(path), kRecordFileName) ||
+            ownOutput(path) || !filter.Keeps(StringView(relative).substr(prefixSize)))
+            return;
+        if (Decodable(path, extensions)) {
+            scan.sources.push_back({path, relative, {}});
+            return;
+        }
+        scan.others.push_back({path, relative, {}});
+        scan.skipped.push_back(
+            Outcome(path, u"", FileStatus::kSkipped,
+                    u"no installed decoder reads '" + ExtensionOf(path) + u"' files"));
+    }
 
     void Walk(const String& folder, const String& relative) {
         FolderWalk walk;
@@ -46,31 +53,19 @@ struct Walker {
             const String below = relative + walk.Name();
             const String sub = EnsureTrailingSeparator(walk.Path());
             if (!walk.IsFolder())
-                Take(walk.Path(), below, extensions, scan);
+                Take(walk.Path(), below);
             else if (MayEnterFolder(walk.Path()) && !EqualsNoCase(sub, outFolder))
                 Walk(sub, below + u"\\");
         }
     }
 };
 
-} // namespace
-
-SourceScan ScanInputs(const StringList& inputs, const StringList& extensions,
-                      const String& outFolder) {
-    SourceScan scan;
-    Walker walker{extensions, EnsureTrailingSeparator(outFolder), scan};
-    for (const String& input : inputs) {
-        if (FolderExists(input))
-            walker.Walk(EnsureTrailingSeparator(input), u"");
-        else if (FileExists(input))
-            Take(input, FileNamePart(input), extensions, scan);
-        else
-            scan.skipped.push_back(Outcome(input, u"", FileStatus::kSkipped, u"not found"));
-    }
-    return scan;
+SourceShape ShapeOf(const WmWaveFormat& f) {
+    constexpr uint16_t kFloat = 3, kExtensible = 0xFFFE;
+    const bool isFloat =
+        f.formatTag == kFloat || (f.formatTag == kExtensible && f.subFormat[0] == kFloat);
+    return {f.samplesPerSec, f.channels, f.bitsPerSample, isFloat};
 }
-
-namespace {
 
 bool BindDecoder(clTwDecoder& decoder, const String& path, const String& programFolder,
                  const String& track) {
@@ -85,8 +80,30 @@ bool BindDecoder(clTwDecoder& decoder, const String& path, const String& program
 
 } // namespace
 
-TagLookup ReadSourceTags(const String& path, const String& programFolder, const String& track) {
+SourceScan ScanInputs(const StringList& inputs, const StringList& extensions,
+                      const String& outFolder, const OwnOutput& ownOutput,
+                      const PathFilter& filter) {
+    SourceScan scan;
+    Walker walker{extensions, EnsureTrailingSeparator(outFolder), ownOutput, filter, scan};
+    for (const String& input : inputs) {
+        const String folder = EnsureTrailingSeparator(input);
+        const String prefix =
+            FolderExists(input) ? SelectedFolderPrefix(folder, walker.outFolder) : String();
+        walker.prefixSize = prefix.size();
+        if (FolderExists(input))
+            walker.Walk(folder, prefix);
+        else if (FileExists(input))
+            walker.Take(input, FileNamePart(input));
+        else
+            scan.skipped.push_back(Outcome(input, u"", FileStatus::kSkipped, u"not found"));
+    }
+    return scan;
+}
+
+SourceFacts ReadSourceFacts(const String& path, const String& programFolder,
+                            const String& track) {
     auto tags = std::make_shared<IDTagSet>();
+    SourceShape shape;
     clTwDecoder decoder;
     if (BindDecoder(decoder, path, programFolder, track)) {
         DecodeOpenInfo info{};
@@ -95,13 +112,14 @@ TagLookup ReadSourceTags(const String& path, const String& programFolder, const 
         if (decoder.Open(&info)) {
             if (info.tagData && info.tagSize)
                 tags->Deserialize(info.tagData, info.tagSize);
+            shape = ShapeOf(info.format);
             ConversionInfo conversion{};
             conversion.inputPath = path.c_str();
             decoder.Close(&conversion);
         }
     }
     decoder.Unload();
-    return [tags](StringView name) { return tags->GetFirstValue(name); };
+    return {[tags](StringView name) { return tags->GetFirstValue(name); }, shape};
 }
 
 } // namespace wm

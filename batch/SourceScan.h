@@ -2,10 +2,13 @@
 // an installed decoder reads; everything else is listed as skipped with the reason.
 #pragma once
 
+#include "batch/Adaptation.h"
 #include "batch/BatchReport.h"
 #include "batch/OutputNames.h"
+#include "batch/PathFilter.h"
 #include "text/String.h"
 
+#include <functional>
 #include <vector>
 
 namespace wm {
@@ -13,16 +16,28 @@ namespace wm {
 struct SourceScan {
     std::vector<SourceFile> sources;
     std::vector<FileOutcome> skipped;
+    std::vector<SourceFile> others; // the files no decoder reads, for -copyfiles
 };
 
-// inputs: full paths; extensions: the types the decoders read (".flac"...). The output folder
-// is never entered, so that outputs written inside an input folder are not taken as sources
-// by the next run.
-SourceScan ScanInputs(const StringList& inputs, const StringList& extensions,
-                      const String& outFolder);
+// True for a file the batch wrote itself (its record names it): never a source.
+using OwnOutput = std::function<bool(const String& path)>;
 
-// The source's tags as its decoder reads them ("title", "artist"...), for naming patterns; of
-// one track of a disc image when `track` is given. Empty values when no decoder opens it.
-TagLookup ReadSourceTags(const String& path, const String& programFolder, const String& track);
+// inputs: full paths; extensions: the types the decoders read (".flac"...). A folder keeps its
+// own name below the output folder ("Album A\01.flac"), as a copy would, unless it is the output
+// folder itself (outputs next to their sources). An output folder inside an input folder is never
+// entered, and the batch's own outputs and record are not sources. A file the filter does not
+// keep is left out silently.
+SourceScan ScanInputs(const StringList& inputs, const StringList& extensions,
+                      const String& outFolder, const OwnOutput& ownOutput,
+                      const PathFilter& filter);
+
+// What the source's decoder reads of it: its tags ("title", "artist"...) for naming patterns and
+// its format for adapting it to the encoder; of one track of a disc image when `track` is given.
+// Empty values and a zero format when no decoder opens it.
+struct SourceFacts {
+    TagLookup tags;
+    SourceShape shape;
+};
+SourceFacts ReadSourceFacts(const String& path, const String& programFolder, const String& track);
 
 } // namespace wm

@@ -6,11 +6,13 @@
 #include "batch/BatchArguments.h"
 #include "batch/BatchPlan.h"
 #include "batch/BatchRun.h"
+#include "batch/OptionTrial.h"
 #include "batch/ProgressView.h"
 #include "crash/CrashHandler.h"
 #include "files/FileAccess.h"
 #include "files/FileOps.h"
 #include "files/Folders.h"
+#include "files/PathText.h"
 #include "plugins/clTwCodecHandler.h"
 #include "process/ProcessStart.h"
 #include "process/WinString.h"
@@ -36,8 +38,16 @@ const char16_t* const kUsage[] = {
     u"  -jobs=<n>             conversions at once (default: one per processor)",
     u"  -hang=<seconds>       end a conversion that stops moving this long (default 60)",
     u"  -overwrite            convert even when an output is up to date",
+    u"  -include=<patterns>   only the files that match (;-separated, * and ?, below the",
+    u"                        selected folder); -exclude=<patterns> leaves out those that do",
+    u"  -copysame             copy a source already in the target format as it is",
+    u"  -copyfiles=<patterns> copy the files beside the music that match (*.jpg;*.cue)",
+    u"  -noadapt              do not adapt sources to the encoder (down-mix, rate, depth)",
+    u"  -collide=suffix|skip  two sources for one output name: the later one gets a name of",
+    u"                        its own (default), or is not converted",
     u"  -report=<file>        one line per file: CSV, or JSON lines for a .json/.jsonl name",
-    u"  -plan=<file>          write the conversions as Wavemill.exe command lines, run none",
+    u"  -plan=<file>          write each conversion as a command line of its own, run none",
+    u"  -file=<src> -as=<out> one planned job: that source to that output",
     u"  -replaygain=<scope>   track: tag each output with its measured ReplayGain; album: the",
     u"                        album gain too (album tag and album artist, within one folder)",
     u"  -albumloudness=<LUFS> bring each album to that loudness with one gain (true peak",
@@ -56,11 +66,11 @@ StringList Arguments() {
     return args;
 }
 
-bool WriteUtf8Lines(const String& path, const StringList& lines) {
+bool WriteUtf8Lines(const String& path, const StringList& lines, const char* lineEnd) {
     std::string text;
     for (const String& line : lines)
         if (!line.empty())
-            text += Narrow(line) + "\r\n";
+            text += Narrow(line) + lineEnd;
     FileAccess file;
     return file.Create(path) && file.Write(text.data(), static_cast<uint32_t>(text.size()));
 }
@@ -69,16 +79,17 @@ bool WriteReport(const BatchOptions& o, const std::vector<FileOutcome>& outcomes
     StringList lines{ReportHeader(o.reportFormat)};
     for (const FileOutcome& outcome : outcomes)
         lines.push_back(ReportLine(outcome, o.reportFormat));
-    return WriteUtf8Lines(o.reportFile, lines);
+    return WriteUtf8Lines(o.reportFile, lines, "\r\n");
 }
 
-int WritePlan(const BatchOptions& o, const BatchPlan& plan, const String& wavemill,
+// LF line ends: a job runner on Linux (under Wine) and one on Windows both read them whole.
+int WritePlan(const BatchOptions& o, const BatchPlan& plan, const String& batchProgram,
               ProgressView& view) {
     StringList lines;
     for (const PlannedConversion& c : plan.conversions)
-        lines.push_back(PlanLine(wavemill, c.source.path, c.output, o.codec,
+        lines.push_back(PlanLine(batchProgram, o.codec, o.outFolder, c.source.path, c.output,
                                  TrackOption(c.source) + o.passThrough));
-    if (!WriteUtf8Lines(o.planFile, lines)) {
+    if (!WriteUtf8Lines(o.planFile, lines, "\n")) {
         WriteErrorLine(u"Cannot write the plan '" + o.planFile + u"' " + Win32ErrorTextU());
         return kBadUsage;
     }
@@ -108,7 +119,55 @@ String CommandFolder() {
     return folder;
 }
 
-int RunPlanned(const BatchOptions& o, BatchPlan& plan, const String& wavemill, ProgressView& view) {
+// Names the batch's temporary output as the output in what the user reads, says how an output
+// was renamed, and records each converted output, so that a rerun knows it as the batch's own.
+FileEnded Recorder(const BatchOptions& o, const BatchPlan& plan, const OutputRecord& record,
+                   ProgressView& view) {
+    return [&o, &plan, &record, &view, settings = SettingsText(o.codec, o.passThrough),
+            warned = false](uint32_t, FileOutcome& outcome) mutable {
+        const String temporary = BatchTempName(outcome.output);
+        outcome.reason = InUserNames(outcome.reason, temporary, outcome.output);
+        for (String& note : outcome.notes)
+            note = InUserNames(note, temporary, outcome.output);
+        StringList planned;
+        if (const auto renamed = plan.renamed.find(outcome.input); renamed != plan.renamed.end())
+            planned.push_back(renamed->second);
+        if (const auto adapted = plan.adapted.find(outcome.input); adapted != plan.adapted.end())
+            for (const String& how : adapted->second)
+                planned.push_back(u"adapted: " + how);
+        outcome.notes.insert(outcome.notes.begin(), planned.begin(), planned.end());
+        if (outcome.status != FileStatus::kConverted ||
+            AppendToRecord(o.outFolder, record, {outcome.output, outcome.input, settings}) ||
+            warned)
+            return;
+        warned = true;
+        view.Line(u"Cannot add to the record '" + EnsureTrailingSeparator(o.outFolder) +
+                  String(kRecordFileName) + u"' " + Win32ErrorTextU() +
+                  u"; a rerun cannot tell these outputs from sources.");
+    };
+}
+
+// The copies run first, one at a time: they take no converter and little time.
+std::vector<FileOutcome> RunCopies(const BatchOptions& o, const BatchPlan& plan,
+                                   const OutputRecord& record, ProgressView& view) {
+    std::vector<FileOutcome> outcomes;
+    for (const PlannedCopy& c : plan.copies) {
+        FileOutcome outcome = Outcome(c.source, c.output, FileStatus::kCopied);
+        if (!CreateFolderPath(FolderPart(c.output)) || !CopyPath(c.source, c.output, false)) {
+            outcome.status = FileStatus::kFailed;
+            outcome.reason = u"cannot copy it to '" + c.output + u"' " + Win32ErrorTextU();
+            view.Line(u"FAILED " + c.source + u": " + outcome.reason);
+        } else {
+            outcome.bytes = FileSizeOfPath(c.output);
+            AppendToRecord(o.outFolder, record, {c.output, c.source, String(kCopySettings)});
+            view.Line(u"copied " + c.source + u" -> " + c.output);
+        }
+        outcomes.push_back(outcome);
+    }
+    return outcomes;
+}
+
+ConversionSetup MakeSetup(const BatchOptions& o, const String& wavemill) {
     ConversionSetup setup;
     setup.wavemill = wavemill;
     setup.commandFolder = CommandFolder();
@@ -117,6 +176,11 @@ int RunPlanned(const BatchOptions& o, BatchPlan& plan, const String& wavemill, P
     setup.passThrough = o.passThrough;
     setup.namePrefix = u"WavemillBatch-" + IntToText(::GetCurrentProcessId()) + u"-";
     setup.hangMs = uint64_t{o.hangSeconds} * 1000;
+    return setup;
+}
+
+int RunPlanned(const BatchOptions& o, BatchPlan& plan, const OutputRecord& record,
+               const ConversionSetup& setup, ProgressView& view) {
     SYSTEM_INFO system{};
     ::GetSystemInfo(&system);
     const uint32_t jobs = o.jobs ? o.jobs : std::max<uint32_t>(1, system.dwNumberOfProcessors);
@@ -128,24 +192,31 @@ int RunPlanned(const BatchOptions& o, BatchPlan& plan, const String& wavemill, P
         view.Line(u"Stopped by the user while the albums were measured; nothing was converted.");
         return 1;
     }
-    setup.loudnessRecords = o.replayGain == ReplayGainMode::kAlbum;
+    ConversionSetup run = setup;
+    run.loudnessRecords = o.replayGain == ReplayGainMode::kAlbum;
     std::optional<AlbumGainRun> albums;
-    if (setup.loudnessRecords)
-        albums.emplace(plan.conversions, setup, ProgramFolder());
-    BatchResult result = RunBatch(plan.conversions, setup, jobs, view,
-                                  [&albums](uint32_t number, const FileOutcome& outcome) {
+    if (run.loudnessRecords)
+        albums.emplace(plan.conversions, run, ProgramFolder());
+    std::vector<FileOutcome> copies = RunCopies(o, plan, record, view);
+    BatchResult result = RunBatch(plan.conversions, run, jobs, view,
+                                  [&albums, recorded = Recorder(o, plan, record, view)](
+                                      uint32_t number, FileOutcome& outcome) {
+                                      recorded(number, outcome);
                                       if (albums)
                                           albums->ConversionEnded(number, outcome);
                                   });
     RemoveFolder(setup.commandFolder, true);
     std::vector<FileOutcome> all = std::move(plan.skipped);
+    all.insert(all.end(), copies.begin(), copies.end());
     all.insert(all.end(), result.outcomes.begin(), result.outcomes.end());
     if (albums)
         notes.insert(albums->Missing().begin(), albums->Missing().end());
     NoteAlbumProblems(notes, all, view);
     for (size_t i = plan.conversions.size() - result.notStarted; i < plan.conversions.size(); ++i)
         all.push_back(Outcome(plan.conversions[i].source.path, plan.conversions[i].output,
-                              FileStatus::kSkipped, u"not started: the batch was stopped"));
+                              FileStatus::kSkipped,
+                              result.halted.empty() ? String(u"not started: the batch was stopped")
+                                                    : u"not started: " + result.halted));
     for (const String& line : SummaryLines(all))
         view.Line(line);
     // The one retry the batch allows itself is said, never hidden.
@@ -159,12 +230,68 @@ int RunPlanned(const BatchOptions& o, BatchPlan& plan, const String& wavemill, P
     return result.stopped ? 1 : BatchExitStatus(all);
 }
 
+// One job of a plan: converted unless its output is up to date, through the same temporary name,
+// record and report as in a batch.
+int RunJob(const BatchOptions& o, const String& programFolder, const OutputRecord& record,
+           const ConversionSetup& setup, ProgressView& view) {
+    BatchPlan plan;
+    plan.sourcesFound = 1;
+    PlanOneSource(o, SourceFile{o.jobSource, FileNamePart(o.jobSource), o.jobTrack}, o.jobOutput,
+                  programFolder, record, plan);
+    for (const FileOutcome& s : plan.skipped)
+        view.Line(u"Skipped " + s.input + u": " + s.reason);
+    return RunPlanned(o, plan, record, setup, view);
+}
+
 int Usage(const String& problem) {
     if (!problem.empty())
         WriteErrorLine(u"Error: " + problem);
     for (const char16_t* line : kUsage)
         WriteErrorLine(line);
     return problem.empty() ? 0 : kBadUsage;
+}
+
+// Settings the encoder or an effect refuses are said once, before anything is made.
+bool SettingsRefused(const ConversionSetup& setup, const String& extension) {
+    const String refused = TryOptions(setup, extension);
+    if (refused.empty())
+        return false;
+    RemoveFolder(setup.commandFolder, true);
+    WriteErrorLine(u"Error: the settings were tried once and refused, nothing was converted: " +
+                   refused);
+    return true;
+}
+
+int PlanAndRun(const BatchOptions& o, const String& programFolder, const String& extension,
+               const OutputRecord& record, const ConversionSetup& setup, ProgressView& view) {
+    BatchPlan plan = PlanBatch(o, programFolder, extension, record);
+    for (const FileOutcome& s : plan.skipped)
+        if (s.reason != u"up to date")
+            view.Line(u"Skipped " + s.input + u": " + s.reason);
+    for (const auto& [source, note] : plan.renamed)
+        view.Line(u"Renamed " + source + u": " + note);
+    if (plan.sourcesFound == 0) {
+        RemoveFolder(setup.commandFolder, true);
+        WriteErrorLine(u"Error: Nothing to do: no file that the installed decoders read.");
+        return kBadUsage;
+    }
+    if (!plan.conversions.empty() && SettingsRefused(setup, extension))
+        return kBadUsage;
+    if (!o.planFile.empty()) {
+        RemoveFolder(setup.commandFolder, true);
+        return WritePlan(o, plan, programFolder + u"WavemillBatch.exe", view);
+    }
+    return RunPlanned(o, plan, record, setup, view);
+}
+
+void MakePathsFull(BatchOptions& o) {
+    for (String& input : o.inputs)
+        input = FullPath(input);
+    o.outFolder = FullPath(o.outFolder.empty() ? String(u".") : o.outFolder);
+    if (!o.jobSource.empty()) {
+        o.jobSource = FullPath(o.jobSource);
+        o.jobOutput = FullPath(o.jobOutput);
+    }
 }
 
 int Main() {
@@ -174,10 +301,7 @@ int Main() {
             Arguments(), [](const String& p) { return PathAttributes(p) != 0; }, o, problem) ||
         o.help)
         return Usage(problem);
-    for (String& input : o.inputs)
-        input = FullPath(input);
-    o.outFolder = FullPath(o.outFolder.empty() ? String(u".") : o.outFolder);
-
+    MakePathsFull(o);
     const String programFolder = ProgramFolder();
     const String wavemill = programFolder + u"Wavemill.exe";
     if (!FileExists(wavemill))
@@ -187,23 +311,11 @@ int Main() {
         return Usage(u"Unable to load encoder '" + o.codec + u"' (encoder\\" + o.codec + u".dll).");
 
     ProgressView view;
-    BatchPlan plan = PlanBatch(o, programFolder, extension);
-    for (const FileOutcome& s : plan.skipped)
-        if (s.reason != u"up to date")
-            view.Line(u"Skipped " + s.input + u": " + s.reason);
-    if (!plan.collisions.empty()) {
-        for (const String& line : plan.collisions)
-            WriteErrorLine(u"Error: " + line);
-        WriteErrorLine(u"Error: outputs would collide; nothing was converted.");
-        return kBadUsage;
-    }
-    if (plan.sourcesFound == 0) {
-        WriteErrorLine(u"Error: Nothing to do: no file that the installed decoders read.");
-        return kBadUsage;
-    }
-    if (!o.planFile.empty())
-        return WritePlan(o, plan, wavemill, view);
-    return RunPlanned(o, plan, wavemill, view);
+    const OutputRecord record = LoadRecord(o.outFolder);
+    const ConversionSetup setup = MakeSetup(o, wavemill);
+    if (!o.jobSource.empty())
+        return RunJob(o, programFolder, record, setup, view);
+    return PlanAndRun(o, programFolder, extension, record, setup, view);
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #!/bin/bash
-# WavemillBatch.exe on many files: COUNT (default 200) sources of 30 s CD audio to FLAC -5 and to
+# WavemillBatch.exe on many files: COUNT (default 200) sources of LENGTH (default 30) seconds of
+# CD audio to FLAC -5 and to
 # MP3 -V 2, the batch with 2 jobs against a sequential loop of Wavemill.exe (both under Wine) and
 # against `xargs -P 2` running the native flac and lame; plus the batch's own CPU time and peak
 # memory next to its converters'. One run each (the batch is minutes long). Details go to
@@ -10,6 +11,7 @@ export LC_ALL=C.UTF-8 # Wine builds the command line through the locale
 root=$(cd "$(dirname "$0")/.." && pwd)
 out=$root/bench/out
 count=${COUNT:-200}
+length=${LENGTH:-30}
 mkdir -p "$out"
 log=$out/batch.log
 : >"$log"
@@ -27,13 +29,14 @@ cd "$out"
 
 # Music-like sources, each its own: a tone over pink noise, a different tone per file.
 src=batch-src
-if [ "$(find $src -name '*.wav' 2>/dev/null | wc -l)" -ne "$count" ]; then
+if [ "$(find $src -name '*.wav' 2>/dev/null | wc -l)" -ne "$count" ] ||
+    [ "$(soxi -D $src/s1.wav 2>/dev/null)" != "$length.000000" ]; then
     rm -rf $src && mkdir -p $src
     for i in $(seq 1 "$count"); do
-        quietly sox -R -n -r 44100 -b 16 -c 2 $src/s$i.wav synth 30 sine $((200 + i)) pinknoise gain -6
+        quietly sox -R -n -r 44100 -b 16 -c 2 $src/s$i.wav synth "$length" sine $((200 + i)) pinknoise gain -6
     done
 fi
-audio_s=$((count * 30))
+audio_s=$((count * length))
 
 # timed NAME COMMAND...: wall seconds into $elapsed, the whole line into the log.
 timed() {
@@ -85,6 +88,6 @@ for codec in FLAC MP3; do
     printf '%-12s %9.1fs %9.1fs %9.1fs %7.2fx %7.2fx\n' "$codec $opt" "$b" "$l" "$x" \
         "$(echo "$l / $b" | bc -l)" "$(echo "$x / $b" | bc -l)"
 done
-echo "audio: $count x 30 s = $audio_s s per codec"
+echo "audio: $count x $length s = $audio_s s per codec; load average at the end: $(cut -d' ' -f1-3 /proc/loadavg)"
 rm -rf batch-out && mkdir -p batch-out
 echo "batch process itself (FLAC run): $(batch_cpu -convert_to=FLAC -5 -jobs=2 -out=batch-out $src)"

@@ -5,7 +5,7 @@ set -euo pipefail
 packages=(cmake ninja-build clang libclang-rt-14-dev g++-mingw-w64-x86-64-posix
           binutils-mingw-w64-x86-64 wine wine64 googletest clang-format git sox ffmpeg imagemagick time
           make xz-utils bzip2 flac lame mpg123 xvfb xdotool opus-tools vorbis-tools nasm pkg-config
-          patch python3 libogg-dev loudgain wavpack shntool cuetools)
+          patch python3 libogg-dev loudgain wavpack shntool cuetools parallel)
 missing=()
 for p in "${packages[@]}"; do
     dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
