@@ -29,8 +29,8 @@ bool IsIn(StringView name, const auto& list) {
 
 bool IsFlag(StringView name) {
     return EqualsNoCase(name, u"overwrite") || EqualsNoCase(name, u"copysame") ||
-           EqualsNoCase(name, u"noadapt") || EqualsNoCase(name, u"help") ||
-           EqualsNoCase(name, u"?");
+           EqualsNoCase(name, u"noadapt") || EqualsNoCase(name, u"hiddentrack") ||
+           EqualsNoCase(name, u"help") || EqualsNoCase(name, u"?");
 }
 
 bool PositiveNumber(StringView text, uint32_t& out) {
@@ -170,6 +170,8 @@ bool ParseBatchArguments(const StringList& args, const PathExists& exists, Batch
             o.copySame = true;
         else if (EqualsNoCase(name, u"noadapt"))
             o.adapt = false;
+        else if (EqualsNoCase(name, u"hiddentrack"))
+            o.hiddenTrack = true;
         else if (EqualsNoCase(name, u"replaygain")) {
             if (!TakeReplayGain(value, o, error))
                 return false;

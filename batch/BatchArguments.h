@@ -34,9 +34,10 @@ struct BatchOptions {
     String planFile;
     ReplayGainMode replayGain = ReplayGainMode::kOff;
     std::optional<double> albumLoudness; // -albumloudness=<LUFS>
-    String jobSource; // -file: one planned job, converted to -as with the batch's safety
-    String jobOutput; // -as
-    String jobTrack;  // -track: the disc image's track a planned job converts
+    String jobSource;         // -file: one planned job, converted to -as with the batch's safety
+    String jobOutput;         // -as
+    String jobTrack;          // -track: the disc image's track a planned job converts
+    bool hiddenTrack = false; // -hiddentrack: a disc image's audio before track 1 as a track
     bool help = false;
     StringList inputs;
     // Encoder options, -dspeffectN, -tag... as the converter's option text, each starting with

@@ -186,7 +186,7 @@ BatchPlan PlanBatch(const BatchOptions& o, const String& programFolder, const St
     };
     SourceScan scan =
         ScanInputs(o.inputs, decodable, o.outFolder, ownOutput, PathFilter(o.include, o.exclude));
-    ExpandDiscImages(scan, decodable);
+    ExpandDiscImages(scan, decodable, o.hiddenTrack);
     BatchPlan plan;
     plan.skipped = std::move(scan.skipped);
     plan.sourcesFound = scan.sources.size();

@@ -72,8 +72,14 @@ String SheetReason(StringView sheetPath, const cue::CueError& error) {
 
 // One source per track; the output is named "<image> - NN - <title>" beside where the image's
 // own output would go.
-void AddTracks(const SourceFile& image, const cue::CueSheet& sheet, std::vector<SourceFile>& out) {
+// With hiddenTrack, the audio before track 1 (when the sheet has any) comes first, as " - 00".
+void AddTracks(const SourceFile& image, const cue::CueSheet& sheet, bool hiddenTrack,
+               std::vector<SourceFile>& out) {
     const String base = FolderPart(image.relative) + StemPart(NamePart(image.relative));
+    cue::TrackSpan span;
+    cue::CueError none;
+    if (hiddenTrack && cue::FindTrackSpan(sheet, cue::kHiddenTrack, span, none))
+        out.push_back({image.path, base + u" - 00.cue", IntToText(cue::kHiddenTrack)});
     for (const cue::CueTrack& track : sheet.tracks) {
         String number = IntToText(track.number);
         if (number.size() < 2)
@@ -87,6 +93,7 @@ void AddTracks(const SourceFile& image, const cue::CueSheet& sheet, std::vector<
 
 struct Expansion {
     const StringList& decodable;
+    bool hiddenTrack;
     std::vector<SourceFile> tracks;
     std::set<String> claimed; // folded paths of images a sheet covers
     std::vector<FileOutcome> failed;
@@ -107,7 +114,7 @@ struct Expansion {
         }
         for (const String& image : images)
             claimed.insert(Folded(image));
-        AddTracks(source, sheet, tracks);
+        AddTracks(source, sheet, hiddenTrack, tracks);
     }
 
     // True when the FLAC carries a sheet and became its tracks.
@@ -127,7 +134,7 @@ struct Expansion {
         cue::CueError error;
         if (!cue::SheetInFlac(disc, NamePart(source.path), sheet, error))
             return false; // no sheet, or a broken one: the image converts whole
-        AddTracks(source, sheet, tracks);
+        AddTracks(source, sheet, hiddenTrack, tracks);
         return true;
     }
 
@@ -139,8 +146,8 @@ struct Expansion {
 
 } // namespace
 
-void ExpandDiscImages(SourceScan& scan, const StringList& decodable) {
-    Expansion expansion{decodable, {}, {}, {}};
+void ExpandDiscImages(SourceScan& scan, const StringList& decodable, bool hiddenTrack) {
+    Expansion expansion{decodable, hiddenTrack, {}, {}, {}};
     std::vector<SourceFile> files;
     for (const SourceFile& source : scan.sources) {
         if (EqualsNoCase(ExtensionOf(source.path), u".cue"))

@@ -8,7 +8,8 @@
 namespace wm {
 
 // decodable: the extensions the installed decoders read, for a sheet naming "disc.wav" beside
-// the re-encoded "disc.flac".
-void ExpandDiscImages(SourceScan& scan, const StringList& decodable);
+// the re-encoded "disc.flac". hiddenTrack: the audio before track 1 ("hidden track one audio")
+// becomes a track of its own, where a sheet has any.
+void ExpandDiscImages(SourceScan& scan, const StringList& decodable, bool hiddenTrack);
 
 } // namespace wm

@@ -48,6 +48,7 @@ const char16_t* const kUsage[] = {
     u"  -report=<file>        one line per file: CSV, or JSON lines for a .json/.jsonl name",
     u"  -plan=<file>          write each conversion as a command line of its own, run none",
     u"  -file=<src> -as=<out> one planned job: that source to that output",
+    u"  -hiddentrack          a disc image's audio before track 1 becomes a track (\" - 00\")",
     u"  -replaygain=<scope>   track: tag each output with its measured ReplayGain; album: the",
     u"                        album gain too (album tag and album artist, within one folder)",
     u"  -albumloudness=<LUFS> bring each album to that loudness with one gain (true peak",

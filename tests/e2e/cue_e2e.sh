@@ -150,13 +150,19 @@ wine "$stage/WavemillBatch.exe" -convert_to=FLAC -out=out -report=report.csv lib
     </dev/null >batch.out 2>&1
 check "batch with a broken sheet ends with status 1" [ $? = 1 ]
 for n in "01 - Überfahrt" "02 - Дорога" "03 - 夜明け"; do
-    check "batch: a/disc - $n.flac" same_audio "out/a/disc - $n.flac" "wav/t${n:1:1}.flac"
+    check "batch: a/disc - $n.flac" same_audio "out/lib/a/disc - $n.flac" "wav/t${n:1:1}.flac"
 done
-check "batch: the image with a sheet is not converted whole" [ ! -e out/a/disc.flac ]
-check "batch: embedded sheet's track 2" same_audio "out/b/disc - 02.flac" embedded/t2.flac
-check "batch: the FLAC carrying a sheet is not converted whole" [ ! -e out/b/disc.flac ]
+check "batch: the image with a sheet is not converted whole" [ ! -e out/lib/a/disc.flac ]
+check "batch: embedded sheet's track 2" same_audio "out/lib/b/disc - 02.flac" embedded/t2.flac
+check "batch: the FLAC carrying a sheet is not converted whole" [ ! -e out/lib/b/disc.flac ]
 check "batch: the broken sheet's reason" grep -qF "cue sheet 'frames.cue' line 16: the time '00:02:80' has a frame above 74" report.csv
-check "batch: the rest converted" [ -s out/c/other.flac ]
+check "batch: the rest converted" [ -s out/lib/c/other.flac ]
+check "batch: no track of the audio before track 1 unless asked" [ ! -e "out/lib/a/disc - 00.flac" ]
+wine "$stage/WavemillBatch.exe" -convert_to=FLAC -out=hidden -hiddentrack lib/a \
+    </dev/null >batch.out 2>&1
+check "batch -hiddentrack: the audio before track 1 as ' - 00'" \
+    same_audio "hidden/a/disc - 00.flac" wav/t0.flac
+check "batch -hiddentrack: track 1 as before" same_audio "hidden/a/disc - 01 - Überfahrt.flac" wav/t1.flac
 wine "$stage/WavemillBatch.exe" -convert_to=FLAC -out=named '-pattern=%artist%\%album%\%track% %title%' \
     lib/a </dev/null >batch.out 2>&1
 check "batch pattern: track 2 named from the sheet" same_audio "named/Гость/Café Tapes/02 Дорога.flac" wav/t2.flac
