@@ -3,6 +3,7 @@
 #pragma once
 
 #include "batch/Collisions.h"
+#include "batch/OutputNames.h"
 #include "text/String.h"
 
 #include <cstdint>
