@@ -23,7 +23,7 @@ String TryOptions(const ConversionSetup& setup, const String& extension) {
     ConversionSetup trial = setup;
     trial.passThrough = String(kSilentSource) + setup.passThrough;
     const String output = setup.commandFolder + u"trial" + extension;
-    Conversion conversion({{u"-", u"-"}, output, 0, String()}, trial, kTrialNumber);
+    Conversion conversion({{u"-", u"-", {}}, output, 0, String(), {}}, trial, kTrialNumber);
     const uint64_t startMs = ::GetTickCount64();
     if (conversion.Start(0))
         while (conversion.Poll(::GetTickCount64() - startMs))
