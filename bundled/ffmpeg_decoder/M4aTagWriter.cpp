@@ -1,10 +1,12 @@
 #include "bundled/ffmpeg_decoder/M4aTagWriter.h"
 
 #include "bundled/codec/Mp4Atoms.h"
+#include "bundled/ffmpeg/FfmpegSupport.h"
 #include "bundled/ffmpeg/FfmpegTags.h"
 #include "bundled/win/Win32File.h"
 
 extern "C" {
+#include <libavformat/avformat.h>
 #include <libavutil/dict.h>
 }
 
@@ -42,13 +44,22 @@ bool FindMovie(Win32File& file, uint64_t& at, uint64_t& size) {
     return false;
 }
 
-// The tags that are free-form atoms in M4A, named and valued as the encoder writes them.
-std::vector<codec::NamedText> FreeFormTags(const wav::WaveTags& tags) {
-    AVDictionary* standard = nullptr;
-    std::vector<codec::NamedText> freeForm;
-    ffmpeg::WriteAvTags(tags, &standard, freeForm);
-    av_dict_free(&standard);
-    return freeForm;
+// Why the standard atoms asked for are not the file's own (this writer leaves them as they are):
+// the first tag that differs; empty when none does.
+String StandardTagDiffers(const char16_t* path, const AVDictionary* wanted) {
+    AVFormatContext* format = nullptr;
+    if (avformat_open_input(&format, ffmpeg::FileUrl(path).c_str(), nullptr, nullptr) < 0)
+        return u"FFmpeg cannot read it";
+    String differs;
+    for (const AVDictionaryEntry* e = nullptr;
+         differs.empty() && (e = av_dict_get(wanted, "", e, AV_DICT_IGNORE_SUFFIX));) {
+        const AVDictionaryEntry* held = av_dict_get(format->metadata, e->key, nullptr, 0);
+        if (!held || std::strcmp(held->value, e->value) != 0)
+            differs = u"only its free-form atoms are written, and its '" + Widen(e->key) +
+                      u"' would change";
+    }
+    avformat_close_input(&format);
+    return differs;
 }
 
 } // namespace
@@ -65,7 +76,14 @@ String WriteM4aTags(const char16_t* path, const wav::WaveTags& tags) {
     std::vector<uint8_t> moov(static_cast<size_t>(size));
     if (file.ReadAt(at, moov.data(), moov.size()) != moov.size())
         return u"the file cannot be read";
-    if (!codec::ReplaceFreeFormAtoms(moov, FreeFormTags(tags)))
+    AVDictionary* standard = nullptr;
+    std::vector<codec::NamedText> freeForm;
+    ffmpeg::WriteAvTags(tags, &standard, freeForm);
+    const String differs = StandardTagDiffers(path, standard);
+    av_dict_free(&standard);
+    if (!differs.empty())
+        return differs;
+    if (!codec::ReplaceFreeFormAtoms(moov, freeForm))
         return u"its movie box has no tag list";
     if (!file.WriteAt(at, moov.data(), moov.size()) || !file.SetSize(at + moov.size()) ||
         !file.Close())

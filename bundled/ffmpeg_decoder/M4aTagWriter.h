@@ -1,7 +1,8 @@
 // The FFmpeg decoder's tag writer for M4A: a finished file's free-form iTunes atoms
 // ("----:com.apple.iTunes:<name>", where players read ReplayGain) replaced in its movie box,
 // for the host's tag writing after a conversion (measured ReplayGain, the batch's album gain).
-// The standard atoms (title, artist, cover...) stay as the encoder wrote them.
+// The standard atoms (title, artist, cover...) stay as the encoder wrote them: a block that
+// would change one is refused with its name.
 #pragma once
 
 #include "bundled/wav/WaveTags.h"

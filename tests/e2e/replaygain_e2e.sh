@@ -208,6 +208,14 @@ wine "$stage/WavemillBatch.exe" -convert_to=FLAC -replaygain=album -out=one albu
 check "an album of one track: album gain = track gain" \
     same "$(flac_tag one/t3.flac REPLAYGAIN_ALBUM_GAIN)" "$(flac_tag one/t3.flac REPLAYGAIN_TRACK_GAIN)"
 
+# Album gain written into M4A and Opus outputs, each format's way.
+wine "$stage/WavemillBatch.exe" -convert_to=AAC -replaygain=album -out=aac album </dev/null >batch.out 2>&1
+check "album gain into AAC outputs: the free-form atom in every one" \
+    test "$(for t in t1 t2 t3 t4; do probe_tag aac/$t.m4a replaygain_album_gain; done | grep -c ' dB$')" -eq 4
+wine "$stage/WavemillBatch.exe" -convert_to=Opus -replaygain=album -out=opus album </dev/null >batch.out 2>&1
+check "album gain into Opus outputs: R128_ALBUM_GAIN, one value for all" \
+    test "$(for t in t1 t2 t3 t4; do opusinfo opus/$t.opus | sed -n 's/^[[:space:]]*R128_ALBUM_GAIN=//p'; done | sort -u | grep -c .)" -eq 1
+
 # --- -albumloudness: one gain for the whole album, measured first, under the true-peak ceiling ---
 wine "$stage/WavemillBatch.exe" -convert_to=FLAC -albumloudness=-16 -out=lev album </dev/null >batch.out 2>&1
 check "-albumloudness=-16 exits 0" test $? -eq 0
