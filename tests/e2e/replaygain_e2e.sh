@@ -238,4 +238,8 @@ check "-replaygain=album is the batch's: the converter refuses it" \
     grep -q "album gain is WavemillBatch.exe's" wm.err
 wm -infile=t1.wav -outfile=a.flac -convert_to=FLAC -truepeak
 check "-truepeak without -replaygain is refused" test $? -eq 1
+# The scripted test encoder (tests/plugins) converting the source itself.
+wm -infile=t1.wav -outfile=raw.raw -convert_to=TestEnc -raw=1 -replaygain
+check "an encoder that converts the source itself: -replaygain fails, saying why" \
+    test "$?:$(grep -c 'nothing was measured' wm.err)" = 1:1
 e2e_verdict replaygain
