@@ -23,7 +23,7 @@ cmake --build --preset fuzz
 status=0
 for target in fuzz_wav_header fuzz_wav_tags fuzz_tagblock_wide fuzz_tagblock_narrow \
     fuzz_image_header fuzz_command_line fuzz_command_file fuzz_vorbis_comments fuzz_mp3_tags \
-    fuzz_ogg_comments fuzz_picture_block; do
+    fuzz_ogg_comments fuzz_picture_block fuzz_tag_rewrite; do
     if [ "$only" != "  " ] && [ "${only#* "$target" }" = "$only" ]; then
         continue
     fi
