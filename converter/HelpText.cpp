@@ -69,6 +69,8 @@ StringList OptionHelpLines() {
         u"  -idtags=<file>         with standard input: the source's tag block",
         u"  -tag=\"name=value\"      add or override one tag (repeatable); -noidtag: no tags",
         u"  -dspeffect1=\"Name=settings\", -dspeffect2=...   effects from DSPs\\<Name>.dll",
+        u"  -replaygain            measure the output's loudness, tag it with ReplayGain values",
+        u"                         (-truepeak: the true peak; -loudnessrecord=<file>: the blocks)",
         u"  -tmpfolder=<folder>    folder for temporary files",
         u"  -silent                no banner, settings or progress",
         u"  -errorfile=<file>      error lines go to this file",

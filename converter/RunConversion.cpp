@@ -211,6 +211,12 @@ bool TwWavemill::RawHandOver() {
                             encoder_.LastError()),
                  kRunContext);
         status_.Fail("the encoder's raw hand-over failed");
+    } else if (opt_.loudness.measure) {
+        // No audio passed the converter: values it did not measure must not look measured.
+        LogError(u"Error: ReplayGain: Encoder '" + opt_.codec +
+                     u"' converted the source itself, so nothing was measured.",
+                 kRunContext);
+        status_.Fail("-replaygain with a raw hand-over");
     }
     return true;
 }

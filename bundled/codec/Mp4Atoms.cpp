@@ -1,5 +1,7 @@
 #include "bundled/codec/Mp4Atoms.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cinttypes>
 #include <cstdio>
 #include <string_view>
@@ -58,13 +60,12 @@ size_t FindChild(const std::vector<uint8_t>& b, size_t begin, size_t end, const 
     return 0;
 }
 
-} // namespace
-
-bool AddFreeFormAtoms(std::vector<uint8_t>& moov, const std::vector<NamedText>& tags) {
+// moov > udta > meta (a full box: 4 bytes of version and flags first) > ilst: the offsets of
+// the four boxes; false when the path is not there.
+bool FindTagList(const std::vector<uint8_t>& moov, size_t (&path)[4]) {
     if (moov.size() < 8 || Read32(moov.data()) != moov.size())
         return false;
-    // moov > udta > meta (a full box: 4 bytes of version and flags first) > ilst
-    size_t path[4] = {0};
+    path[0] = 0;
     const char* types[] = {"udta", "meta", "ilst"};
     const size_t ownFields[] = {0, 0, 4};
     for (size_t level = 0; level < 3; ++level) {
@@ -75,6 +76,68 @@ bool AddFreeFormAtoms(std::vector<uint8_t>& moov, const std::vector<NamedText>& 
         if (path[level + 1] == 0)
             return false;
     }
+    return true;
+}
+
+// The name of a free-form atom at `at` (its "name" child's text); empty for any other atom.
+std::string FreeFormName(const std::vector<uint8_t>& b, size_t at) {
+    const size_t end = at + Read32(&b[at]);
+    if (std::string_view(reinterpret_cast<const char*>(&b[at + 4]), 4) != "----")
+        return {};
+    const size_t name = FindChild(b, at + 8, end, "name");
+    if (name == 0 || Read32(&b[name]) < 12)
+        return {};
+    return std::string(b.begin() + static_cast<std::ptrdiff_t>(name + 12),
+                       b.begin() + static_cast<std::ptrdiff_t>(name + Read32(&b[name])));
+}
+
+bool SameName(std::string_view a, std::string_view b) {
+    if (a.size() != b.size())
+        return false;
+    for (size_t i = 0; i < a.size(); ++i)
+        if (std::tolower(static_cast<unsigned char>(a[i])) !=
+            std::tolower(static_cast<unsigned char>(b[i])))
+            return false;
+    return true;
+}
+
+} // namespace
+
+bool ReplaceFreeFormAtoms(std::vector<uint8_t>& moov, const std::vector<NamedText>& tags) {
+    size_t path[4];
+    if (!FindTagList(moov, path))
+        return false;
+    std::vector<uint8_t> kept = moov;
+    size_t at = path[3] + 8;
+    for (size_t end = path[3] + Read32(&kept[path[3]]); at + 8 <= end;) {
+        const uint32_t size = Read32(&kept[at]);
+        if (size < 8 || size > end - at)
+            return false;
+        const std::string name = FreeFormName(kept, at);
+        const bool replaced =
+            !name.empty() && std::any_of(tags.begin(), tags.end(), [&](const NamedText& t) {
+                return SameName(t.name, name);
+            });
+        if (!replaced) {
+            at += size;
+            continue;
+        }
+        kept.erase(kept.begin() + static_cast<std::ptrdiff_t>(at),
+                   kept.begin() + static_cast<std::ptrdiff_t>(at + size));
+        for (size_t box : path)
+            Write32(&kept[box], Read32(&kept[box]) - size);
+        end -= size;
+    }
+    if (!AddFreeFormAtoms(kept, tags))
+        return false;
+    moov = std::move(kept);
+    return true;
+}
+
+bool AddFreeFormAtoms(std::vector<uint8_t>& moov, const std::vector<NamedText>& tags) {
+    size_t path[4];
+    if (!FindTagList(moov, path))
+        return false;
     std::vector<uint8_t> atoms;
     for (const NamedText& t : tags) {
         const std::vector<uint8_t> box = FreeForm(t);

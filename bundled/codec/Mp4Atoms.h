@@ -19,6 +19,10 @@ struct NamedText {
 // udta/meta/ilst path or a box size that does not fit.
 bool AddFreeFormAtoms(std::vector<uint8_t>& moov, const std::vector<NamedText>& tags);
 
+// The free-form atoms of the names in `tags` (case-blind) replaced by the new values, the other
+// atoms kept. False (the box unchanged) as for AddFreeFormAtoms.
+bool ReplaceFreeFormAtoms(std::vector<uint8_t>& moov, const std::vector<NamedText>& tags);
+
 // The iTunSMPB value: encoder delay, padding and the source's length in samples.
 std::string ITunesGaplessInfo(uint32_t delay, uint32_t padding, uint64_t samples);
 

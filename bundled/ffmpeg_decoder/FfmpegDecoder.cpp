@@ -2,6 +2,7 @@
 
 #include "bundled/codec/Mp3Layout.h"
 #include "bundled/ffmpeg/FfmpegTags.h"
+#include "bundled/ffmpeg_decoder/M4aTagWriter.h"
 #include "bundled/wav/TagSetBridge.h"
 #include "bundled/wav/WaveFormatRules.h"
 #include "bundled/win/BufferedReader.h"
@@ -75,6 +76,10 @@ uint64_t ITunesLength(const AVDictionary* metadata) {
 } // namespace
 
 FfmpegDecoder::FfmpegDecoder() : DecoderFrame(kTypes) {}
+
+uint32_t FfmpegDecoder::SetOwn(const WmChar* name, PluginValue* value) noexcept {
+    return AnswerTagWrite(name, value, WriteM4aTags);
+}
 
 bool FfmpegDecoder::OpenStream(DecodeOpenInfo& info) {
     ffmpeg::KeepLogQuiet();

@@ -25,6 +25,8 @@ class FfmpegDecoder final : public codec::DecoderFrame {
     uint32_t SetPosition(uint64_t ms) noexcept override;
 
   private:
+    // "IDTags": writes the free-form tags of a block into a finished M4A file.
+    uint32_t SetOwn(const WmChar* name, PluginValue* value) noexcept override;
     bool OpenStream(DecodeOpenInfo& info) override;
     bool OpenCodec();
     bool ChooseOutput();

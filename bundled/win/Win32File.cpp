@@ -106,6 +106,10 @@ bool Win32File::WriteAt(uint64_t offset, const void* data, size_t length) {
     return Seek(offset) && Write(data, length);
 }
 
+bool Win32File::SetSize(uint64_t size) {
+    return Seek(size) && SetEndOfFile(handle_.get()) != 0;
+}
+
 bool Win32File::Close() {
     // A close can be the first to report a write the disk could not take.
     return !handle_ || CloseHandle(handle_.release()) != 0;

@@ -34,6 +34,8 @@ class Win32File {
     // Sequential write at the current position; true when every byte was written.
     bool Write(const void* data, size_t length);
     bool WriteAt(uint64_t offset, const void* data, size_t length);
+    // Cuts or extends the file to `size` bytes.
+    bool SetSize(uint64_t size);
     // True when there was nothing to close or the close succeeded.
     bool Close();
 

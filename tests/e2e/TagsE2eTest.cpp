@@ -77,7 +77,7 @@ TEST(EncoderTags, CommandLineAndSourceTagsAreMergedRewrittenAndCleaned) {
     EXPECT_TRUE(art && art->Data == std::vector<uint8_t>(std::begin(kCover), std::end(kCover)));
 
     // An encoder or an effect that asks for replay gain keeps it; ITUNSMPB never survives.
-    for (const char16_t* asks : {u" -replaygain=1", u" -dspeffect1=\"TestDsp=replaygain=1\""}) {
+    for (const char16_t* asks : {u" -sendreplaygain=1", u" -dspeffect1=\"TestDsp=replaygain=1\""}) {
         r = RunWavemill(args + asks);
         ASSERT_EQ(r.exitCode, 0) << r.err;
         got = ReadBlock(dump);

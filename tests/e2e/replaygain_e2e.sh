@@ -5,7 +5,7 @@
 # Usage: replaygain_e2e.sh <stage dir> <wine prefix> <work dir> <wavtool.exe>
 set -uo pipefail
 . "$(dirname "$0")/shell_support.sh"
-e2e_start "$@" sox flac metaflac loudgain ffprobe mpg123 opusinfo vorbiscomment ogginfo
+e2e_start "$@" sox flac metaflac loudgain ffprobe ffmpeg mpg123 opusinfo vorbiscomment ogginfo
 # loudgain's view of one file: "<loudness LUFS> <true peak> <gain dB>".
 loudgain_of() {
     loudgain -O -q "$1" | awk -F'\t' 'NR == 2 {sub(/ LUFS/, "", $2); sub(/ dB/, "", $9); print $2, $4, $9}'
@@ -78,6 +78,28 @@ check "MP3: the other tags survive the rewrite" same "$(probe_tag t1.mp3 title)"
 wm -infile=t1.mp3 -outfile=from-mp3.flac -convert_to=FLAC
 check "MP3 to FLAC carries the gain as REPLAYGAIN_TRACK_GAIN" \
     same "$(flac_tag from-mp3.flac REPLAYGAIN_TRACK_GAIN)" "$(probe_tag t1.mp3 replaygain_track_gain)"
+
+# --- M4A: iTunes free-form atoms (----:com.apple.iTunes:replaygain_*) in the movie box ---
+wm -infile=t1.wav -outfile=t1.m4a -convert_to=ALAC -replaygain -tag="title=Song t1"
+check "t1: -replaygain to ALAC exits 0" test $? -eq 0
+read -r lufs peak gain < <(loudgain_of t1.m4a)
+ours=$(probe_tag t1.m4a replaygain_track_gain)
+echo "     t1.m4a (ALAC): ours $ours; loudgain $gain dB"
+check "t1.m4a: track gain within 0.05 dB of loudgain's" near "${ours% dB}" "$gain" 0.05
+pcm_md5() { ffmpeg -v error -i "$1" -f s16le - | md5sum; }
+check "t1.m4a: the title and the samples kept" \
+    test "$(probe_tag t1.m4a title):$(pcm_md5 t1.m4a)" = "Song t1:$(pcm_md5 t1.wav)"
+wm -infile=t3.wav -outfile=t3.m4a -convert_to=AAC -replaygain
+read -r lufs peak gain < <(loudgain_of t3.m4a)
+ours=$(probe_tag t3.m4a replaygain_track_gain)
+echo "     t3.m4a (AAC): ours $ours; loudgain $gain dB"
+check "t3.m4a: track gain within 0.1 dB of loudgain's" near "${ours% dB}" "$gain" 0.1
+# Carried over, each format its own way: FLAC to MP3 to Opus to M4A to FLAC keeps the gain.
+wm -infile=t1.flac -outfile=c.mp3 -convert_to=MP3 -V 2 && wm -infile=c.mp3 -outfile=c.opus -convert_to=Opus &&
+    wm -infile=c.opus -outfile=c.m4a -convert_to=AAC &&
+    wm -infile=c.m4a -outfile=c.flac -convert_to=FLAC -dspeffect1="BitDepth=bits=24"
+check "FLAC to MP3 to Opus to M4A to FLAC keeps the track gain" \
+    same "$(flac_tag c.flac REPLAYGAIN_TRACK_GAIN)" "$(flac_tag t1.flac REPLAYGAIN_TRACK_GAIN)"
 
 # --- Opus (R128_TRACK_GAIN, Q7.8 to -23 LUFS) and Vorbis: the comment header paged again ---
 # The scan measures what the encoder gets: it matches loudgain on the source exactly. On the
@@ -186,6 +208,14 @@ wine "$stage/WavemillBatch.exe" -convert_to=FLAC -replaygain=album -out=one albu
 check "an album of one track: album gain = track gain" \
     same "$(flac_tag one/t3.flac REPLAYGAIN_ALBUM_GAIN)" "$(flac_tag one/t3.flac REPLAYGAIN_TRACK_GAIN)"
 
+# Album gain written into M4A and Opus outputs, each format's way.
+wine "$stage/WavemillBatch.exe" -convert_to=AAC -replaygain=album -out=aac album </dev/null >batch.out 2>&1
+check "album gain into AAC outputs: the free-form atom in every one" \
+    test "$(for t in t1 t2 t3 t4; do probe_tag aac/$t.m4a replaygain_album_gain; done | grep -c ' dB$')" -eq 4
+wine "$stage/WavemillBatch.exe" -convert_to=Opus -replaygain=album -out=opus album </dev/null >batch.out 2>&1
+check "album gain into Opus outputs: R128_ALBUM_GAIN, one value for all" \
+    test "$(for t in t1 t2 t3 t4; do opusinfo opus/$t.opus | sed -n 's/^[[:space:]]*R128_ALBUM_GAIN=//p'; done | sort -u | grep -c .)" -eq 1
+
 # --- -albumloudness: one gain for the whole album, measured first, under the true-peak ceiling ---
 wine "$stage/WavemillBatch.exe" -convert_to=FLAC -albumloudness=-16 -out=lev album </dev/null >batch.out 2>&1
 check "-albumloudness=-16 exits 0" test $? -eq 0
@@ -208,4 +238,8 @@ check "-replaygain=album is the batch's: the converter refuses it" \
     grep -q "album gain is WavemillBatch.exe's" wm.err
 wm -infile=t1.wav -outfile=a.flac -convert_to=FLAC -truepeak
 check "-truepeak without -replaygain is refused" test $? -eq 1
+# The scripted test encoder (tests/plugins) converting the source itself.
+wm -infile=t1.wav -outfile=raw.raw -convert_to=TestEnc -raw=1 -replaygain
+check "an encoder that converts the source itself: -replaygain fails, saying why" \
+    test "$?:$(grep -c 'nothing was measured' wm.err)" = 1:1
 e2e_verdict replaygain

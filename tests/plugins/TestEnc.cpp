@@ -120,7 +120,7 @@ WM_PLUGIN_EXPORT uint32_t ENC_Get(void* instance, const WmChar* name, PluginValu
         value->pointer1 = const_cast<char16_t*>(u".raw");
         return 1;
     }
-    return n == u"SendOverReplayGainTags" && e->Flag(u"replaygain");
+    return n == u"SendOverReplayGainTags" && e->Flag(u"sendreplaygain");
 }
 
 WM_PLUGIN_EXPORT uint32_t ENC_Set(void* instance, const WmChar* name, PluginValue* value) {

@@ -76,3 +76,30 @@ TEST(Mp4Atoms, GaplessInfoInTheFormITunesWrites) {
               " 00000000 00000400 000002A7 0000000000035D59 00000000 00000000 00000000 "
               "00000000 00000000 00000000 00000000 00000000");
 }
+
+TEST(Mp4Atoms, ReplacingKeepsOtherAtomsAndLeavesOneAtomPerName) {
+    Bytes moov = Movie();
+    ASSERT_TRUE(AddFreeFormAtoms(moov, {{"replaygain_track_gain", "+9.99 dB"}, {"MOOD", "calm"}}));
+    ASSERT_TRUE(wm::codec::ReplaceFreeFormAtoms(
+        moov, {{"REPLAYGAIN_TRACK_GAIN", "-6.52 dB"}, {"replaygain_album_gain", "-7.00 dB"}}));
+    const std::string text(moov.begin(), moov.end());
+    EXPECT_EQ(Get32(moov, 0), moov.size());
+    EXPECT_EQ(text.find("+9.99 dB"), std::string::npos);
+    EXPECT_NE(text.find("-6.52 dB"), std::string::npos);
+    EXPECT_NE(text.find("-7.00 dB"), std::string::npos);
+    EXPECT_NE(text.find("calm"), std::string::npos);                    // another name stays
+    EXPECT_NE(text.find(std::string("\xA9nam", 4)), std::string::npos); // and the standard atoms
+    size_t gains = 0;
+    for (size_t at = 0; (at = text.find("_GAIN", at)) != std::string::npos; ++at)
+        ++gains;
+    for (size_t at = 0; (at = text.find("_gain", at)) != std::string::npos; ++at)
+        ++gains;
+    EXPECT_EQ(gains, 2u); // one atom each for the track and the album gain
+    const size_t ilst = 8 + 108 + 48 + 8 + 12 + 33;
+    uint32_t children = 0;
+    for (size_t at = ilst + 8; at < ilst + Get32(moov, ilst); at += Get32(moov, at))
+        children += Get32(moov, at);
+    EXPECT_EQ(children + 8, Get32(moov, ilst)); // the list's size is its children's
+    Bytes bare = Movie(false);
+    EXPECT_FALSE(wm::codec::ReplaceFreeFormAtoms(bare, {{"a", "b"}}));
+}
