@@ -44,14 +44,13 @@ String LoudnessRecordPath(const ConversionSetup& setup, uint32_t number) {
 
 bool Conversion::WriteCommandFile(const String& namesBase) {
     commandFile_ = setup_.commandFolder + u"job" + IntToText(number_) + u".twcmd";
-    String options = OptionText(u"infile", plan_.source.path) + OptionText(u"outfile", temp_) +
-                     OptionText(u"convert_to", setup_.codec) +
-                     OptionText(u"evtquit", namesBase + u"quit") +
-                     OptionText(u"evtafterconvseterror", namesBase + u"fail") +
-                     OptionText(u"evtwatchdog", namesBase + u"beat") +
-                     OptionText(u"shrbytesencoded", namesBase + u"bytes") +
-                     TrackOption(plan_.source) + setup_.passThrough + plan_.options +
-                     plan_.extraOptions;
+    String options =
+        OptionText(u"infile", plan_.source.path) + OptionText(u"outfile", temp_) +
+        OptionText(u"convert_to", setup_.codec) + OptionText(u"evtquit", namesBase + u"quit") +
+        OptionText(u"evtafterconvseterror", namesBase + u"fail") +
+        OptionText(u"evtwatchdog", namesBase + u"beat") +
+        OptionText(u"shrbytesencoded", namesBase + u"bytes") + TrackOption(plan_.source) +
+        setup_.passThrough + plan_.options + plan_.extraOptions;
     if (setup_.loudnessRecords)
         options += OptionText(u"loudnessrecord", LoudnessRecordPath(setup_, number_));
     FileAccess file;

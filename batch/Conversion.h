@@ -23,7 +23,7 @@ struct PlannedConversion {
     SourceFile source;
     String output;
     uint64_t sourceBytes = 0;
-    String options; // this file's own, after the batch's: effects that adapt it to the encoder
+    String options;      // this file's own, after the batch's: effects that adapt it to the encoder
     String extraOptions; // after those: the Volume effect that brings its album to a loudness
 };
 

@@ -100,8 +100,7 @@ SourceScan ScanInputs(const StringList& inputs, const StringList& extensions,
     return scan;
 }
 
-SourceFacts ReadSourceFacts(const String& path, const String& programFolder,
-                            const String& track) {
+SourceFacts ReadSourceFacts(const String& path, const String& programFolder, const String& track) {
     auto tags = std::make_shared<IDTagSet>();
     SourceShape shape;
     clTwDecoder decoder;

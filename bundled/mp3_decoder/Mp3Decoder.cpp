@@ -241,7 +241,7 @@ mpg123_ssize_t Mp3Decoder::OnRead(void* handle, void* buffer, size_t bytes) {
     Mp3Decoder& d = *Self(handle);
     const uint64_t left = d.audioEnd_ - d.audioStart_ - d.readAt_;
     const size_t n = d.file_.Read(d.audioStart_ + d.readAt_, buffer,
-                                    static_cast<size_t>(std::min<uint64_t>(bytes, left)));
+                                  static_cast<size_t>(std::min<uint64_t>(bytes, left)));
     d.readAt_ += n;
     return static_cast<mpg123_ssize_t>(n);
 }

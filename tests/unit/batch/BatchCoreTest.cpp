@@ -157,9 +157,11 @@ TEST(Adaptation, EachSourceIsFittedToWhatTheEncoderTakes) {
     EXPECT_TRUE(AdaptTo({44100, 2, 32, true}, LimitsOf(u"MP3")).effects.empty());
     EXPECT_TRUE(AdaptTo({7, 12, 64, true}, LimitsOf(u"Opus")).effects.empty());
 
-    EXPECT_EQ(AdaptingEffectOptions({u"Channels=channels=2"}, u" -V=\"2\" -dspeffect2=\"Volume=gain=-1\""),
+    EXPECT_EQ(AdaptingEffectOptions({u"Channels=channels=2"},
+                                    u" -V=\"2\" -dspeffect2=\"Volume=gain=-1\""),
               u" -dspeffect3=\"Channels=channels=2\"");
-    EXPECT_EQ(AdaptingEffectOptions({u"A=x", u"B=y"}, u""), u" -dspeffect1=\"A=x\" -dspeffect2=\"B=y\"");
+    EXPECT_EQ(AdaptingEffectOptions({u"A=x", u"B=y"}, u""),
+              u" -dspeffect1=\"A=x\" -dspeffect2=\"B=y\"");
 }
 
 TEST(Collisions, EachIsSettledByThePolicyInSourceOrder) {
