@@ -123,7 +123,7 @@ void TwWavemill::AfterConversion() {
 
 // An encoder that says it succeeded but wrote nothing must not make a run that says "done".
 // Only the output the run named is checked: an encoder that reported its own files named them,
-// and an ".IGNORE" output is never written.
+// an ".IGNORE" output is never written, and a device (NUL) takes the output without a file.
 void TwWavemill::CheckOutputWritten(const StringList& outputs) {
     if (status_.Failed() || QuitRequested() || outputs.size() != 1 ||
         outputs.front() != opt_.outputFile ||

@@ -96,6 +96,18 @@ String EnsureTrailingSeparator(StringView path) {
     return out;
 }
 
+bool IsDeviceName(StringView path) {
+    String name = FileNamePart(path);
+    name = name.substr(0, name.find(u'.'));
+    while (!name.empty() && name.back() == u' ')
+        name.pop_back();
+    for (const char16_t* device : {u"CON", u"PRN", u"AUX", u"NUL"})
+        if (EqualsNoCase(name, device))
+            return true;
+    return name.size() == 4 && (StartsWithNoCase(name, u"COM") || StartsWithNoCase(name, u"LPT")) &&
+           name[3] >= u'1' && name[3] <= u'9';
+}
+
 bool MayEnterFolder(StringView path) {
     while (!path.empty() && IsSeparator(path.back()))
         path.remove_suffix(1);

@@ -37,6 +37,9 @@ String ParentFolder(StringView path);
 bool StripToParent(String& path);
 // Appends "\" unless the text already ends with a separator.
 String EnsureTrailingSeparator(StringView path);
+// True when the path's file name is a device of Windows (CON, PRN, AUX, NUL, COM1-9, LPT1-9),
+// with or without an extension: "D:\x\nul.raw" writes to NUL and no file is ever made.
+bool IsDeviceName(StringView path);
 // False for the recycle bins and index folders of Windows and network storage boxes.
 bool MayEnterFolder(StringView path);
 

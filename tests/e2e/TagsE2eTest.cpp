@@ -86,7 +86,7 @@ TEST(EncoderTags, CommandLineAndSourceTagsAreMergedRewrittenAndCleaned) {
     }
 
     // An effect that changes the level drops the source's replay gain; the user's -tag stands.
-    r = RunWavemill(args + u" -replaygain=1 -dspeffect1=\"TestDsp=live=1 level=1\"" +
+    r = RunWavemill(args + u" -sendreplaygain=1 -dspeffect1=\"TestDsp=live=1 level=1\"" +
                     u" -tag=\"replaygain_album_gain=-4.2 dB\"");
     ASSERT_EQ(r.exitCode, 0) << r.err;
     got = ReadBlock(dump);

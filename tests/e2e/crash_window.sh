@@ -98,12 +98,12 @@ status=$?
 second=""
 [ "$status" -eq 0 ] || fail "the second copy ended with $status, not 0"
 
-# 2. A crash in the decoder opens the window through the second copy.
+# 2. A crash in the decoder opens the window through the second copy (the run itself fails).
 printf 'block 4000 4\ncrash access\n' >"$out/crash.wmt"
 (cd "$out" && timeout 120 wine "$stage/Wavemill.exe" -infile=crash.wmt -outfile=out.raw \
     -convert_to=TestEnc -silent >"$out/crash-run.log" 2>&1)
 status=$?
-[ "$status" -eq 0 ] || fail "the crashed run ended with $status, not 0"
+[ "$status" -eq 1 ] || fail "the crashed run ended with $status, not 1 (a crash fails the run)"
 window=$(find_window)
 [ -n "$window" ] || fail "no window titled '$title' after the crash"
 focus "$window"

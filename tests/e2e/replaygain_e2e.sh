@@ -188,21 +188,22 @@ done
 wm -infile=t1.wav -outfile=bad/b1.flac -convert_to=FLAC -tag="album=Broken" -tag="artist=A"
 wm -infile=t2.wav -outfile=bad/b2.flac -convert_to=FLAC -tag="album=Broken" -tag="artist=A"
 head -c 30000 bad/b2.flac >bad/b2-cut.flac && rm bad/b2.flac
+# A folder given keeps its name under -out (out/album/...), as a copy would.
 wine "$stage/WavemillBatch.exe" -convert_to=FLAC -replaygain=album -truepeak -jobs=2 -out=out \
     -report=report.csv album bad </dev/null >batch.out 2>&1
 check "batch with a failed track exits 1" test $? -eq 1
-read -r alufs apeak again < <(loudgain -O -q -a out/t?.flac | awk -F'\t' '$1 == "Album" {sub(/ LUFS/, "", $2); sub(/ dB/, "", $9); print $2, $4, $9}')
+read -r alufs apeak again < <(loudgain -O -q -a out/album/t?.flac | awk -F'\t' '$1 == "Album" {sub(/ LUFS/, "", $2); sub(/ dB/, "", $9); print $2, $4, $9}')
 for t in t1 t2 t3 t4; do
-    got=$(flac_tag out/$t.flac REPLAYGAIN_ALBUM_GAIN)
+    got=$(flac_tag out/album/$t.flac REPLAYGAIN_ALBUM_GAIN)
     check "$t: album gain $got within 0.05 dB of loudgain -a's $again dB" near "${got% dB}" "$again" 0.05
     check "$t: album peak within 0.05 dB of loudgain's" \
-        peaks_near "$(flac_tag out/$t.flac REPLAYGAIN_ALBUM_PEAK)" "$apeak" 0.05
+        peaks_near "$(flac_tag out/album/$t.flac REPLAYGAIN_ALBUM_PEAK)" "$apeak" 0.05
 done
-mean=$(for t in t1 t2 t3 t4; do loudgain_of out/$t.flac; done | awk '{s += $1} END {printf "%.2f", s / 4}')
+mean=$(for t in t1 t2 t3 t4; do loudgain_of out/album/$t.flac; done | awk '{s += $1} END {printf "%.2f", s / 4}')
 echo "     album: $alufs LUFS gated together; the mean of its tracks would be $mean"
 check "the album's loudness is not the mean of its tracks'" awk -v a="$alufs" -v m="$mean" 'BEGIN { exit !(a - m > 1) }'
 check "a failed track leaves its album without album gain" \
-    test "$(metaflac --export-tags-to=- out/b1.flac | grep -c REPLAYGAIN_ALBUM):$(flac_tag out/b1.flac REPLAYGAIN_TRACK_GAIN | grep -c dB)" = 0:1
+    test "$(metaflac --export-tags-to=- out/bad/b1.flac | grep -c REPLAYGAIN_ALBUM):$(flac_tag out/bad/b1.flac REPLAYGAIN_TRACK_GAIN | grep -c dB)" = 0:1
 check "the report says why" grep -q 'b1.flac.*no album gain: another track of its album failed (b2-cut.flac failed)' report.csv
 wine "$stage/WavemillBatch.exe" -convert_to=FLAC -replaygain=album -out=one album/t3.flac </dev/null >batch.out 2>&1
 check "an album of one track: album gain = track gain" \
@@ -211,23 +212,23 @@ check "an album of one track: album gain = track gain" \
 # Album gain written into M4A and Opus outputs, each format's way.
 wine "$stage/WavemillBatch.exe" -convert_to=AAC -replaygain=album -out=aac album </dev/null >batch.out 2>&1
 check "album gain into AAC outputs: the free-form atom in every one" \
-    test "$(for t in t1 t2 t3 t4; do probe_tag aac/$t.m4a replaygain_album_gain; done | grep -c ' dB$')" -eq 4
+    test "$(for t in t1 t2 t3 t4; do probe_tag aac/album/$t.m4a replaygain_album_gain; done | grep -c ' dB$')" -eq 4
 wine "$stage/WavemillBatch.exe" -convert_to=Opus -replaygain=album -out=opus album </dev/null >batch.out 2>&1
 check "album gain into Opus outputs: R128_ALBUM_GAIN, one value for all" \
-    test "$(for t in t1 t2 t3 t4; do opusinfo opus/$t.opus | sed -n 's/^[[:space:]]*R128_ALBUM_GAIN=//p'; done | sort -u | grep -c .)" -eq 1
+    test "$(for t in t1 t2 t3 t4; do opusinfo opus/album/$t.opus | sed -n 's/^[[:space:]]*R128_ALBUM_GAIN=//p'; done | sort -u | grep -c .)" -eq 1
 
 # --- -albumloudness: one gain for the whole album, measured first, under the true-peak ceiling ---
 wine "$stage/WavemillBatch.exe" -convert_to=FLAC -albumloudness=-16 -out=lev album </dev/null >batch.out 2>&1
 check "-albumloudness=-16 exits 0" test $? -eq 0
-read -r alufs apeak again < <(loudgain -O -q -a lev/t?.flac | awk -F'\t' '$1 == "Album" {sub(/ LUFS/, "", $2); print $2, $4}')
+read -r alufs apeak again < <(loudgain -O -q -a lev/album/t?.flac | awk -F'\t' '$1 == "Album" {sub(/ LUFS/, "", $2); print $2, $4}')
 echo "     leveled album: $alufs LUFS, true peak $apeak"
 check "the album measures -16 LUFS within 0.1 LU" near "$alufs" -16 0.1
 before=$(for t in t1 t2; do loudgain_of $t.wav; done | awk 'NR == 1 {a = $1} NR == 2 {printf "%.2f", a - $1}')
-after=$(for t in t1 t2; do loudgain_of lev/$t.flac; done | awk 'NR == 1 {a = $1} NR == 2 {printf "%.2f", a - $1}')
+after=$(for t in t1 t2; do loudgain_of lev/album/$t.flac; done | awk 'NR == 1 {a = $1} NR == 2 {printf "%.2f", a - $1}')
 check "the interlude stays $before dB below the loud track ($after)" near "$after" "$before" 0.05
 check "one loudness for the album: no Normalize per track" test "$(awk -v b="$before" 'BEGIN { print (b > 15) }')" = 1
 wine "$stage/WavemillBatch.exe" -convert_to=FLAC -albumloudness=-5 -out=loud album </dev/null >batch.out 2>&1
-read -r alufs apeak again < <(loudgain -O -q -a loud/t?.flac | awk -F'\t' '$1 == "Album" {sub(/ LUFS/, "", $2); print $2, $4}')
+read -r alufs apeak again < <(loudgain -O -q -a loud/album/t?.flac | awk -F'\t' '$1 == "Album" {sub(/ LUFS/, "", $2); print $2, $4}')
 echo "     -5 LUFS asked: $alufs LUFS, true peak $apeak"
 check "a target above the ceiling: the true peak stays at -1 dBTP" peaks_near "$apeak" 0.891251 0.1
 check "a target above the ceiling: the album stays below it" awk -v a="$alufs" 'BEGIN { exit !(a < -5.5) }'

@@ -387,6 +387,12 @@ void CheckDamagedCopies(clTwDecoder& decoder, const String& sample, const Decode
     report.Passed("damaged copies of the sample (empty, cut mid-frame, zeroed end)");
 }
 
+// A file name without its extension.
+String StemOf(const String& name) {
+    const size_t dot = name.rfind(u'.');
+    return dot == String::npos ? name : name.substr(0, dot);
+}
+
 // One sample, decoded whole: its extension must be one the decoder claims.
 bool DecodeSample(clTwDecoder& decoder, const String& sample, const StringList& extensions,
                   Decoded& out, Report& report) {
@@ -404,19 +410,33 @@ bool DecodeSample(clTwDecoder& decoder, const String& sample, const StringList& 
 }
 
 // The host's decoders hold the file only between "Open" and "Close": a user deletes or replaces
-// a source after converting it.
+// a source after converting it. The sample is copied with the files beside it of its own stem
+// (a cue sheet's image), and every copy must be free again after "Close".
 void CheckCloseReleasesFile(clTwDecoder& decoder, const String& sample, Report& report) {
-    const String copy = NewWorkFolder("close") + u"closed" + ExtensionOf(sample);
-    std::vector<uint8_t> bytes;
-    if (!ReadFileBytes(sample, bytes) || !WriteFileBytes(copy, bytes.data(), bytes.size()))
+    const String folder = NewWorkFolder("close");
+    const String stem = StemOf(FileNamePart(sample));
+    String copy;
+    std::vector<String> copies;
+    for (const String& name : FilesIn(FolderPart(sample))) {
+        std::vector<uint8_t> bytes;
+        if (!EqualsNoCase(StemOf(name), stem) || !ReadFileBytes(FolderPart(sample) + name, bytes) ||
+            !WriteFileBytes(folder + name, bytes.data(), bytes.size()))
+            continue;
+        copies.push_back(folder + name);
+        if (EqualsNoCase(name, FileNamePart(sample)))
+            copy = folder + name;
+    }
+    if (copy.empty())
         return;
     Decoded out;
     DecodeFile(decoder, copy, out, Mode::Repeat, report);
-    if (!DeleteFilePath(copy))
-        report.Violation(Rule::CloseKeepsFile,
-                         "the source cannot be deleted after \"Close\" (win:" +
-                             std::to_string(::GetLastError()) +
-                             "): close every handle on the file in \"Close\"");
+    for (const String& path : copies)
+        if (!DeleteFilePath(path))
+            report.Violation(Rule::CloseKeepsFile,
+                             "'" + Narrow(FileNamePart(path)) +
+                                 "' cannot be deleted after \"Close\" (win:" +
+                                 std::to_string(::GetLastError()) +
+                                 "): close every handle on the file in \"Close\"");
 }
 
 // Leaks, two instances at once and the tag writer, all on the first sample.
