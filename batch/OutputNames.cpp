@@ -13,21 +13,6 @@ namespace {
 constexpr StringView kTempMark = u".wmbatch-part";
 constexpr size_t kMaxNamePart = 200;
 
-bool IsDeviceName(StringView name) {
-    static constexpr std::array<StringView, 6> kDevices = {u"CON", u"PRN", u"AUX",
-                                                           u"NUL", u"COM", u"LPT"};
-    const StringView stem = name.substr(0, name.find(u'.'));
-    for (StringView d : kDevices) {
-        if (EqualsNoCase(stem, d))
-            return true;
-        const bool numbered = d == u"COM" || d == u"LPT";
-        if (numbered && stem.size() == 4 && StartsWithNoCase(stem, d) && stem[3] >= u'1' &&
-            stem[3] <= u'9')
-            return true;
-    }
-    return false;
-}
-
 String ReplaceExtension(StringView path, StringView extension) {
     const String ext = ExtensionOf(path);
     return String(path.substr(0, path.size() - ext.size())) + String(extension);
