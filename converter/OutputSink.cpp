@@ -31,7 +31,8 @@ bool OutputSink::Prepare(const String& outputFile) {
     const String temporary = TemporaryOutputName(outputFile);
     if (FileExists(temporary))
         DeleteFilePath(temporary);
-    if (FileExists(outputFile))
+    // A device (NUL, "nul.raw") takes the output as it comes: it is no file to replace.
+    if (FileExists(outputFile) && !IsDeviceName(outputFile))
         temporary_ = temporary;
     return true;
 }
