@@ -432,11 +432,11 @@ void CheckCloseReleasesFile(clTwDecoder& decoder, const String& sample, Report& 
     DecodeFile(decoder, copy, out, Mode::Repeat, report);
     for (const String& path : copies)
         if (!DeleteFilePath(path))
-            report.Violation(Rule::CloseKeepsFile,
-                             "'" + Narrow(FileNamePart(path)) +
-                                 "' cannot be deleted after \"Close\" (win:" +
-                                 std::to_string(::GetLastError()) +
-                                 "): close every handle on the file in \"Close\"");
+            report.Violation(
+                Rule::CloseKeepsFile,
+                "'" + Narrow(FileNamePart(path)) +
+                    "' cannot be deleted after \"Close\" (win:" + std::to_string(::GetLastError()) +
+                    "): close every handle on the file in \"Close\"");
 }
 
 // Leaks, two instances at once and the tag writer, all on the first sample.

@@ -30,8 +30,8 @@ TEST(LongPathForm, SwitchesAtTheLimit) {
 }
 
 TEST(IsDeviceName, WindowsDevicesWithAnyExtensionButNotLookAlikes) {
-    for (const char16_t* device : {u"D:\\x\\nul.raw", u"NUL", u"con.txt", u"C:\\aux", u"lpt1.mp3",
-                                   u"COM9", u"prn .wav"})
+    for (const char16_t* device :
+         {u"D:\\x\\nul.raw", u"NUL", u"con.txt", u"C:\\aux", u"lpt1.mp3", u"COM9", u"prn .wav"})
         EXPECT_TRUE(IsDeviceName(device)) << Narrow(device);
     for (const char16_t* file : {u"D:\\nul\\a.raw", u"null.raw", u"com0.wav", u"lpt10", u"console",
                                  u"D:\\x\\anul.raw", u""})
