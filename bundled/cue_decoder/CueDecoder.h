@@ -6,7 +6,7 @@
 
 #include "bundled/codec/DecoderFrame.h"
 #include "bundled/cue/CueTracks.h"
-#include "bundled/cue_decoder/SiblingDecoder.h"
+#include "bundled/cue_decoder/SiblingCatalog.h"
 
 #include <vector>
 

@@ -57,6 +57,8 @@ dsp() {
         >format.txt 2>err.txt </dev/null
     status=$?
     format=$(tr -d '\r' <format.txt)
+    # A failed run says why: dsprun's own line, or Wine's.
+    [ "$status" -eq 0 ] || echo "     dsprun $* ended with $status: $(tr -d '\0\r' <err.txt | head -c 400)"
     # shellcheck disable=SC2046
     [ "$status" -ne 0 ] || sox -V1 $(raw_options "$format") out.raw "$out"
     rm -f in.raw out.raw

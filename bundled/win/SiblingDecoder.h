@@ -1,5 +1,6 @@
-// The other decoder plug-ins in the cue decoder's own folder, bound through their public entry
-// points: the image of a disc is read by whichever of them reads its file.
+// Another decoder plug-in in this plug-in's own folder, bound through its public entry points:
+// a plug-in hands it the files it does not read itself (a compressed WAV, FLAC in Ogg, a disc
+// image) without importing anything of it.
 #pragma once
 
 #include "process/UniqueHandle.h"
@@ -7,21 +8,12 @@
 
 #include <sdk/wavemill_plugin.h>
 
-#include <vector>
-
 namespace wm::bundled {
 
-// A decoder library beside this one and the extensions it reads.
-struct SiblingLibrary {
-    String path;
-    StringList extensions;
-};
-
-// The decoder libraries beside this one (itself left out), each asked once what it reads.
-std::vector<SiblingLibrary> SiblingCatalog();
-
-// Every extension in the catalog.
-StringList CatalogExtensions(const std::vector<SiblingLibrary>& catalog);
+// The full path of `name` in the folder of the plug-in this code is linked into.
+String SiblingLibraryPath(StringView name);
+// The full path of that plug-in itself.
+String ThisLibraryPath();
 
 class SiblingDecoder {
   public:
@@ -33,10 +25,11 @@ class SiblingDecoder {
     // Creates a fresh instance of the library, which stays loaded while the same one is asked
     // for again: loading and freeing a library for every file would cost memory each time.
     bool Load(const String& libraryPath);
-    // The extensions it answers to "Decodes".
+    // The extensions it answers to "Decodes"; a list without end is cut at 1,000.
     StringList Extensions();
     uint32_t Open(DecodeOpenInfo& info) { return open_(instance_, &info); }
     uint32_t DecodeBlock(AudioBlockInfo& block) { return decode_(instance_, &block); }
+    uint32_t SetPosition(uint64_t ms) { return seek_(instance_, ms); }
     // Its reason for the last failure, or empty.
     String LastError();
     // Closes the file and destroys the instance; the library stays.
@@ -55,12 +48,8 @@ class SiblingDecoder {
     WmDecOpen open_ = nullptr;
     WmDecClose close_ = nullptr;
     WmDecDecodeBlock decode_ = nullptr;
+    WmDecSetPosition seek_ = nullptr;
     void* instance_ = nullptr;
 };
-
-// Opens `info.path` (info zeroed but for path and mode) with the library that claims its
-// extension, else with the first that opens it. False with the claiming decoder's reason.
-bool OpenWithSibling(SiblingDecoder& decoder, const std::vector<SiblingLibrary>& catalog,
-                     DecodeOpenInfo& info, String& reason);
 
 } // namespace wm::bundled
