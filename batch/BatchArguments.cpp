@@ -125,6 +125,31 @@ bool CheckComplete(const BatchOptions& o, String& error) {
     return error.empty();
 }
 
+// One option with its value (empty for a flag): the batch's own, or one for every conversion.
+bool TakeOption(const String& name, const String& value, BatchOptions& o, String& error) {
+    if (EqualsNoCase(name, u"overwrite"))
+        o.overwrite = true;
+    else if (EqualsNoCase(name, u"copysame"))
+        o.copySame = true;
+    else if (EqualsNoCase(name, u"noadapt"))
+        o.adapt = false;
+    else if (EqualsNoCase(name, u"hiddentrack"))
+        o.hiddenTrack = true;
+    else if (EqualsNoCase(name, u"replaygain"))
+        return TakeReplayGain(value, o, error);
+    else if (IsFlag(name))
+        o.help = true;
+    else if (IsIn(name, kValued)) {
+        if (value.empty()) {
+            error = u"-" + name + u" needs a value.";
+            return false;
+        }
+        return TakeBatchOption(name, value, o, error);
+    } else
+        o.passThrough += OptionText(name, value);
+    return true;
+}
+
 } // namespace
 
 String TrackOption(const SourceFile& source) {
@@ -164,28 +189,8 @@ bool ParseBatchArguments(const StringList& args, const PathExists& exists, Batch
             error = u"-" + name + u" is set by the batch for each conversion.";
             return false;
         }
-        if (EqualsNoCase(name, u"overwrite"))
-            o.overwrite = true;
-        else if (EqualsNoCase(name, u"copysame"))
-            o.copySame = true;
-        else if (EqualsNoCase(name, u"noadapt"))
-            o.adapt = false;
-        else if (EqualsNoCase(name, u"hiddentrack"))
-            o.hiddenTrack = true;
-        else if (EqualsNoCase(name, u"replaygain")) {
-            if (!TakeReplayGain(value, o, error))
-                return false;
-        } else if (IsFlag(name))
-            o.help = true;
-        else if (IsIn(name, kValued)) {
-            if (value.empty()) {
-                error = u"-" + name + u" needs a value.";
-                return false;
-            }
-            if (!TakeBatchOption(name, value, o, error))
-                return false;
-        } else
-            o.passThrough += OptionText(name, value);
+        if (!TakeOption(name, value, o, error))
+            return false;
     }
     return CheckComplete(o, error);
 }
