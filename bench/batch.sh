@@ -1,7 +1,7 @@
 #!/bin/bash
 # WavemillBatch.exe on many files: COUNT (default 200) sources of LENGTH (default 30) seconds of
 # CD audio to FLAC -5 and to
-# MP3 -V 2, the batch with 2 jobs against a sequential loop of Wavemill.exe (both under Wine) and
+# MP3 -V 2 (CODECS="FLAC MP3"), the batch with 2 jobs against a sequential loop of Wavemill.exe (both under Wine) and
 # against `xargs -P 2` running the native flac and lame; plus the batch's own CPU time and peak
 # memory next to its converters'. One run each (the batch is minutes long). Details go to
 # bench/out/batch.log.
@@ -75,7 +75,7 @@ sequential() {
 }
 
 printf '%-12s %10s %10s %10s %8s %8s\n' codec batch-2 loop-1 xargs-2 vs-loop vs-native
-for codec in FLAC MP3; do
+for codec in ${CODECS:-FLAC MP3}; do
     if [ $codec = FLAC ]; then ext=flac opt=-5 native='flac -s -f -5 -o batch-out/$(basename {} .wav).flac {}'
     else ext=mp3 opt="-V 2" native='lame --silent -V 2 {} batch-out/$(basename {} .wav).mp3'
     fi

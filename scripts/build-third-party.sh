@@ -150,6 +150,34 @@ build_libvorbis() {
     cp "$src/COPYING" "$prefix/licenses/libvorbis.txt"
 }
 
+# mingw-w64's own maths functions are x87 code (exp2 through f2xm1, log2 through fyl2x, cos
+# through fcos); FFmpeg's AAC coder calls them per band and per coefficient, where glibc's SSE
+# versions run several times faster. musl's C versions of exactly those functions (the same
+# table-driven algorithms glibc uses) are built into a static library that FFmpeg links ahead of
+# the toolchain's.
+build_musl() {
+    local src functions obj=$out/build/musl shim=$out/build/musl/shim
+    rm -rf "$out/src/musl" && mkdir -p "$out/src/musl"
+    tar xf "$(ls "$sources"/musl/*.orig.tar.* | grep -v '\.asc$')" -C "$out/src/musl"
+    src=$(ls -d "$out/src/musl"/musl-*)
+    functions="exp exp2 expf exp2f log log2 logf log2f pow powf cbrtf cos sin sincos cosf sinf
+        sincosf ldexp scalbn frexp __cos __sin __cosdf __sindf __rem_pio2 __rem_pio2f
+        __rem_pio2_large exp_data exp2f_data log_data log2_data logf_data log2f_data pow_data
+        powf_data __math_divzero __math_divzerof __math_invalid __math_invalidf __math_oflow
+        __math_oflowf __math_uflow __math_uflowf __math_xflow __math_xflowf"
+    rm -rf "$obj" && mkdir -p "$shim"
+    # The two headers of musl's own C library that its maths sources expect.
+    printf '#define __LITTLE_ENDIAN 1234\n#define __BIG_ENDIAN 4321\n#define __BYTE_ORDER __LITTLE_ENDIAN\n' >"$shim/endian.h"
+    printf '#define weak __attribute__((__weak__))\n' >"$shim/features.h"
+    cp "$src/arch/generic/fp_arch.h" "$shim/"
+    for f in $functions; do
+        $CC -O2 -std=gnu99 -fno-math-errno -Dhidden= -I"$shim" -I"$src/src/internal" \
+            -c "$src/src/math/$f.c" -o "$obj/$f.o"
+    done
+    $host-ar rcs "$prefix/lib/libmuslmaths.a" "$obj"/*.o
+    cp "$src/COPYRIGHT" "$prefix/licenses/musl.txt"
+}
+
 # FFmpeg's codecs and formats the plug-ins use, and nothing else: the M4A coders (AAC, ALAC),
 # the decoders of every other format they read, the compressed WAV formats (the wav demuxer reads
 # them for the WAV decoder) and Ogg (the ogg demuxer reads FLAC in Ogg for the Ogg decoders). LGPL only (no --enable-gpl, no non-free parts); no programs or
@@ -187,7 +215,7 @@ build_ffmpeg() {
         --disable-everything --disable-avdevice --disable-avfilter --disable-swscale \
         --disable-postproc --disable-pthreads --enable-w32threads --enable-protocol=file \
         --enable-encoder=aac,alac --enable-muxer=ipod,mp4 "${flags[@]}" \
-        --extra-ldflags=-static >configure.out && cat configure.out &&
+        --extra-ldflags="-static -L$prefix/lib" --extra-libs=-lmuslmaths >configure.out && cat configure.out &&
         grep -q "License: LGPL version 2.1 or later" configure.out &&
         make -j "$jobs" && make install)
     cp "$src/COPYING.LGPLv2.1" "$prefix/licenses/FFmpeg.txt"
@@ -202,10 +230,11 @@ strip_shared() {
 }
 
 ogg_libs="libogg opus libopusenc opusfile libvorbis"
-for lib in flac lame mpg123 libsoxr libebur128 $ogg_libs ffmpeg; do
+for lib in flac lame mpg123 libsoxr libebur128 $ogg_libs musl ffmpeg; do
     # The stamp names the version and a hash of the recipe, so a change of flags rebuilds.
     helpers="cmake_lib unpack"
     [[ " $ogg_libs " == *" $lib "* ]] && helpers="$helpers autotools_lib debian_patch"
+    [ "$lib" = ffmpeg ] && helpers="$helpers build_musl" # FFmpeg links musl's maths
     recipe=$(declare -f "build_$lib" $helpers | sha1sum | cut -c1-12)
     stamp="$prefix/.built-$lib-$(version_of $lib)-$recipe"
     [ -f "$stamp" ] && continue
