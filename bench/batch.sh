@@ -1,10 +1,9 @@
 #!/bin/bash
 # WavemillBatch.exe on many files: COUNT (default 200) sources of LENGTH (default 30) seconds of
-# CD audio to FLAC -5 and to
-# MP3 -V 2 (CODECS="FLAC MP3"), the batch with 2 jobs against a sequential loop of Wavemill.exe (both under Wine) and
-# against `xargs -P 2` running the native flac and lame; plus the batch's own CPU time and peak
-# memory next to its converters'. One run each (the batch is minutes long). Details go to
-# bench/out/batch.log.
+# CD audio to FLAC -5 and to MP3 -V 2 (CODECS="FLAC MP3" picks them), the batch with 2 jobs
+# against a sequential loop of Wavemill.exe (both under Wine) and against `xargs -P 2` running the
+# native flac and lame; plus the batch's own CPU time and peak memory next to its converters'. One
+# run each (the batch is minutes long). Details go to bench/out/batch.log.
 set -euo pipefail
 export LC_ALL=C.UTF-8 # Wine builds the command line through the locale
 
