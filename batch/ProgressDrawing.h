@@ -22,7 +22,8 @@ class ProgressScreen {
 
     virtual ~ProgressScreen() = default;
 
-    // Whether the rows below can be moved to and written again; only then are the rest used.
+    // Whether rows already written can be gone back to and written again; the calls below
+    // Write are made only then.
     virtual bool Rewritable() const = 0;
     // Writes at the cursor. A console wraps a long text onto the rows below, "\r\n" starts the
     // next row, and writing at the bottom scrolls.
