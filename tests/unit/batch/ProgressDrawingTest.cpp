@@ -186,7 +186,7 @@ TEST(ProgressDrawing, AShorterBlockLeavesNothingOfTheLongerOne) {
     drawing.Refresh(one, 800);
     EXPECT_EQ(console.Seen(), Block(one, 800, kWidth));
 
-    // A line that stays, longer than the block it replaces, then a block longer than before.
+    // A line that stays where the short block was, then the long block again below it.
     drawing.Line(u"done");
     drawing.Refresh(three, 900);
     EXPECT_EQ(console.Seen(), StringList{u"done"} + Block(three, 900, kWidth));
