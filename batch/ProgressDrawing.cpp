@@ -1,6 +1,7 @@
 #include "batch/ProgressDrawing.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace wm {
 
@@ -9,20 +10,47 @@ namespace {
 // A plain progress line at most this often: enough for a log, few enough to read.
 constexpr uint64_t kPlainEveryMs = 10000;
 
-bool IsHighSurrogate(char16_t c) {
-    return c >= 0xD800 && c <= 0xDBFF;
+// Characters that a terminal shows in two columns (East Asian wide and full-width, emoji).
+// Wine's console keeps each in one cell of its buffer but its terminal shows two, and newer
+// Windows consoles give them two cells: a block line is measured as shown, so it never runs
+// past the right edge.
+bool IsWide(char32_t c) {
+    return (c >= 0x1100 && c <= 0x115F) || (c >= 0x2E80 && c <= 0xA4CF) ||
+           (c >= 0xAC00 && c <= 0xD7A3) || (c >= 0xF900 && c <= 0xFAFF) ||
+           (c >= 0xFE30 && c <= 0xFE4F) || (c >= 0xFF00 && c <= 0xFF60) ||
+           (c >= 0xFFE0 && c <= 0xFFE6) || (c >= 0x1F300 && c <= 0x1F64F) ||
+           (c >= 0x1F900 && c <= 0x1F9FF) || (c >= 0x20000 && c <= 0x3FFFD);
+}
+
+// The character at `at` and how many UTF-16 units it takes.
+std::pair<char32_t, size_t> CharacterAt(StringView text, size_t at) {
+    const char16_t first = text[at];
+    const bool pair = first >= 0xD800 && first <= 0xDBFF && at + 1 < text.size() &&
+                      text[at + 1] >= 0xDC00 && text[at + 1] <= 0xDFFF;
+    if (!pair)
+        return {first, 1};
+    return {0x10000 + ((char32_t(first) - 0xD800) << 10) + (text[at + 1] - 0xDC00), 2};
+}
+
+// A line cut to fit `columns` both in the console's cells (one a UTF-16 unit) and in the
+// columns shown, never through a character, then filled with spaces to that many.
+String FitToColumns(StringView line, size_t columns) {
+    String fitted;
+    size_t used = 0;
+    for (size_t at = 0; at < line.size();) {
+        const auto [c, units] = CharacterAt(line, at);
+        const size_t cost = std::max<size_t>(units, IsWide(c) ? 2 : 1);
+        if (used + cost > columns)
+            break;
+        fitted += line.substr(at, units);
+        used += cost;
+        at += units;
+    }
+    fitted.append(columns - used, u' ');
+    return fitted;
 }
 
 } // namespace
-
-String FitToColumns(StringView line, size_t columns) {
-    size_t keep = std::min(line.size(), columns);
-    if (keep < line.size() && keep > 0 && IsHighSurrogate(line[keep - 1]))
-        --keep; // half a character would show as garbage
-    String fitted(line.substr(0, keep));
-    fitted.resize(columns, u' ');
-    return fitted;
-}
 
 ProgressDrawing::ProgressDrawing(ProgressScreen& screen) : screen_(screen) {}
 
@@ -35,10 +63,20 @@ void ProgressDrawing::DrawBlock(const StringList& lines) {
     screen_.MoveToRow(row >= drawn_ ? row - drawn_ : 0);
     const size_t rows = std::max(lines.size(), drawn_);
     for (size_t i = 0; i < rows; ++i)
-        WriteRows(FitToColumns(i < lines.size() ? StringView(lines[i]) : StringView(), width));
+        DrawRow(FitToColumns(i < lines.size() ? StringView(lines[i]) : StringView(), width), width);
     if (rows > lines.size())
         screen_.MoveToRow(screen_.Where().row - (rows - lines.size()));
     drawn_ = lines.size();
+}
+
+// A row with wide characters has fewer units than the console has cells, so the cells at its
+// end would keep what was there: they are blanked first, in spaces that fill the row.
+void ProgressDrawing::DrawRow(StringView fitted, size_t width) {
+    if (fitted.size() < width) {
+        WriteRows(String(width, u' '));
+        screen_.MoveToRow(screen_.Where().row - 1);
+    }
+    WriteRows(fitted);
 }
 
 // A console moves to the next row by itself once a text fills the last cell of a row; a line

@@ -48,6 +48,7 @@ class ProgressDrawing {
 
   private:
     void DrawBlock(const StringList& lines);
+    void DrawRow(StringView fitted, size_t width);
     // Writes a text and ends its last row.
     void WriteRows(StringView text);
 
@@ -56,9 +57,5 @@ class ProgressDrawing {
     StringList block_;
     uint64_t lastPlainMs_ = 0;
 };
-
-// A line cut to at most `columns` cells without splitting a character, then filled with spaces
-// to exactly that many, so that it covers whatever was drawn on its row before.
-String FitToColumns(StringView line, size_t columns);
 
 } // namespace wm

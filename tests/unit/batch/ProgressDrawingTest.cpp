@@ -149,7 +149,7 @@ TEST(ProgressDrawing, LinesThatStayAreWholeAboveALiveBlockOfEveryRunningJob) {
     FakeConsole console(kWidth, 40);
     ProgressDrawing drawing(console);
 
-    const BatchProgressState first = Running(0, {u"Ünïcødé – 日本語.flac", u"b.wav"});
+    const BatchProgressState first = Running(0, {u"Ünïcødé – Ελληνικά.flac", u"b.wav"});
     drawing.Refresh(first, 1000);
     EXPECT_EQ(console.Seen(), Block(first, 1000, kWidth));
     for (size_t i = 0; i < first.running.size(); ++i)
@@ -235,6 +235,19 @@ TEST(ProgressDrawing, ALineCutToTheWidthKeepsCharactersWhole) {
     drawing.Line(u"\U0001F3B5 Ünïcødé");
     EXPECT_EQ(console.Seen(),
               (StringList{u"\U0001F3B5 Ünïcødé", Block(state, 0, kWidth)[0], u"  10%  abcdefgh"}));
+}
+
+TEST(ProgressDrawing, WideCharactersAreCutAsShownAndLeaveNothingOfTheOldRow) {
+    constexpr size_t kWidth = 20;
+    FakeConsole console(kWidth, 10);
+    ProgressDrawing drawing(console);
+
+    drawing.Refresh(Running(0, {u"an ascii name that fills the row.wav"}), 0);
+    ASSERT_EQ(console.Seen()[1], u"  10%  an ascii name");
+    // Seven columns, then six characters of two: a seventh would pass the edge as shown.
+    const BatchProgressState wide = Running(0, {u"日本語の長い曲名.wav"});
+    drawing.Refresh(wide, 0);
+    EXPECT_EQ(console.Seen(), (StringList{Block(wide, 0, kWidth)[0], u"  10%  日本語の長い"}));
 }
 
 TEST(ProgressDrawing, AtTheBottomTheConsoleScrollsAndNoLineIsOverwritten) {
