@@ -1,13 +1,9 @@
-// What the batch shows while it works. On a console: lines that stay (each file's end, whole)
-// above a block that is redrawn in place (the whole batch, then one line per running
-// conversion, each cut to the console's width).
-// Otherwise plain UTF-8 lines: each file's end, and the whole batch now and then.
+// What the batch shows while it works, on standard output: see ProgressDrawing for how it is
+// drawn on a console and elsewhere.
 #pragma once
 
-#include "batch/BatchProgress.h"
-#include "text/String.h"
-
-#include <windows.h>
+#include "batch/ConsoleScreen.h"
+#include "batch/ProgressDrawing.h"
 
 #include <cstdint>
 
@@ -25,15 +21,8 @@ class ProgressView {
     void Close();
 
   private:
-    void Write(StringView text);
-    void DrawBlock(const StringList& lines);
-
-    HANDLE out_;
-    bool console_ = false;
-    short width_ = 80;
-    size_t drawn_ = 0;
-    StringList block_;
-    uint64_t lastPlainMs_ = 0;
+    ConsoleScreen screen_;
+    ProgressDrawing drawing_;
 };
 
 // Standard error, as UTF-16 on a console and UTF-8 elsewhere.
