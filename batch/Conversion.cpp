@@ -52,9 +52,10 @@ bool Conversion::WriteCommandFile(const ParentObjectNames& names) {
         TrackOption(plan_.source) + setup_.passThrough + plan_.options + plan_.extraOptions;
     if (setup_.loudnessRecords)
         options += OptionText(option::kLoudnessRecord, LoudnessRecordPath(setup_, number_));
+    const std::string bytes = CommandFileBytes(options);
     FileAccess file;
     return file.Create(commandFile_) &&
-           file.Write(options.data(), static_cast<uint32_t>(options.size() * sizeof(char16_t)));
+           file.Write(bytes.data(), static_cast<uint32_t>(bytes.size()));
 }
 
 bool Conversion::Start(uint64_t nowMs) {

@@ -6,10 +6,15 @@
 
 #include "text/String.h"
 
+#include <string>
+
 namespace wm {
 
 // ` -name="value"`, or ` -name` for an empty value.
 String OptionText(StringView name, StringView value);
+
+// The command file's bytes: the option text as UTF-16LE, without a byte-order mark.
+std::string CommandFileBytes(StringView optionText);
 
 // What a parent starts the converter with: `-twcmd="<file>"`; the file's options replace it.
 String CommandFileArgument(StringView commandFile);

@@ -5,6 +5,7 @@
 #include "batch/BatchArguments.h"
 #include "batch/ParentLines.h"
 #include "contract/EncoderOptions.h"
+#include "converter/CommandFileText.h"
 #include "converter/CommandLineText.h"
 #include "converter/RunOptions.h"
 #include "protocol/CommandText.h"
@@ -145,6 +146,20 @@ TEST(OptionTable, TheConverterReadsTheObjectsAParentNames) {
         for (size_t j = i + 1; j < distinct.size(); ++j)
             EXPECT_NE(distinct[i], distinct[j]);
     EXPECT_EQ(StripWavemillCmds(store, 0), u"");
+}
+
+TEST(CommandFile, TheConverterReadsTheOptionsAParentWrites) {
+    const String options = OptionText(option::kInFile, u"C:\\Mü sik\\\U0001D11E.flac") +
+                           OptionText(option::kTag, u"title={qt}Ä{qt}") + OptionText(u"V", u"2");
+    const std::string bytes = CommandFileBytes(options);
+    ASSERT_EQ(bytes.size(), options.size() * 2);
+    EXPECT_EQ(bytes[2], '-');
+    EXPECT_EQ(bytes[3], '\0');
+    const OptionStore read = StoreOf(OptionTextOfCommandFile(bytes.data(), bytes.size()));
+    EXPECT_EQ(read.Value(option::kInFile), u"C:\\Mü sik\\\U0001D11E.flac");
+    EXPECT_EQ(read.Value(option::kTag), u"title={qt}Ä{qt}");
+    EXPECT_EQ(StripWavemillCmds(read, 0), u" -V=\"2\"");
+    EXPECT_EQ(StoreOf(CommandFileArgument(u"a b")).Value(option::kCommandFile), u"a b");
 }
 
 TEST(OptionTable, TheBatchRefusesExactlyTheOptionsAParentSets) {
