@@ -1,7 +1,9 @@
 #include "batch/Adaptation.h"
 
 #include "batch/BatchArguments.h"
+#include "protocol/ConverterOptions.h"
 #include "text/NumberText.h"
+#include "text/OptionStore.h"
 
 #include <algorithm>
 
@@ -13,19 +15,13 @@ String Number(uint64_t n) {
     return IntToText(static_cast<int64_t>(n));
 }
 
-// The highest N of the " -dspeffectN=" options in the text.
-int LastEffectNumber(StringView options) {
-    constexpr StringView kName = u" -dspeffect";
-    int last = 0;
-    for (size_t at = options.find(kName); at != StringView::npos;
-         at = options.find(kName, at + 1)) {
-        size_t end = at + kName.size();
-        while (end < options.size() && options[end] >= u'0' && options[end] <= u'9')
-            ++end;
-        if (end > at + kName.size())
-            last = std::max(last, static_cast<int>(TextToInt(
-                                      options.substr(at + kName.size(), end - at - kName.size()))));
-    }
+// The highest N of the -dspeffectN options in the text.
+size_t LastEffectNumber(StringView options) {
+    OptionStore store;
+    store.Fill(options);
+    size_t last = 0;
+    for (size_t i = 0; i < store.Count(); ++i)
+        last = std::max(last, OptionNumber(store.NameAt(i), option::kDspEffect));
     return last;
 }
 
@@ -74,9 +70,9 @@ Adaptation AdaptTo(const SourceShape& source, const TargetLimits& limits) {
 
 String AdaptingEffectOptions(const StringList& effects, StringView passThrough) {
     String options;
-    int n = LastEffectNumber(passThrough);
+    size_t n = LastEffectNumber(passThrough);
     for (const String& effect : effects)
-        options += OptionText(u"dspeffect" + IntToText(++n), effect);
+        options += OptionText(String(option::kDspEffect) + Number(++n), effect);
     return options;
 }
 

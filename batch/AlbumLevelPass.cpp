@@ -7,6 +7,7 @@
 #include "batch/BatchRun.h"
 #include "files/FileOps.h"
 #include "files/PathText.h"
+#include "protocol/ConverterOptions.h"
 #include "text/NumberText.h"
 
 namespace wm {
@@ -33,7 +34,7 @@ bool LevelAlbums(std::vector<PlannedConversion>& plan, const ConversionSetup& se
     ConversionSetup measuring = setup;
     measuring.codec = u"Wave";
     measuring.passThrough =
-        effects.text + OptionText(u"replaygain", u"") + OptionText(u"truepeak", u"");
+        effects.text + OptionText(option::kReplayGain, u"") + OptionText(option::kTruePeak, u"");
     measuring.loudnessRecords = true;
     const std::vector<PlannedConversion> measuringPlan = MeasuringPlan(plan, setup);
 

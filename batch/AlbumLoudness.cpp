@@ -1,6 +1,7 @@
 #include "batch/AlbumLoudness.h"
 
 #include "batch/BatchArguments.h"
+#include "protocol/ConverterOptions.h"
 #include "text/OptionStore.h"
 
 #include <algorithm>
@@ -21,7 +22,7 @@ EffectOptions EffectsOf(StringView passThrough) {
     options.Fill(passThrough);
     EffectOptions effects;
     for (size_t i = 0; i < options.Count(); ++i)
-        if (StartsWithNoCase(options.NameAt(i), u"dspeffect")) {
+        if (OptionNumber(options.NameAt(i), option::kDspEffect) != 0) {
             effects.text += OptionText(options.NameAt(i), options.ValueAt(i));
             ++effects.count;
         }
@@ -31,7 +32,7 @@ EffectOptions EffectsOf(StringView passThrough) {
 String LevelEffectOption(size_t userEffects, double gainDb) {
     char gain[32];
     std::snprintf(gain, sizeof gain, "%.2f", gainDb);
-    return OptionText(u"dspeffect" + Widen(std::to_string(userEffects + 1)),
+    return OptionText(String(option::kDspEffect) + Widen(std::to_string(userEffects + 1)),
                       u"Volume=gain=" + Widen(gain));
 }
 

@@ -1,5 +1,6 @@
 #include "batch/BatchArguments.h"
 
+#include "protocol/ConverterOptions.h"
 #include "text/NumberText.h"
 
 #include <array>
@@ -7,12 +8,6 @@
 namespace wm {
 
 namespace {
-
-// Set by the batch for each conversion: a user's value would break the protocol.
-constexpr std::array<StringView, 11> kSetPerConversion = {
-    u"infile",      u"outfile",   u"twcmd",           u"evtquit", u"evtafterconvseterror",
-    u"evtwatchdog", u"errorfile", u"shrbytesencoded", u"silent",  u"loudnessrecord",
-    u"track"};
 
 // The batch's own options that always take a value.
 constexpr std::array<StringView, 15> kValued = {
@@ -100,8 +95,9 @@ bool TakeReplayGain(const String& value, BatchOptions& o, String& error) {
         o.replayGain = ReplayGainMode::kAlbum;
     else
         error = u"-replaygain takes track or album, not '" + value + u"'.";
-    if (error.empty() && o.passThrough.find(u" -replaygain") == String::npos)
-        o.passThrough += OptionText(u"replaygain", u"");
+    const String measure = OptionText(option::kReplayGain, u"");
+    if (error.empty() && o.passThrough.find(measure) == String::npos)
+        o.passThrough += measure;
     return error.empty();
 }
 
@@ -153,14 +149,7 @@ bool TakeOption(const String& name, const String& value, BatchOptions& o, String
 } // namespace
 
 String TrackOption(const SourceFile& source) {
-    return source.track.empty() ? String() : OptionText(u"track", source.track);
-}
-
-String OptionText(StringView name, StringView value) {
-    String text = u" -" + String(name);
-    if (!value.empty())
-        text += u"=\"" + String(value) + u"\"";
-    return text;
+    return source.track.empty() ? String() : OptionText(option::kTrack, source.track);
 }
 
 bool ParseBatchArguments(const StringList& args, const PathExists& exists, BatchOptions& o,
@@ -185,7 +174,9 @@ bool ParseBatchArguments(const StringList& args, const PathExists& exists, Batch
                                  (IsIn(name, kValued) || !exists(args[i + 1]));
         if (nextIsValue)
             value = args[++i];
-        if (IsIn(name, kSetPerConversion)) {
+        // A parent's option would break the protocol; -track is the batch's own as well (one
+        // track of a planned job).
+        if (SetByParent(name) && !IsIn(name, kValued)) {
             error = u"-" + name + u" is set by the batch for each conversion.";
             return false;
         }

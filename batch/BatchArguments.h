@@ -4,6 +4,7 @@
 
 #include "batch/Collisions.h"
 #include "batch/OutputNames.h"
+#include "protocol/CommandText.h"
 #include "text/String.h"
 
 #include <cstdint>
@@ -54,8 +55,6 @@ using PathExists = std::function<bool(const String&)>;
 bool ParseBatchArguments(const StringList& args, const PathExists& exists, BatchOptions& out,
                          String& error);
 
-// ` -name="value"`, or ` -name` for an empty value, as the converter's tokeniser reads it.
-String OptionText(StringView name, StringView value);
 // " -track=..." for one track of a disc image, empty for a whole file.
 String TrackOption(const SourceFile& source);
 

@@ -4,6 +4,8 @@
 #include "files/FileAccess.h"
 #include "files/FileOps.h"
 #include "files/PathText.h"
+#include "protocol/ConverterOptions.h"
+#include "protocol/NamedObjects.h"
 #include "text/NumberText.h"
 
 namespace wm {
@@ -42,20 +44,18 @@ String LoudnessRecordPath(const ConversionSetup& setup, uint32_t number) {
     return setup.commandFolder + u"job" + IntToText(number) + u".loudness";
 }
 
-bool Conversion::WriteCommandFile(const String& namesBase) {
+bool Conversion::WriteCommandFile(const ParentObjectNames& names) {
     commandFile_ = setup_.commandFolder + u"job" + IntToText(number_) + u".twcmd";
     String options =
-        OptionText(u"infile", plan_.source.path) + OptionText(u"outfile", temp_) +
-        OptionText(u"convert_to", setup_.codec) + OptionText(u"evtquit", namesBase + u"quit") +
-        OptionText(u"evtafterconvseterror", namesBase + u"fail") +
-        OptionText(u"evtwatchdog", namesBase + u"beat") +
-        OptionText(u"shrbytesencoded", namesBase + u"bytes") + TrackOption(plan_.source) +
-        setup_.passThrough + plan_.options + plan_.extraOptions;
+        OptionText(option::kInFile, plan_.source.path) + OptionText(option::kOutFile, temp_) +
+        OptionText(option::kConvertTo, setup_.codec) + ParentObjectOptions(names) +
+        TrackOption(plan_.source) + setup_.passThrough + plan_.options + plan_.extraOptions;
     if (setup_.loudnessRecords)
-        options += OptionText(u"loudnessrecord", LoudnessRecordPath(setup_, number_));
+        options += OptionText(option::kLoudnessRecord, LoudnessRecordPath(setup_, number_));
+    const std::string bytes = CommandFileBytes(options);
     FileAccess file;
     return file.Create(commandFile_) &&
-           file.Write(options.data(), static_cast<uint32_t>(options.size() * sizeof(char16_t)));
+           file.Write(bytes.data(), static_cast<uint32_t>(bytes.size()));
 }
 
 bool Conversion::Start(uint64_t nowMs) {
@@ -67,12 +67,13 @@ ConverterPort::StartResult Conversion::Launch(String& problem) {
     startFileTime_ = FileTimeNow();
     // A temporary file of ours left by a batch that was killed outright.
     DeleteFilePath(temp_);
-    const String names = setup_.namePrefix + IntToText(number_) + u"-";
+    const ParentObjectNames names =
+        ParentObjectNamesFor(setup_.namePrefix + IntToText(number_) + u"-");
     // The batch makes every object first, so the converter only opens them.
-    quit_.CreateOrOpen(names + u"quit");
-    afterError_.CreateOrOpen(names + u"fail");
-    heartbeat_.CreateOrOpen(names + u"beat");
-    bytesEncoded_.Open(names + u"bytes", sizeof(int64_t));
+    quit_.CreateOrOpen(names.quitEvent);
+    afterError_.CreateOrOpen(names.afterConvErrorEvent);
+    heartbeat_.CreateOrOpen(names.watchdogEvent);
+    bytesEncoded_.Open(names.bytesEncodedBlock, kBytesEncodedBlockSize);
     const int64_t zero = 0;
     bytesEncoded_.Write(&zero);
     if (!CreateFolderPath(FolderPart(plan_.output))) {
@@ -85,8 +86,7 @@ ConverterPort::StartResult Conversion::Launch(String& problem) {
     }
     // No console at all: the converter talks through its pipes and events, Ctrl-C reaches it as
     // the quit event, and a hidden console per converter costs Wine a console host each start.
-    if (child_.Start(setup_.wavemill, OptionText(u"twcmd", commandFile_).substr(1),
-                     DETACHED_PROCESS))
+    if (child_.Start(setup_.wavemill, CommandFileArgument(commandFile_), DETACHED_PROCESS))
         return StartResult::kStarted;
     if (::GetLastError() == ERROR_INTERNAL_ERROR)
         return StartResult::kRefused;

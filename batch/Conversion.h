@@ -12,6 +12,7 @@
 #include "process/ChildProcess.h"
 #include "process/EventHandle.h"
 #include "process/SharedMemoryBlock.h"
+#include "protocol/NamedObjects.h"
 
 #include <cstdint>
 #include <memory>
@@ -74,7 +75,7 @@ class Conversion : private ConverterPort {
     void EndNow() override;
     ConverterSight Look() override;
 
-    bool WriteCommandFile(const String& namesBase);
+    bool WriteCommandFile(const ParentObjectNames& names);
     void ReadPipes();
     String CrashDump() const;
     FileOutcome Failed(FileOutcome outcome, const String& reason);

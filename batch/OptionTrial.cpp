@@ -2,6 +2,8 @@
 
 #include "batch/BatchReport.h"
 #include "files/FileOps.h"
+#include "protocol/CommandText.h"
+#include "protocol/ConverterOptions.h"
 
 #include <windows.h>
 
@@ -11,8 +13,10 @@ namespace {
 
 // Standard input is NUL for a converter of the batch: no audio, so the encoder begins in this
 // format and ends at once.
-constexpr StringView kSilentSource = u" -sourcefreq=\"44100\" -sourcechannels=\"2\" "
-                                     u"-sourcebits=\"16\" -sourcelength=\"0\"";
+String SilentSource() {
+    return OptionText(option::kSourceFreq, u"44100") + OptionText(option::kSourceChannels, u"2") +
+           OptionText(option::kSourceBits, u"16") + OptionText(option::kSourceLength, u"0");
+}
 
 // Conversion numbers start at 1: 0 keeps the trial's kernel objects apart from theirs.
 constexpr uint32_t kTrialNumber = 0;
@@ -21,7 +25,7 @@ constexpr uint32_t kTrialNumber = 0;
 
 String TryOptions(const ConversionSetup& setup, const String& extension) {
     ConversionSetup trial = setup;
-    trial.passThrough = String(kSilentSource) + setup.passThrough;
+    trial.passThrough = SilentSource() + setup.passThrough;
     const String output = setup.commandFolder + u"trial" + extension;
     Conversion conversion({{u"-", u"-", {}}, output, 0, String(), {}}, trial, kTrialNumber);
     const uint64_t startMs = ::GetTickCount64();

@@ -1,21 +1,9 @@
 #include "batch/ParentLines.h"
 
+#include "protocol/ParentLine.h"
 #include "text/NumberText.h"
 
 namespace wm {
-
-namespace {
-
-constexpr StringView kPrefix = u"MSGTO: Vrx: ";
-
-bool After(StringView line, StringView key, StringView& rest) {
-    if (line.substr(0, key.size()) != key)
-        return false;
-    rest = line.substr(key.size());
-    return true;
-}
-
-} // namespace
 
 void Utf16LineSplitter::Feed(const void* bytes, size_t size) {
     const auto* b = static_cast<const uint8_t*>(bytes);
@@ -64,21 +52,31 @@ String WithoutContext(StringView line) {
 }
 
 bool TakeParentLine(StringView line, ConverterReport& report) {
-    StringView m;
-    if (!After(line, kPrefix, m)) {
+    const ParsedParentLine parsed = ParseParentLine(line);
+    if (!parsed.message) {
         if (const String text = WithoutContext(line); !text.empty())
             report.information.push_back(text);
         return false;
     }
-    StringView arg;
-    if (After(m, u"msLen: ", arg))
-        report.lengthMs = TextToInt(arg);
-    else if (After(m, u"PCDone: ", arg))
-        report.percent = static_cast<int>(TextToInt(arg));
-    else if (After(m, u"FileName: ", arg))
-        report.filesWritten.emplace_back(arg);
-    else if (After(m, u"Action: ", arg))
-        report.action.assign(arg);
+    if (!parsed.keyword)
+        return true; // a keyword of a later converter: nothing to take
+    switch (*parsed.keyword) {
+    case ParentKeyword::MsLen:
+        report.lengthMs = TextToInt(parsed.text);
+        break;
+    case ParentKeyword::PCDone:
+        report.percent = static_cast<int>(TextToInt(parsed.text));
+        break;
+    case ParentKeyword::FileName:
+        report.filesWritten.emplace_back(parsed.text);
+        break;
+    case ParentKeyword::Action:
+        report.action.assign(parsed.text);
+        break;
+    case ParentKeyword::ActionInput: // the batch shows its own names
+    case ParentKeyword::ActionOutput:
+        break;
+    }
     return true;
 }
 

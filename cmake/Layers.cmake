@@ -4,7 +4,7 @@
 set(WM_LAYER_RANKS
     sdk 1
     text 2
-    contract 3
+    contract 3 protocol 3
     process 4
     files 5
     tags 6 crash 6 ui 6

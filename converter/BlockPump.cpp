@@ -35,7 +35,7 @@ BlockPump::Step BlockPump::Pump() {
     if (!source_.NextBlock(block))
         return Step::Fail;
     if (settings_.parentMode)
-        ReportChangedText(block.actionText, lastInput_, u"ActionInput: ");
+        ReportChangedText(block.actionText, lastInput_, ParentKeyword::ActionInput);
     const bool end = block.endOfStream != 0;
     if (IsEmptyBlock(block) && !end) {
         empties_ = std::min(empties_ + 1, kMaxEmpties);
@@ -76,7 +76,7 @@ void BlockPump::ReportProgress(uint64_t msPosition) {
     if (settings_.parentMode) {
         if (percent > reported_) {
             reported_ = percent;
-            host_.ParentLine(u"PCDone: " + Widen(std::to_string(percent)) + u" %");
+            host_.ParentLine(ParentKeyword::PCDone, Widen(std::to_string(percent)) + u" %");
         }
         return;
     }
@@ -91,15 +91,15 @@ bool BlockPump::PassThroughStages(AudioBlockInfo& block) {
             return false;
     }
     if (settings_.parentMode)
-        ReportChangedText(block.actionText, lastOutput_, u"ActionOutput: ");
+        ReportChangedText(block.actionText, lastOutput_, ParentKeyword::ActionOutput);
     return true;
 }
 
-void BlockPump::ReportChangedText(const WmChar* text, String& last, StringView keyword) {
+void BlockPump::ReportChangedText(const WmChar* text, String& last, ParentKeyword keyword) {
     if (!text || last == text)
         return;
     last = text;
-    host_.ParentLine(String(keyword) + last);
+    host_.ParentLine(keyword, last);
 }
 
 } // namespace wm

@@ -39,7 +39,7 @@ class BlockPump {
     bool WholeFrames(AudioBlockInfo& block, Step& outcome);
     void ReportProgress(uint64_t msPosition);
     bool PassThroughStages(AudioBlockInfo& block);
-    void ReportChangedText(const WmChar* text, String& last, StringView keyword);
+    void ReportChangedText(const WmChar* text, String& last, ParentKeyword keyword);
 
     BlockSource& source_;
     std::span<BlockStage* const> stages_;

@@ -1,6 +1,7 @@
 #include "converter/CommandLineText.h"
 
-#include <array>
+#include "protocol/CommandText.h"
+#include "protocol/ConverterOptions.h"
 
 namespace wm {
 
@@ -122,50 +123,10 @@ String OptionTextOfCommandLine(StringView line) {
 }
 
 String StripWavemillCmds(const OptionStore& store, size_t dspCount) {
-    static constexpr std::array<const char16_t*, 26> kConsumed = {
-        u"infile",          u"outfile",
-        u"convert_to",      u"twcmd",
-        u"evtquit",         u"evtafterconvseterror",
-        u"evtwatchdog",     u"priority",
-        u"silent",          u"errorfile",
-        u"processor",       u"sourcefreq",
-        u"sourcebits",      u"sourcechannels",
-        u"sourcelength",    u"idtags",
-        u"noidtag",         u"tag",
-        u"shrbytesencoded", u"batchid",
-        u"tmpfolder",       u"fntousefortagloaddec",
-        u"replaygain",      u"truepeak",
-        u"loudnessrecord",  u"track"};
-    auto consumed = [&](const String& name) {
-        for (const char16_t* c : kConsumed)
-            if (EqualsNoCase(name, c))
-                return true;
-        if (StartsWithNoCase(name, u"dspeffect")) {
-            StringView digits = StringView(name).substr(9);
-            if (digits.empty() || digits.size() > 9 || digits[0] == u'0')
-                return false;
-            size_t n = 0;
-            for (char16_t d : digits) {
-                if (d < u'0' || d > u'9')
-                    return false;
-                n = n * 10 + (d - u'0');
-            }
-            return n >= 1 && n <= dspCount;
-        }
-        return false;
-    };
     String out;
-    for (size_t i = 0; i < store.Count(); ++i) {
-        if (consumed(store.NameAt(i)))
-            continue;
-        out += u" -";
-        out += store.NameAt(i);
-        if (!store.ValueAt(i).empty()) {
-            out += u"=\"";
-            out += store.ValueAt(i);
-            out += u'"';
-        }
-    }
+    for (size_t i = 0; i < store.Count(); ++i)
+        if (ForwardedToEncoder(store.NameAt(i), dspCount))
+            out += OptionText(store.NameAt(i), store.ValueAt(i));
     return out;
 }
 

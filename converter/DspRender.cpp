@@ -62,7 +62,7 @@ String DspTempName(const String& tempFolder) {
 
 void DspRender::Action(StringView text) {
     if (job_.parentMode)
-        job_.host.ParentLine(u"Action: " + String(text));
+        job_.host.ParentLine(ParentKeyword::Action, text);
 }
 
 // The bar's passes: decoding into the file, each effect over it, and the encoding after.

@@ -4,6 +4,7 @@
 #include "files/FileAccess.h"
 #include "files/PathText.h"
 #include "process/Registry.h"
+#include "protocol/ConverterOptions.h"
 #include "tags/TagText.h"
 
 #include <algorithm>
@@ -88,7 +89,7 @@ void EncoderTags::PutMeasuredTrackGain(const LoudnessRecord& measured) {
 void EncoderTags::AddUserTags() {
     const OptionStore& options = source_.options;
     for (size_t i = 0; i < options.Count(); ++i) {
-        if (!EqualsNoCase(options.NameAt(i), u"tag"))
+        if (!EqualsNoCase(options.NameAt(i), option::kTag))
             continue;
         String v = options.ValueAt(i);
         ReplaceAll(v, u"{qt}", u"\"");

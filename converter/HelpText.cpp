@@ -59,27 +59,6 @@ StringList InstalledEffects(const String& programFolder) {
 
 } // namespace
 
-StringList OptionHelpLines() {
-    return {
-        u"  -infile=<file>         source file; - reads raw PCM from standard input",
-        u"  -outfile=<file>        output file; an existing one is replaced only on success",
-        u"  -convert_to=<codec>    one of the encoders below",
-        u"  -sourcefreq, -sourcechannels, -sourcebits, -sourcelength, -sourceisfloat",
-        u"                         describe raw PCM on standard input (Hz, count, bits, ms)",
-        u"  -idtags=<file>         with standard input: the source's tag block",
-        u"  -tag=\"name=value\"      add or override one tag (repeatable); -noidtag: no tags",
-        u"  -dspeffect1=\"Name=settings\", -dspeffect2=...   effects from DSPs\\<Name>.dll",
-        u"  -replaygain            measure the output's loudness, tag it with ReplayGain values",
-        u"                         (-truepeak: the true peak; -loudnessrecord=<file>: the blocks)",
-        u"  -tmpfolder=<folder>    folder for temporary files",
-        u"  -silent                no banner, settings or progress",
-        u"  -errorfile=<file>      error lines go to this file",
-        u"  -priority=low|idle|high, -processor=<n>",
-        u"  -twcmd=<file>          options from a UTF-16 command file (parent programs)",
-        u"  Any other option goes to the encoder as its own command line.",
-    };
-}
-
 StringList InstalledCodecs(const String& programFolder) {
     StringList codecs;
     for (const String& file : clTwCodecHandler().ListEncoders(programFolder)) {

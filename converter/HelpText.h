@@ -1,4 +1,4 @@
-// What -help shows after the usage line: the options, the installed encoders with their own
+// What -help shows after the options (protocol/OptionHelp.h): the installed encoders with their own
 // options, the installed effects with their settings, and the input types the installed
 // decoders read.
 #pragma once
@@ -7,8 +7,6 @@
 
 namespace wm {
 
-// One line per option the converter itself reads.
-StringList OptionHelpLines();
 // "Wave", "FLAC", ... from the encoder folder.
 StringList InstalledCodecs(const String& programFolder);
 // The encoders and the effects with their "Help" answers, then the input types; ready to print.

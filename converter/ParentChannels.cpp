@@ -1,5 +1,7 @@
 #include "converter/ParentChannels.h"
 
+#include "protocol/NamedObjects.h"
+
 namespace wm {
 
 void ParentChannels::Open(const RunOptions& options) {
@@ -10,7 +12,7 @@ void ParentChannels::Open(const RunOptions& options) {
     if (!options.watchdogEvent.empty())
         watchdogEvent_.CreateOrOpen(options.watchdogEvent);
     if (!options.bytesEncodedBlock.empty())
-        bytesEncodedBlock_.Open(options.bytesEncodedBlock, 8);
+        bytesEncodedBlock_.Open(options.bytesEncodedBlock, kBytesEncodedBlockSize);
 }
 
 void ParentChannels::StartHeartbeat() {

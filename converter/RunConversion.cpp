@@ -248,7 +248,7 @@ bool TwWavemill::OpenSource() {
     openInfo_.openMode = WM_OPEN_CONVERT;
     if (!source_->Open(openInfo_))
         return false;
-    ParentLine(u"msLen: " + IntToText(static_cast<int64_t>(openInfo_.msLength)));
+    ParentLine(ParentKeyword::MsLen, IntToText(static_cast<int64_t>(openInfo_.msLength)));
     SetConversionPriority();
     return true;
 }
@@ -304,7 +304,7 @@ bool TwWavemill::BeginEncoding() {
         status_.Fail("the rendered DSP file cannot be read");
     }
     if (parentMode_)
-        ParentLine(u"Action: Encoding '" + FileNamePart(opt_.outputFile) + u"'");
+        ParentLine(ParentKeyword::Action, u"Encoding '" + FileNamePart(opt_.outputFile) + u"'");
     if (!dsps_->BeginLive(Conversion()))
         status_.Fail("a live DSP effect did not begin");
     if (!dsps_->HasLivePass() &&
@@ -398,8 +398,8 @@ void TwWavemill::ProgressMarks(uint32_t count) {
     console_.Write(String(count, u'*'));
 }
 
-void TwWavemill::ParentLine(StringView keywordAndText) {
-    console_.Write(u"MSGTO: Vrx: " + String(keywordAndText), true);
+void TwWavemill::ParentLine(ParentKeyword keyword, StringView text) {
+    console_.Write(ParentLineText(keyword, text), true);
 }
 
 void TwWavemill::Information(StringView text) {

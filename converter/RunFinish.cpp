@@ -55,7 +55,8 @@ void TwWavemill::Finish() {
         if (console_.FileSizeDiagnostics())
             OutputSink::SizeCheck(u"(before ID Tags Written)", opt_.outputFile);
         if (parentMode_)
-            ParentLine(u"Action: Writing ID Tags '" + FileNamePart(opt_.outputFile) + u"'");
+            ParentLine(ParentKeyword::Action,
+                       u"Writing ID Tags '" + FileNamePart(opt_.outputFile) + u"'");
         String why;
         if (!IDTagWriter(opt_.outputFile, opt_.tagSourceFile, tags_->Block(), programFolder_,
                          opt_.silent ? nullptr : &console_.Writer(), &why, measured)) {

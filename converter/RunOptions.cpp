@@ -1,6 +1,7 @@
 #include "converter/RunOptions.h"
 
 #include "files/PathText.h"
+#include "protocol/ConverterOptions.h"
 #include "text/NumberText.h"
 
 namespace wm {
@@ -20,32 +21,32 @@ OptionsVerdict RequiredOptions(const RunOptions& o, bool help, bool parentMode) 
 }
 
 void ReadNames(const OptionStore& store, RunOptions& o) {
-    o.errorFile = store.Value(u"errorfile");
-    o.codec = store.Value(u"convert_to");
-    o.inputFile = store.Value(u"infile");
+    o.errorFile = store.Value(option::kErrorFile);
+    o.codec = store.Value(option::kConvertTo);
+    o.inputFile = store.Value(option::kInFile);
     o.standardInput = o.inputFile == u"-";
-    o.outputFile = store.Value(u"outfile");
-    o.tagSourceFile = store.Value(u"fntousefortagloaddec");
+    o.outputFile = store.Value(option::kOutFile);
+    o.tagSourceFile = store.Value(option::kTagSourceFile);
     if (o.tagSourceFile.empty())
         o.tagSourceFile = o.outputFile;
 }
 
 void ReadRunSettings(const OptionStore& store, bool parentMode, RunOptions& o) {
-    o.writeTags = !store.Present(u"noidtag");
-    o.silent = parentMode || store.Present(u"silent");
-    o.quitEvent = store.Value(u"evtquit");
-    o.afterConvErrorEvent = store.Value(u"evtafterconvseterror");
-    o.watchdogEvent = store.Value(u"evtwatchdog");
-    String batch = store.Value(u"batchid");
+    o.writeTags = !store.Present(option::kNoIdTag);
+    o.silent = parentMode || store.Present(option::kSilent);
+    o.quitEvent = store.Value(option::kQuitEvent);
+    o.afterConvErrorEvent = store.Value(option::kAfterConvErrorEvent);
+    o.watchdogEvent = store.Value(option::kWatchdogEvent);
+    String batch = store.Value(option::kBatchId);
     o.batchId = batch.empty() ? 0 : static_cast<uint32_t>(TextToInt(batch));
-    const String track = store.Value(u"track");
-    o.hasTrack = store.Present(u"track");
+    const String track = store.Value(option::kTrack);
+    o.hasTrack = store.Present(option::kTrack);
     o.trackValid = !track.empty() && track.size() <= 2 &&
                    track.find_first_not_of(u"0123456789") == String::npos;
     o.track = o.trackValid ? static_cast<uint32_t>(TextToInt(track)) : 0;
-    o.processor = store.Value(u"processor");
-    o.bytesEncodedBlock = store.Value(u"shrbytesencoded");
-    String temp = store.Value(u"tmpfolder");
+    o.processor = store.Value(option::kProcessor);
+    o.bytesEncodedBlock = store.Value(option::kBytesEncodedBlock);
+    String temp = store.Value(option::kTempFolder);
     o.tempFolder = temp.empty() ? temp : EnsureTrailingSeparator(temp);
     o.dsps = ReadDspRequests(store);
 }
@@ -69,7 +70,7 @@ StringView VerdictText(OptionsVerdict verdict) {
 
 OptionsVerdict ReadRunOptions(const OptionStore& store, bool parentMode, RunOptions& out) {
     ReadNames(store, out);
-    OptionsVerdict verdict = RequiredOptions(out, store.Present(u"help"), parentMode);
+    OptionsVerdict verdict = RequiredOptions(out, store.Present(option::kHelp), parentMode);
     if (verdict == OptionsVerdict::Convert)
         ReadRunSettings(store, parentMode, out);
     return verdict;
@@ -78,7 +79,7 @@ OptionsVerdict ReadRunOptions(const OptionStore& store, bool parentMode, RunOpti
 std::vector<DspRequest> ReadDspRequests(const OptionStore& store) {
     std::vector<DspRequest> dsps;
     String value;
-    for (int n = 1; store.Find(u"dspeffect" + IntToText(n), &value); ++n) {
+    for (int n = 1; store.Find(String(option::kDspEffect) + IntToText(n), &value); ++n) {
         ReplaceAll(value, u"{qt}", u"\"");
         size_t eq = value.find(u'=');
         if (eq != String::npos)
@@ -88,10 +89,10 @@ std::vector<DspRequest> ReadDspRequests(const OptionStore& store) {
 }
 
 bool ReadLoudnessRequest(const OptionStore& store, LoudnessRequest& out, String& error) {
-    const String scope = store.Value(u"replaygain");
-    out.measure = store.Present(u"replaygain");
-    out.truePeak = store.Present(u"truepeak");
-    out.recordFile = store.Value(u"loudnessrecord");
+    const String scope = store.Value(option::kReplayGain);
+    out.measure = store.Present(option::kReplayGain);
+    out.truePeak = store.Present(option::kTruePeak);
+    out.recordFile = store.Value(option::kLoudnessRecord);
     if (out.measure && !scope.empty() && !EqualsNoCase(scope, u"track")) {
         // One converter sees one track: an album is the batch's to measure.
         error = u"Error: -replaygain=" + scope +

@@ -11,6 +11,8 @@
 #include "process/Log.h"
 #include "process/Registry.h"
 #include "process/WinString.h"
+#include "protocol/ConverterOptions.h"
+#include "protocol/OptionHelp.h"
 #include "text/NumberText.h"
 
 #include <windows.h>
@@ -39,7 +41,7 @@ bool TwWavemill::StartUp() {
     LogLine(line);
     options_.Fill(OptionTextOfCommandLine(line));
     String commandFile;
-    if (options_.Find(u"twcmd", &commandFile) && !ReadTwCommandFile(commandFile)) {
+    if (options_.Find(option::kCommandFile, &commandFile) && !ReadTwCommandFile(commandFile)) {
         MessageBoxW(nullptr, L"Error reading Tw Command File.", L"Wavemill", MB_OK | MB_ICONERROR);
         status_.Fail("the command file could not be read");
         return false;
@@ -124,7 +126,7 @@ void TwWavemill::ApplyProcessor() {
 }
 
 void TwWavemill::SetConversionPriority() {
-    String value = options_.Value(u"priority");
+    String value = options_.Value(option::kPriority);
     if (value.empty())
         return;
     LogLine(u"Setting Priority: " + value, "TwWavemill::SetConversionPriority");

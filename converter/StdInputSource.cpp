@@ -2,6 +2,7 @@
 #include "contract/TagBlockRule.h"
 #include "converter/AudioSources.h"
 #include "process/Log.h"
+#include "protocol/ConverterOptions.h"
 #include "tags/IDTagSet.h"
 #include "text/NumberText.h"
 
@@ -33,16 +34,16 @@ bool StdInputSource::Open(DecodeOpenInfo& info) {
 }
 
 bool StdInputSource::ReadFormat(DecodeOpenInfo& info) {
-    if (options_.Value(u"sourcefreq").empty()) {
+    if (options_.Value(option::kSourceFreq).empty()) {
         LogError(u"Error: RIFF WAVE StdInput not supported yet.", kOpenContext);
         return false;
     }
-    auto number = [&](const char16_t* name) {
+    auto number = [&](StringView name) {
         String v = options_.Value(name);
         return v.empty() ? 0 : TextToInt(v);
     };
-    const int64_t channels = number(u"sourcechannels"), bits = number(u"sourcebits");
-    const int64_t rate = number(u"sourcefreq");
+    const int64_t channels = number(option::kSourceChannels), bits = number(option::kSourceBits);
+    const int64_t rate = number(option::kSourceFreq);
     if (channels <= 0 || channels > 65535 || bits <= 0 || bits > 64 || bits % 8 || rate <= 0 ||
         rate > 0x7FFFFFFF) {
         LogError(u"Error: Standard input needs -sourcefreq, -sourcechannels and -sourcebits "
@@ -50,18 +51,19 @@ bool StdInputSource::ReadFormat(DecodeOpenInfo& info) {
                  kOpenContext);
         return false;
     }
-    format_ = WaveFormat::Pcm(static_cast<uint16_t>(channels), static_cast<uint32_t>(rate),
-                              static_cast<uint16_t>(bits), options_.Present(u"sourceisfloat"));
+    format_ =
+        WaveFormat::Pcm(static_cast<uint16_t>(channels), static_cast<uint32_t>(rate),
+                        static_cast<uint16_t>(bits), options_.Present(option::kSourceIsFloat));
     info.path = u"-";
     info.format = format_.AsRecord();
     info.bitRate = static_cast<uint32_t>(bits * channels * rate);
-    info.msLength = static_cast<uint64_t>(number(u"sourcelength"));
+    info.msLength = static_cast<uint64_t>(number(option::kSourceLength));
     info.byteLength = format_.MsToBytes(info.msLength);
     return true;
 }
 
 bool StdInputSource::ReadTagFile(DecodeOpenInfo& info) {
-    String tagFile = options_.Value(u"idtags");
+    String tagFile = options_.Value(option::kIdTags);
     if (tagFile.empty())
         return true;
     LogLine(u"Reading StdIn Tmp File IDTags: ", nullptr, false);

@@ -90,7 +90,7 @@ class TwWavemill : private FlowHost {
     void Heartbeat() override { parent_.Heartbeat(); }
     void Idle(uint32_t ms) override;
     void ProgressMarks(uint32_t count) override;
-    void ParentLine(StringView keywordAndText) override;
+    void ParentLine(ParentKeyword keyword, StringView text) override;
     void StoreBytesEncoded(uint64_t total) override { parent_.StoreBytesEncoded(total); }
     void Information(StringView text) override;
     void Error(StringView text) override;

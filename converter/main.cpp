@@ -6,6 +6,7 @@
 #include "converter/TwWavemill.h"
 #include "crash/CrashHandler.h"
 #include "process/WinString.h"
+#include "protocol/ConverterOptions.h"
 #include "ui/dlgCrashReport.h"
 
 #include <shlobj.h>
@@ -17,7 +18,7 @@ int wmain() {
     wm::OptionStore options;
     options.Fill(wm::OptionTextOfCommandLine(wm::FromW(::GetCommandLineW())));
     wm::String crashed;
-    if (options.Find(u"crashed", &crashed))
+    if (options.Find(wm::option::kCrashed, &crashed))
         return wm::RunCrashReporter(crashReports, crashed, &wm::ShowCrashReport);
 #ifndef WAVEMILL_WITHOUT_CRASH_HANDLER
     wm::InstallCrashHandler(crashReports);

@@ -10,6 +10,7 @@
 #include "files/Folders.h"
 #include "files/PathText.h"
 #include "process/WinString.h"
+#include "protocol/ConverterOptions.h"
 
 #include <shellapi.h>
 
@@ -57,7 +58,7 @@ bool PathTaken(const String& path) {
 }
 
 void StartSecondCopy(const String& dumpPath) {
-    String arguments = u"-crashed " + FileNamePart(dumpPath);
+    const String arguments = u"-" + String(option::kCrashed) + u" " + FileNamePart(dumpPath);
     ::ShellExecuteW(nullptr, L"open", W(g_state->programPath), W(arguments), nullptr, SW_SHOW);
 }
 

@@ -24,7 +24,7 @@ status=0
 for target in fuzz_wav_header fuzz_wav_tags fuzz_tagblock_wide fuzz_tagblock_narrow \
     fuzz_image_header fuzz_command_line fuzz_command_file fuzz_vorbis_comments fuzz_mp3_tags \
     fuzz_mp3_layout fuzz_ogg_comments fuzz_picture_block fuzz_ogg_pages fuzz_tag_block_rule \
-    fuzz_parent_lines fuzz_cue_sheet fuzz_tag_rewrite; do
+    fuzz_parent_lines fuzz_parent_line_parser fuzz_cue_sheet fuzz_tag_rewrite; do
     if [ "$only" != "  " ] && [ "${only#* "$target" }" = "$only" ]; then
         continue
     fi

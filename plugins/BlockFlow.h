@@ -3,6 +3,7 @@
 // output). Portable, so the loops that use them are tested natively.
 #pragma once
 
+#include "protocol/ParentLine.h"
 #include "sdk/wavemill_plugin.h"
 #include "text/String.h"
 
@@ -31,8 +32,8 @@ class FlowHost {
     virtual void Heartbeat() = 0;
     virtual void Idle(uint32_t ms) = 0;
     virtual void ProgressMarks(uint32_t count) = 0; // console "*" marks to add
-    // "MSGTO: Vrx: " + text, only called in parent mode.
-    virtual void ParentLine(StringView keywordAndText) = 0;
+    // One line for the parent (protocol/ParentLine.h); only called in parent mode.
+    virtual void ParentLine(ParentKeyword keyword, StringView text) = 0;
     virtual void StoreBytesEncoded(uint64_t total) = 0;
     virtual void Information(StringView text) = 0;
     virtual void Error(StringView text) = 0;

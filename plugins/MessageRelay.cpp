@@ -82,7 +82,7 @@ StringList CollectOutputNames(const ConversionInfo& conversion, const String& ou
         if (!parent)
             continue;
         LogLine(name);
-        parent->ParentLine(u"FileName: " + name);
+        parent->ParentLine(ParentKeyword::FileName, name);
     }
     LogLine(u"");
     return names;

@@ -1,6 +1,7 @@
 #include "process/SharedMemoryBlock.h"
 
 #include "process/WinString.h"
+#include "protocol/NamedObjects.h"
 
 #include <cstring>
 
@@ -20,9 +21,9 @@ bool SharedMemoryBlock::Open(StringView baseName, uint32_t size, bool* alreadyEx
     if (alreadyExisted)
         *alreadyExisted = false;
 
-    guard_.CreateOrOpen(String(u"SMutex_") + String(baseName));
+    guard_.CreateOrOpen(SharedBlockGuardName(baseName));
 
-    String mappingName = String(u"NSharedData_") + String(baseName);
+    const String mappingName = SharedBlockMappingName(baseName);
     ::SetLastError(0);
     mapping_.reset(::CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, size,
                                         W(mappingName)));

@@ -1,5 +1,5 @@
 // A small named block of shared memory, guarded across processes by its own named mutex.
-// The mapping is "NSharedData_" + base name, the guard "SMutex_" + base name.
+// Its names follow the parent protocol (protocol/NamedObjects.h).
 #pragma once
 
 #include "process/MutexHandle.h"

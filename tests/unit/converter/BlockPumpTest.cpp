@@ -67,7 +67,9 @@ class RecordingHost : public FlowHost {
     void Heartbeat() override { ++heartbeats; }
     void Idle(uint32_t ms) override { idles.push_back(ms); }
     void ProgressMarks(uint32_t count) override { marks += count; }
-    void ParentLine(StringView text) override { lines.push_back(Narrow(text)); }
+    void ParentLine(ParentKeyword keyword, StringView text) override {
+        lines.push_back(Narrow(String(KeywordText(keyword)) + String(text)));
+    }
     void StoreBytesEncoded(uint64_t total) override { bytes = total; }
     void Information(StringView text) override { infos.push_back(Narrow(text)); }
     void Error(StringView text) override { errors.push_back(Narrow(text)); }
