@@ -5,7 +5,7 @@ set(WM_LAYER_RANKS
     sdk 1
     text 2
     contract 3
-    process 4
+    process 4 flow 4
     files 5
     tags 6 crash 6 ui 6
     plugins 7 bundled 7

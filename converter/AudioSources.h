@@ -3,7 +3,7 @@
 #pragma once
 
 #include "files/FileAccess.h"
-#include "plugins/BlockFlow.h"
+#include "flow/BlockFlow.h"
 #include "plugins/clTwDecoder.h"
 #include "text/OptionStore.h"
 #include "text/WaveFormat.h"
