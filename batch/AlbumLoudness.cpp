@@ -1,7 +1,7 @@
 #include "batch/AlbumLoudness.h"
 
 #include "batch/BatchArguments.h"
-#include "text/OptionStore.h"
+#include "options/OptionStore.h"
 
 #include <algorithm>
 #include <cmath>

@@ -4,9 +4,9 @@
 
 #include "files/FileAccess.h"
 #include "flow/BlockFlow.h"
+#include "options/OptionStore.h"
 #include "plugins/clTwDecoder.h"
-#include "text/OptionStore.h"
-#include "text/WaveFormat.h"
+#include "wave/WaveFormat.h"
 
 #include <windows.h>
 

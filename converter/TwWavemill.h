@@ -18,11 +18,11 @@
 #include "flow/BlockFlow.h"
 #include "flow/ProgressBar.h"
 #include "flow/RunStatus.h"
+#include "options/OptionStore.h"
 #include "plugins/DspChain.h"
 #include "plugins/clTwDecoder.h"
 #include "plugins/clTwEncoder.h"
 #include "sdk/wavemill_plugin.h"
-#include "text/OptionStore.h"
 #include "text/String.h"
 
 #include <cstdint>

@@ -14,7 +14,7 @@ fi
 # CMake rewraps the message: join its lines before looking.
 message=$(tr -s ' \n' '  ' <"$scratch/out.txt")
 case $message in
-*"Layer 'text' (rank 2) may not link layer 'converter' (rank 8): wm_text links wm_options."*)
+*"Layer 'text' (rank 2) may not link layer 'converter' (rank 9): wm_text links wm_options."*)
     echo "refused as expected" ;;
 *)
     echo "FAIL: the configure failed for another reason:"
