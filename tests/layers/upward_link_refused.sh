@@ -1,13 +1,9 @@
 #!/bin/sh
 # The layer check refuses a link that runs up: a scratch copy of the tree where the text layer
 # links the converter's options must fail to configure, naming both layers.
-src=$1
-scratch=$(mktemp -d) || exit 1
-trap 'rm -rf "$scratch"' EXIT
-tar -C "$src" --exclude=./build --exclude=./dist --exclude=./.git -cf - . | tar -C "$scratch" -xf - || exit 1
+. "$(dirname "$0")/scratch_copy.sh"
 echo 'target_link_libraries(wm_text PUBLIC wm_options)' >>"$scratch/converter/CMakeLists.txt"
-if cmake -S "$scratch" -B "$scratch/build" -G Ninja -DWAVEMILL_PORTABLE_ONLY=ON \
-    -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ >"$scratch/out.txt" 2>&1; then
+if configure_scratch; then
     echo "FAIL: the upward link configured"
     exit 1
 fi
