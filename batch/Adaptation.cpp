@@ -3,7 +3,7 @@
 #include "batch/BatchArguments.h"
 #include "protocol/ConverterOptions.h"
 #include "text/NumberText.h"
-#include "text/OptionStore.h"
+#include "options/OptionStore.h"
 
 #include <algorithm>
 

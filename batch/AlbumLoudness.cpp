@@ -1,8 +1,8 @@
 #include "batch/AlbumLoudness.h"
 
 #include "batch/BatchArguments.h"
+#include "options/OptionStore.h"
 #include "protocol/ConverterOptions.h"
-#include "text/OptionStore.h"
 
 #include <algorithm>
 #include <cmath>

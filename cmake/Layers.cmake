@@ -2,16 +2,17 @@
 # targets of its own layer or of a lower rank, so two layers of one rank never link each other.
 # wm_check_layers() walks every target's links at configure time and refuses one that runs up.
 set(WM_LAYER_RANKS
-    sdk 1
+    sdk 1 endian 1 random 1
     text 2
-    contract 3 protocol 3
-    process 4
-    files 5
-    tags 6 crash 6 ui 6
-    plugins 7 bundled 7
-    converter 8 batch 8
-    tools 9
-    tests 10 fuzz 10 bench 10)
+    wave 3 options 3
+    contract 4 protocol 4
+    process 5 flow 5
+    files 6
+    tags 7 crash 7 ui 7
+    plugins 8 bundled 8
+    converter 9 batch 9
+    tools 10
+    tests 11 fuzz 11 bench 11)
 
 # The layer of a folder inside the project: its top folder ("" for the root).
 function(wm_layer_of_dir dir out)

@@ -4,7 +4,7 @@
 // an effect the user meant and should hear about rather than lose.
 #pragma once
 
-#include "text/OptionStore.h"
+#include "options/OptionStore.h"
 #include "text/String.h"
 
 namespace wm {

@@ -1,6 +1,6 @@
 #include "contract/FormatRules.h"
 
-#include "text/WaveFormat.h"
+#include "wave/WaveFormat.h"
 
 #include <algorithm>
 #include <cstring>

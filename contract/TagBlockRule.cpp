@@ -1,6 +1,6 @@
 #include "contract/TagBlockRule.h"
 
-#include "text/LittleEndian.h"
+#include "endian/LittleEndian.h"
 
 namespace wm {
 

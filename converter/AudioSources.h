@@ -3,10 +3,10 @@
 #pragma once
 
 #include "files/FileAccess.h"
-#include "plugins/BlockFlow.h"
+#include "flow/BlockFlow.h"
+#include "options/OptionStore.h"
 #include "plugins/clTwDecoder.h"
-#include "text/OptionStore.h"
-#include "text/WaveFormat.h"
+#include "wave/WaveFormat.h"
 
 #include <windows.h>
 

@@ -1,6 +1,6 @@
 #include "converter/CommandFileText.h"
 
-#include "text/LittleEndian.h"
+#include "endian/LittleEndian.h"
 
 namespace wm {
 

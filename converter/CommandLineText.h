@@ -2,7 +2,7 @@
 // tokeniser, and the encoder's command line made of the options the converter does not consume.
 #pragma once
 
-#include "text/OptionStore.h"
+#include "options/OptionStore.h"
 #include "text/String.h"
 
 #include <cstddef>

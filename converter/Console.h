@@ -2,7 +2,7 @@
 // the error file), the two log pipes, and the relay that drains the pipes onto the sinks.
 #pragma once
 
-#include "converter/RunStatus.h"
+#include "flow/RunStatus.h"
 #include "process/UniqueHandle.h"
 #include "text/String.h"
 

@@ -2,53 +2,22 @@
 
 #include "contract/FormatRules.h"
 #include "converter/AudioSources.h"
+#include "converter/FileSinkStage.h"
 #include "files/FileOps.h"
 #include "files/Folders.h"
+#include "plugins/EffectStage.h"
 #include "process/Log.h"
 #include "process/WinString.h"
 #include "text/NumberText.h"
 
 #include <objbase.h>
 
-#include <algorithm>
 #include <cstdio>
-#include <functional>
 
 namespace wm {
 
 namespace {
 constexpr const char* kContext = "DspRender::Run";
-
-// The last stage of a render: appends each block to a file and keeps the format it came in.
-class FileSinkStage : public BlockStage {
-  public:
-    FileSinkStage(FileAccess& file, const WmWaveFormat& format, std::function<String()> failure)
-        : file_(file), last_(format), failure_(std::move(failure)) {}
-    bool Pass(AudioBlockInfo& block) override {
-        if (block.length && !file_.Write(block.data, block.length)) {
-            LogError(failure_(), kContext);
-            return false;
-        }
-        last_ = block.format;
-        return true;
-    }
-    const WmWaveFormat& LastFormat() const { return last_; }
-
-  private:
-    FileAccess& file_;
-    WmWaveFormat last_;
-    std::function<String()> failure_;
-};
-
-// One live effect applied to the rendered file.
-class EffectStage : public BlockStage {
-  public:
-    explicit EffectStage(DspEntry& entry) : entry_(entry) {}
-    bool Pass(AudioBlockInfo& block) override { return DspChain::PassOne(entry_, block); }
-
-  private:
-    DspEntry& entry_;
-};
 } // namespace
 
 String DspTempName(const String& tempFolder) {

@@ -4,10 +4,10 @@
 // block loops are the run's block pump, with a stage that writes the file at the end.
 #pragma once
 
-#include "converter/BlockPump.h"
-#include "converter/ProgressBar.h"
-#include "converter/RunStatus.h"
-#include "plugins/BlockFlow.h"
+#include "flow/BlockFlow.h"
+#include "flow/BlockPump.h"
+#include "flow/ProgressBar.h"
+#include "flow/RunStatus.h"
 #include "plugins/DspChain.h"
 #include "process/EventHandle.h"
 

@@ -2,9 +2,9 @@
 // converter's own tags brought up to date, and the tags that must not travel dropped.
 #pragma once
 
+#include "options/OptionStore.h"
 #include "tags/IDTagSet.h"
 #include "tags/ReplayGain.h"
-#include "text/OptionStore.h"
 #include "text/String.h"
 
 #include <cstdint>

@@ -4,7 +4,7 @@
 #pragma once
 
 #include "converter/LoudnessMeter.h"
-#include "plugins/BlockFlow.h"
+#include "flow/BlockFlow.h"
 
 #include <windows.h>
 

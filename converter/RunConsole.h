@@ -5,7 +5,7 @@
 #pragma once
 
 #include "converter/Console.h"
-#include "converter/RunStatus.h"
+#include "flow/RunStatus.h"
 #include "process/EventHandle.h"
 #include "process/UniqueHandle.h"
 #include "process/WorkerThread.h"

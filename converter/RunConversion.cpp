@@ -1,14 +1,14 @@
 // The run's spine: the order of the steps from binding the plug-ins to the block loop.
-#include "contract/BlockRules.h"
-#include "converter/BlockPump.h"
 #include "converter/CommandLineText.h"
 #include "converter/DspRender.h"
+#include "converter/EncoderStage.h"
 #include "converter/HelpText.h"
 #include "converter/TwWavemill.h"
 #include "converter/UserStop.h"
 #include "files/FileAccess.h"
 #include "files/FileOps.h"
 #include "files/PathText.h"
+#include "flow/BlockPump.h"
 #include "plugins/MessageRelay.h"
 #include "plugins/PluginReason.h"
 #include "plugins/clTwCodecHandler.h"
@@ -20,44 +20,12 @@
 
 #include <windows.h>
 
-#include <functional>
 #include <vector>
 
 namespace wm {
 
 namespace {
 constexpr const char* kRunContext = "TwWavemill::TwWavemill";
-
-// The encoder as the last stage of the block flow. With live effects in the pass the encoder
-// begins only when the first block has passed them, in the format they produce (a resampler
-// changes the rate), which the source's format would misdescribe.
-class EncoderStage : public BlockStage {
-  public:
-    using Begin = std::function<bool(const WmWaveFormat&)>;
-    EncoderStage(clTwEncoder& encoder, const String& codec, Begin beginOnFirstBlock)
-        : encoder_(encoder), codec_(codec), begin_(std::move(beginOnFirstBlock)) {}
-    bool Pass(AudioBlockInfo& block) override {
-        if (begin_) {
-            if (IsEmptyBlock(block) && !block.endOfStream)
-                return true; // nothing to describe the format by yet
-            const bool begun = begin_(block.format);
-            begin_ = nullptr;
-            if (!begun)
-                return false;
-        }
-        if (encoder_.EncodeBlock(&block))
-            return true;
-        LogError(WithReason(u"Error: Encoder '" + codec_ + u"' refused a block of audio.",
-                            encoder_.LastError()),
-                 kRunContext);
-        return false;
-    }
-
-  private:
-    clTwEncoder& encoder_;
-    const String& codec_;
-    Begin begin_;
-};
 } // namespace
 
 TwWavemill::TwWavemill(RunStatus& status, ParentChannels& parent)

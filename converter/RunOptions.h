@@ -2,7 +2,7 @@
 // the error file and the shared block is the Windows side's job.
 #pragma once
 
-#include "text/OptionStore.h"
+#include "options/OptionStore.h"
 #include "text/String.h"
 
 #include <cstdint>

@@ -1,6 +1,6 @@
 #include "converter/SampleFrames.h"
 
-#include "text/WaveFormat.h"
+#include "wave/WaveFormat.h"
 
 #include <cstdint>
 #include <cstring>

@@ -2,9 +2,9 @@
 // status is the run status. Started with "crashed", the process only shows a crash report.
 #include "converter/CommandLineText.h"
 #include "converter/ParentChannels.h"
-#include "converter/RunStatus.h"
 #include "converter/TwWavemill.h"
 #include "crash/CrashHandler.h"
+#include "flow/RunStatus.h"
 #include "process/WinString.h"
 #include "protocol/ConverterOptions.h"
 #include "ui/dlgCrashReport.h"

@@ -6,7 +6,7 @@
 #include "files/SystemPath.h"
 #include "process/Registry.h"
 #include "process/WinString.h"
-#include "text/Random.h"
+#include "random/Random.h"
 
 #include <objbase.h>
 #include <shlobj.h>

@@ -2,9 +2,9 @@
 // accepts reads as exactly its entries and the host writes that set back as a block it accepts,
 // and a byte after the last record is refused.
 #include "contract/TagBlockRule.h"
+#include "endian/LittleEndian.h"
 #include "fuzz/FuzzCheck.h"
 #include "tags/IDTagSet.h"
-#include "text/LittleEndian.h"
 
 #include <vector>
 

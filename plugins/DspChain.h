@@ -3,7 +3,7 @@
 // conversion. Rendering the non-live effects into a file is DspRender's.
 #pragma once
 
-#include "plugins/BlockFlow.h"
+#include "flow/BlockFlow.h"
 #include "plugins/clTwDSP.h"
 #include "text/String.h"
 

@@ -3,7 +3,7 @@
 // decoder, so it takes no part.
 #pragma once
 
-#include "plugins/BlockFlow.h"
+#include "flow/BlockFlow.h"
 #include "plugins/clTwDecoder.h"
 #include "plugins/clTwEncoder.h"
 #include "text/String.h"

@@ -1,8 +1,8 @@
 // The serialised tag block: a 32-bit entry count, then per entry a 32-bit record length
 // (counting itself), the name and the value each with a terminator, and the raw data.
 // The wide form stores UTF-16LE text, the narrow form UTF-8. All numbers are little-endian.
+#include "endian/LittleEndian.h"
 #include "tags/IDTagSet.h"
-#include "text/LittleEndian.h"
 
 #include <cstring>
 #include <string_view>

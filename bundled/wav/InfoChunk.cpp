@@ -2,8 +2,8 @@
 
 #include "bundled/wav/TagIdNames.h"
 #include "bundled/wav/TextEncoding.h"
+#include "endian/LittleEndian.h"
 #include "tags/TagText.h"
-#include "text/LittleEndian.h"
 
 #include <array>
 #include <cstring>

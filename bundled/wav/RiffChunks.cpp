@@ -1,6 +1,6 @@
 #include "bundled/wav/RiffChunks.h"
 
-#include "text/LittleEndian.h"
+#include "endian/LittleEndian.h"
 
 #include <algorithm>
 #include <cstring>

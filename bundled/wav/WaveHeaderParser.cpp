@@ -2,7 +2,7 @@
 
 #include "bundled/wav/RiffChunks.h"
 #include "bundled/wav/WaveFormatRules.h"
-#include "text/LittleEndian.h"
+#include "endian/LittleEndian.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,7 @@
 #include "bundled/wav/WaveHeaderWriter.h"
 
 #include "bundled/wav/WaveFormatRules.h"
-#include "text/LittleEndian.h"
+#include "endian/LittleEndian.h"
 
 #include <bit>
 #include <cstring>

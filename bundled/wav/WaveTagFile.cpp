@@ -3,7 +3,7 @@
 #include "bundled/wav/Id3Frames.h"
 #include "bundled/wav/InfoChunk.h"
 #include "bundled/wav/WaveHeaderParser.h"
-#include "text/LittleEndian.h"
+#include "endian/LittleEndian.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,7 +1,7 @@
 #include "tools/plugin-check/Samples.h"
 
 #include "tags/IDTagSet.h"
-#include "text/WaveFormat.h"
+#include "wave/WaveFormat.h"
 
 #include <algorithm>
 #include <cmath>

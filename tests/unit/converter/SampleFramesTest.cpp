@@ -1,7 +1,7 @@
 // Every sample layout the measuring reads, at full scale 1.
 #include "converter/SampleFrames.h"
 
-#include "text/WaveFormat.h"
+#include "wave/WaveFormat.h"
 
 #include <gtest/gtest.h>
 

@@ -3,8 +3,8 @@
 #include "bundled/wav/WaveFormatRules.h"
 #include "bundled/wav/WaveHeaderParser.h"
 #include "bundled/wav/WaveHeaderWriter.h"
+#include "endian/LittleEndian.h"
 #include "tests/unit/wav/WaveTestBytes.h"
-#include "text/LittleEndian.h"
 
 #include <gtest/gtest.h>
 

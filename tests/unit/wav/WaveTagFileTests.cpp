@@ -1,7 +1,7 @@
 // Tags of whole wave files: reading them and rewriting a file with new ones.
 #include "bundled/wav/WaveTagFile.h"
+#include "endian/LittleEndian.h"
 #include "tests/unit/wav/WaveTestBytes.h"
-#include "text/LittleEndian.h"
 
 #include <gtest/gtest.h>
 

@@ -4,7 +4,7 @@
 
 #include "bundled/wav/ByteSource.h"
 #include "bundled/wav/WaveTags.h"
-#include "text/LittleEndian.h"
+#include "endian/LittleEndian.h"
 
 #include <algorithm>
 #include <cstdint>

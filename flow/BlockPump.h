@@ -4,9 +4,9 @@
 // Portable: the platform supplies events, sleeping and output through FlowHost.
 #pragma once
 
-#include "converter/ProgressBar.h"
-#include "converter/RunStatus.h"
-#include "plugins/BlockFlow.h"
+#include "flow/BlockFlow.h"
+#include "flow/ProgressBar.h"
+#include "flow/RunStatus.h"
 #include "sdk/wavemill_plugin.h"
 #include "text/String.h"
 

@@ -1,4 +1,4 @@
-#include "converter/ProgressBar.h"
+#include "flow/ProgressBar.h"
 
 #include <algorithm>
 

@@ -4,7 +4,7 @@
 // Portable: the marks go out through FlowHost.
 #pragma once
 
-#include "plugins/BlockFlow.h"
+#include "flow/BlockFlow.h"
 
 #include <cstdint>
 

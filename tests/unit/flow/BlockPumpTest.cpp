@@ -1,4 +1,4 @@
-#include "converter/BlockPump.h"
+#include "flow/BlockPump.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "converter/BlockPump.h"
+#include "flow/BlockPump.h"
 
 #include "contract/BlockRules.h"
 
@@ -8,6 +8,13 @@ namespace wm {
 
 namespace {
 constexpr uint32_t kMaxEmpties = 4;
+
+// The idle table for empty blocks in a row (1, 2, 3, 4 and more): 0, 25, 25, 50 ms, so a
+// stalled source is polled every 50 ms at most and never spun on.
+uint32_t IdleMs(uint32_t emptyBlocksInARow) {
+    static constexpr uint32_t kIdleTableMs[] = {0, 0, 25, 25, 50};
+    return kIdleTableMs[std::min(emptyBlocksInARow, kMaxEmpties)];
+}
 } // namespace
 
 BlockPump::BlockPump(BlockSource& source, std::span<BlockStage* const> stages, FlowHost& host,

@@ -1,4 +1,4 @@
-#include "converter/RunStatus.h"
+#include "flow/RunStatus.h"
 
 namespace wm {
 

@@ -1,4 +1,4 @@
-#include "text/Random.h"
+#include "random/Random.h"
 
 #include <gtest/gtest.h>
 

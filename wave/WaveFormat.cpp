@@ -1,6 +1,6 @@
-#include "text/WaveFormat.h"
+#include "wave/WaveFormat.h"
 
-#include "text/LittleEndian.h"
+#include "endian/LittleEndian.h"
 #include "text/NumberText.h"
 
 #include <cstring>

@@ -1,4 +1,4 @@
-#include "text/OptionStore.h"
+#include "options/OptionStore.h"
 
 namespace wm {
 

@@ -39,8 +39,4 @@ class FlowHost {
     virtual void Error(StringView text) = 0;
 };
 
-// The idle table for empty blocks in a row (1, 2, 3, 4 and more): 0, 25, 25, 50 ms, so a
-// stalled source is polled every 50 ms at most and never spun on.
-uint32_t IdleMs(uint32_t emptyBlocksInARow);
-
 } // namespace wm

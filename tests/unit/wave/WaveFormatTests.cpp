@@ -1,4 +1,4 @@
-#include "text/WaveFormat.h"
+#include "wave/WaveFormat.h"
 
 #include <gtest/gtest.h>
 
