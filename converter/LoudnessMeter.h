@@ -1,5 +1,6 @@
-// EBU R128 loudness of one track through libebur128: the integrated loudness, the sample or true
-// peak, and the energy of every 400 ms gating block for an album's gating later.
+// EBU R128 loudness of one track through libebur128: the energy of every 400 ms gating block,
+// the integrated loudness gated over them (as an album's is gated over all its tracks' blocks),
+// and the sample or true peak.
 #pragma once
 
 #include "sdk/wavemill_plugin.h"
@@ -29,15 +30,15 @@ class LoudnessMeter {
   private:
     struct State; // libebur128's, owned
     bool Start(const WmWaveFormat& format);
-    bool Feed(const double* samples, size_t frames);
+    template <typename Sample> bool Feed(const Sample* samples, size_t frames);
     bool Failed(StringView why);
 
     const bool truePeak_;
     std::unique_ptr<State> state_;
     WmWaveFormat format_{};
-    size_t framesPerStep_ = 0; // 100 ms: the gating blocks' step
-    size_t framesToBlock_ = 0; // until the next gating block is complete
-    std::vector<double> samples_;
+    size_t framesPerStep_ = 0;     // 100 ms: the gating blocks' step
+    size_t framesToBlock_ = 0;     // until the next gating block is complete
+    std::vector<int32_t> widened_; // 8-bit and 24-bit samples, for the meter
     GatingBlocks blocks_;
     String fault_;
 };
