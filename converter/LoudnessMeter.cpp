@@ -71,28 +71,53 @@ bool LoudnessMeter::Start(const WmWaveFormat& format) {
     state_ = std::make_unique<State>(meter);
     format_ = format;
     // The meter's own step (it rounds the same way): a gating block ends every 100 ms from the
-    // first 400 ms on, and the momentary loudness read at that moment is that block's.
+    // first 400 ms on. Where the meter's 100 ms window is that step (every rate but those with
+    // half a frame in 100 ms, such as 11025 Hz), each step's energy is read once and a block is
+    // the mean of its four steps; else each block is read whole, summing every sample four times.
     framesPerStep_ = (format.samplesPerSec + 5) / 10;
-    framesToBlock_ = 4 * framesPerStep_;
+    framesToStep_ = framesPerStep_;
+    stepsAreWindows_ = format.samplesPerSec * kStepMs / 1000 == framesPerStep_;
+    steps_ = 0;
     return true;
 }
 
-// Feeds the meter up to each block's end, where the block's energy is read.
+// Feeds the meter up to each step's end, where the step's or the block's energy is read.
 template <typename Sample> bool LoudnessMeter::Feed(const Sample* samples, size_t frames) {
     while (frames > 0) {
-        const size_t n = std::min(frames, framesToBlock_);
+        const size_t n = std::min(frames, framesToStep_);
         if (AddFrames(state_->meter, samples, n) != EBUR128_SUCCESS)
             return Failed(u"libebur128 refused the audio");
         samples += n * format_.channels;
         frames -= n;
-        framesToBlock_ -= n;
-        if (framesToBlock_ > 0)
+        framesToStep_ -= n;
+        if (framesToStep_ > 0)
             continue;
-        double lufs = 0;
+        framesToStep_ = framesPerStep_;
+        if (!StepEnded())
+            return false;
+    }
+    return true;
+}
+
+bool LoudnessMeter::StepEnded() {
+    ++steps_;
+    double lufs = 0;
+    if (!stepsAreWindows_) {
+        if (steps_ < kStepsPerBlock)
+            return true;
         if (ebur128_loudness_momentary(state_->meter, &lufs) != EBUR128_SUCCESS)
             return Failed(u"libebur128 gave no block loudness");
         blocks_.push_back(std::isfinite(lufs) ? EnergyOfLoudness(lufs) : 0.0);
-        framesToBlock_ = framesPerStep_;
+        return true;
+    }
+    if (ebur128_loudness_window(state_->meter, kStepMs, &lufs) != EBUR128_SUCCESS)
+        return Failed(u"libebur128 gave no step loudness");
+    recentSteps_[steps_ % kStepsPerBlock] = std::isfinite(lufs) ? EnergyOfLoudness(lufs) : 0.0;
+    if (steps_ >= kStepsPerBlock) {
+        double sum = 0;
+        for (double e : recentSteps_)
+            sum += e;
+        blocks_.push_back(sum / kStepsPerBlock);
     }
     return true;
 }
