@@ -240,6 +240,10 @@ check "album gain into Opus outputs: R128_ALBUM_GAIN, one value for all" \
 again=$(loudgain_album_gain opus/album/t?.opus)
 got=$(opusinfo opus/album/t1.opus | awk '{ sub(/^[ \t]*/, "") } sub(/^R128_ALBUM_GAIN=/, "") { printf "%.2f", $0 / 256 }')
 check "Opus album gain $got within 0.1 dB of loudgain -a's $again dB" near "$got" "$again" 0.1
+wine "$stage/WavemillBatch.exe" -convert_to=Vorbis -replaygain=album -out=vorbis album </dev/null >batch.out 2>&1
+again=$(loudgain_album_gain vorbis/album/t?.ogg)
+got=$(vorbiscomment -l vorbis/album/t4.ogg | sed -n 's/^REPLAYGAIN_ALBUM_GAIN=//p')
+check "Vorbis album gain $got within 0.1 dB of loudgain -a's $again dB" near "${got% dB}" "$again" 0.1
 
 # --- -albumloudness: one gain for the whole album, measured first, under the true-peak ceiling ---
 # ffmpeg's ebur128 filter gives the loudness of every 400 ms block (one each 100 ms at 48 kHz;
