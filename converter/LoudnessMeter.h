@@ -1,11 +1,13 @@
-// EBU R128 loudness of one track through libebur128: the integrated loudness, the sample or true
-// peak, and the energy of every 400 ms gating block for an album's gating later.
+// EBU R128 loudness of one track through libebur128: the energy of every 400 ms gating block,
+// the integrated loudness gated over them (as an album's is gated over all its tracks' blocks),
+// and the sample or true peak.
 #pragma once
 
 #include "sdk/wavemill_plugin.h"
 #include "tags/ReplayGain.h"
 #include "text/String.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -29,15 +31,22 @@ class LoudnessMeter {
   private:
     struct State; // libebur128's, owned
     bool Start(const WmWaveFormat& format);
-    bool Feed(const double* samples, size_t frames);
+    template <typename Sample> bool Feed(const Sample* samples, size_t frames);
+    bool StepEnded();
     bool Failed(StringView why);
+
+    static constexpr unsigned kStepMs = 100;      // gating blocks start every 100 ms
+    static constexpr unsigned kStepsPerBlock = 4; // and last 400 ms
 
     const bool truePeak_;
     std::unique_ptr<State> state_;
     WmWaveFormat format_{};
-    size_t framesPerStep_ = 0; // 100 ms: the gating blocks' step
-    size_t framesToBlock_ = 0; // until the next gating block is complete
-    std::vector<double> samples_;
+    size_t framesPerStep_ = 0;     // 100 ms: the gating blocks' step
+    size_t framesToStep_ = 0;      // until the next step is complete
+    bool stepsAreWindows_ = false; // the meter reads one step's energy exactly
+    size_t steps_ = 0;
+    std::array<double, kStepsPerBlock> recentSteps_{}; // energies, by step number modulo 4
+    std::vector<int32_t> widened_;                     // 8-bit and 24-bit samples, for the meter
     GatingBlocks blocks_;
     String fault_;
 };

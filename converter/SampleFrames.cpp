@@ -2,37 +2,27 @@
 
 #include "wave/WaveFormat.h"
 
-#include <cstdint>
-#include <cstring>
-
 namespace wm {
 
 namespace {
 
-// A signed little-endian integer of `bytes` bytes, scaled so that full scale is 1.
-double IntegerSample(const uint8_t* p, unsigned bytes) {
-    uint32_t raw = 0;
-    for (unsigned i = 0; i < bytes; ++i)
-        raw |= static_cast<uint32_t>(p[i]) << (8 * (4 - bytes + i));
-    return static_cast<int32_t>(raw) / 2147483648.0;
-}
-
-double FloatSample(const uint8_t* p, unsigned bytes) {
-    if (bytes == 4) {
-        float f;
-        std::memcpy(&f, p, 4);
-        return f;
+// 8-bit PCM is unsigned; 24-bit is signed little-endian. Either lands in the top bits of a
+// 32-bit integer, so that its fraction of full scale is unchanged.
+void Widen(const uint8_t* p, unsigned width, size_t samples, std::vector<int32_t>& out) {
+    out.resize(samples);
+    for (size_t i = 0; i < samples; ++i, p += width) {
+        const uint32_t raw = width == 1 ? static_cast<uint32_t>(p[0] ^ 0x80u) << 24
+                                        : static_cast<uint32_t>(p[0]) << 8 |
+                                              static_cast<uint32_t>(p[1]) << 16 |
+                                              static_cast<uint32_t>(p[2]) << 24;
+        out[i] = static_cast<int32_t>(raw);
     }
-    double d;
-    std::memcpy(&d, p, 8);
-    return d;
 }
 
 } // namespace
 
-bool ToDoubleSamples(const WmWaveFormat& format, const void* data, size_t bytes,
-                     std::vector<double>& out) {
-    out.clear();
+bool ToMeterSamples(const WmWaveFormat& format, const void* data, size_t bytes,
+                    std::vector<int32_t>& widened, MeterSamples& out) {
     const WaveFormat f(format);
     const bool isFloat = f.EffectiveTag() == WaveFormat::kTagFloat;
     const unsigned width = f.BitsPerSample() / 8u;
@@ -41,16 +31,16 @@ bool ToDoubleSamples(const WmWaveFormat& format, const void* data, size_t bytes,
         (isFloat ? width != 4 && width != 8
                  : f.EffectiveTag() != WaveFormat::kTagPcm || width == 0 || width > 4))
         return false;
-    const size_t samples = bytes / f.BlockAlign() * channels;
-    out.resize(samples);
-    const auto* p = static_cast<const uint8_t*>(data);
-    for (size_t i = 0; i < samples; ++i, p += width) {
-        if (isFloat)
-            out[i] = FloatSample(p, width);
-        else if (width == 1)
-            out[i] = (p[0] - 128) / 128.0; // 8-bit PCM is unsigned
-        else
-            out[i] = IntegerSample(p, width);
+    out.frames = bytes / f.BlockAlign();
+    out.data = data;
+    if (isFloat) {
+        out.kind = width == 4 ? SampleKind::Float32 : SampleKind::Float64;
+    } else if (width == 2 || width == 4) {
+        out.kind = width == 2 ? SampleKind::Int16 : SampleKind::Int32;
+    } else {
+        Widen(static_cast<const uint8_t*>(data), width, out.frames * channels, widened);
+        out.kind = SampleKind::Int32;
+        out.data = widened.data();
     }
     return true;
 }

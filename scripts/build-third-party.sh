@@ -83,9 +83,12 @@ build_libsoxr() {
     cat "$src/LICENCE" "$src/COPYING.LGPL" >"$prefix/licenses/libsoxr.txt"
 }
 
+# Our one change to libebur128 (third_party/patches): its K-weighting filter runs two channels
+# side by side with its state in registers, half the time for the same results to the bit.
 build_libebur128() {
     local src
     src=$(unpack libebur128)
+    patch -d "$src" -p1 <"$here/third_party/patches/libebur128-filter-two-channels.patch"
     cmake_lib libebur128 "$src" "-O2 -DNDEBUG" -DBUILD_STATIC_LIBS=ON -DBUILD_SHARED_LIBS=OFF \
         -DENABLE_INTERNAL_QUEUE_H=ON
     cp "$src/COPYING" "$prefix/licenses/libebur128.txt"
@@ -231,11 +234,15 @@ strip_shared() {
 
 ogg_libs="libogg opus libopusenc opusfile libvorbis"
 for lib in flac lame mpg123 libsoxr libebur128 $ogg_libs musl ffmpeg; do
-    # The stamp names the version and a hash of the recipe, so a change of flags rebuilds.
+    # The stamp names the version and a hash of the recipe and of our patches to the library, so
+    # a change of flags or of a patch rebuilds.
     helpers="cmake_lib unpack"
     [[ " $ogg_libs " == *" $lib "* ]] && helpers="$helpers autotools_lib debian_patch"
     [ "$lib" = ffmpeg ] && helpers="$helpers build_musl" # FFmpeg links musl's maths
-    recipe=$(declare -f "build_$lib" $helpers | sha1sum | cut -c1-12)
+    recipe=$( (
+        declare -f "build_$lib" $helpers
+        cat "$here/third_party/patches/$lib"-*.patch 2>/dev/null || true
+    ) | sha1sum | cut -c1-12)
     stamp="$prefix/.built-$lib-$(version_of $lib)-$recipe"
     [ -f "$stamp" ] && continue
     echo "Building third-party $lib $(version_of $lib) (once per build tree)"

@@ -1,11 +1,9 @@
-// Every sample layout the measuring reads, at full scale 1.
+// Every sample layout the measuring reads: as it is, or widened to the same fraction of full scale.
 #include "converter/SampleFrames.h"
 
 #include "wave/WaveFormat.h"
 
 #include <gtest/gtest.h>
-
-#include <cstring>
 
 namespace wm {
 namespace {
@@ -14,33 +12,45 @@ WmWaveFormat Format(uint16_t channels, uint16_t bits, bool isFloat = false) {
     return WaveFormat::Pcm(channels, 44100, bits, isFloat).AsRecord();
 }
 
-TEST(SampleFramesTest, IntegerWidthsAndEightBitUnsigned) {
-    std::vector<double> out;
-    const uint8_t eight[] = {0, 128, 255};
-    ASSERT_TRUE(ToDoubleSamples(Format(1, 8), eight, sizeof eight, out));
-    EXPECT_EQ(out, (std::vector<double>{-1.0, 0.0, 127 / 128.0}));
-    const uint8_t sixteen[] = {0x00, 0x80, 0xFF, 0x7F, 0xFF, 0xFF, 0x01}; // odd byte: torn
-    ASSERT_TRUE(ToDoubleSamples(Format(1, 16), sixteen, sizeof sixteen, out));
-    EXPECT_EQ(out, (std::vector<double>{-1.0, 32767 / 32768.0, -1 / 32768.0}));
-    const uint8_t twentyFour[] = {0x00, 0x00, 0x40, 0xFF, 0xFF, 0xFF};
-    ASSERT_TRUE(ToDoubleSamples(Format(2, 24), twentyFour, sizeof twentyFour, out));
-    EXPECT_EQ(out, (std::vector<double>{0.5, -1 / 8388608.0}));
-    const uint8_t thirtyTwo[] = {0x00, 0x00, 0x00, 0xC0};
-    ASSERT_TRUE(ToDoubleSamples(Format(1, 32), thirtyTwo, sizeof thirtyTwo, out));
-    EXPECT_EQ(out, (std::vector<double>{-0.5}));
+std::vector<int32_t> Widened(uint16_t channels, uint16_t bits, const std::vector<uint8_t>& bytes) {
+    std::vector<int32_t> widened;
+    MeterSamples out;
+    EXPECT_TRUE(ToMeterSamples(Format(channels, bits), bytes.data(), bytes.size(), widened, out));
+    EXPECT_EQ(out.kind, SampleKind::Int32);
+    EXPECT_EQ(out.data, widened.data());
+    const auto* p = static_cast<const int32_t*>(out.data);
+    return std::vector<int32_t>(p, p + out.frames * channels);
 }
 
-TEST(SampleFramesTest, FloatsPassUnclippedAndUnknownLayoutsAreRefused) {
-    std::vector<double> out;
+TEST(SampleFramesTest, EightAndTwentyFourBitsWidenToTheSameFraction) {
+    // 8-bit PCM is unsigned: 0 is -1, 128 silence, 255 is 127/128.
+    EXPECT_EQ(Widened(1, 8, {0, 128, 255}), (std::vector<int32_t>{INT32_MIN, 0, 127 << 24}));
+    EXPECT_EQ(Widened(2, 24, {0x00, 0x00, 0x40, 0xFF, 0xFF, 0xFF, 0x01}), // a torn frame: dropped
+              (std::vector<int32_t>{0x40000000, -256}));
+}
+
+TEST(SampleFramesTest, WiderLayoutsPassAsTheyAreAndUnknownOnesAreRefused) {
+    std::vector<int32_t> widened;
+    MeterSamples out;
+    const int16_t sixteen[] = {-32768, 32767, -1};
+    ASSERT_TRUE(ToMeterSamples(Format(1, 16), sixteen, 5, widened, out)); // odd byte: torn
+    EXPECT_EQ(out.kind, SampleKind::Int16);
+    EXPECT_EQ(out.data, sixteen);
+    EXPECT_EQ(out.frames, 2u);
+    const int32_t thirtyTwo[] = {-1, 2};
+    ASSERT_TRUE(ToMeterSamples(Format(2, 32), thirtyTwo, sizeof thirtyTwo, widened, out));
+    EXPECT_EQ(out.kind, SampleKind::Int32);
+    EXPECT_EQ(out.frames, 1u);
     const float floats[] = {1.5f, -0.25f};
-    ASSERT_TRUE(ToDoubleSamples(Format(2, 32, true), floats, sizeof floats, out));
-    EXPECT_EQ(out, (std::vector<double>{1.5, -0.25}));
+    ASSERT_TRUE(ToMeterSamples(Format(2, 32, true), floats, sizeof floats, widened, out));
+    EXPECT_EQ(out.kind, SampleKind::Float32);
     const double doubles[] = {0.125};
-    ASSERT_TRUE(ToDoubleSamples(Format(1, 64, true), doubles, sizeof doubles, out));
-    EXPECT_EQ(out, (std::vector<double>{0.125}));
-    EXPECT_FALSE(ToDoubleSamples(Format(1, 16, true), doubles, sizeof doubles, out));
-    EXPECT_FALSE(ToDoubleSamples(Format(1, 12), doubles, sizeof doubles, out));
-    EXPECT_TRUE(out.empty());
+    ASSERT_TRUE(ToMeterSamples(Format(1, 64, true), doubles, sizeof doubles, widened, out));
+    EXPECT_EQ(out.kind, SampleKind::Float64);
+    EXPECT_EQ(out.data, doubles);
+    EXPECT_TRUE(widened.empty());
+    EXPECT_FALSE(ToMeterSamples(Format(1, 16, true), doubles, sizeof doubles, widened, out));
+    EXPECT_FALSE(ToMeterSamples(Format(1, 12), doubles, sizeof doubles, widened, out));
 }
 
 } // namespace
