@@ -1,9 +1,9 @@
 #include "batch/Adaptation.h"
 
 #include "batch/BatchArguments.h"
+#include "options/OptionStore.h"
 #include "protocol/ConverterOptions.h"
 #include "text/NumberText.h"
-#include "options/OptionStore.h"
 
 #include <algorithm>
 

@@ -4,8 +4,8 @@
 set(WM_LAYER_RANKS
     sdk 1 endian 1 random 1
     text 2
-    wave 3 options 3
-    contract 4 protocol 4
+    wave 3 options 3 protocol 3
+    contract 4
     process 5 flow 5
     files 6
     tags 7 crash 7 ui 7
