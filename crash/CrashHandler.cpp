@@ -46,6 +46,11 @@ struct CrashState {
     HANDLE done = nullptr;
     EXCEPTION_POINTERS* pending = nullptr;
     DWORD pendingThread = 0;
+    // The first crash's facts, kept before its dump is written: a second crash (in the dump
+    // writer, or on another thread) ends the process, and the line must still be said.
+    CrashFacts first;
+    std::atomic<bool> firstKnown{false};
+    std::atomic<bool> told{false};
 };
 
 // Never freed: a crash can come at any time, even during the process's own shutdown.
@@ -97,14 +102,22 @@ CrashFacts FactsOf(const EXCEPTION_RECORD& record, const String& dumpPath) {
     return facts;
 }
 
+// The crash's line, once, whichever path gets there first.
+void Tell(const CrashFacts& facts) {
+    if (g_state->notice && !g_state->told.exchange(true))
+        g_state->notice(CrashLine(facts));
+}
+
 void WriteReport(EXCEPTION_POINTERS* exception, DWORD threadId) {
     if (g_state->disabled)
         return;
-    const String dumpPath = WriteDump(exception, threadId);
-    if (g_state->notice)
-        g_state->notice(CrashLine(FactsOf(*exception->ExceptionRecord, dumpPath)));
-    if (!dumpPath.empty())
-        StartSecondCopy(dumpPath);
+    g_state->first = FactsOf(*exception->ExceptionRecord, {});
+    g_state->firstKnown = true;
+    CrashFacts facts = g_state->first;
+    facts.dumpPath = WriteDump(exception, threadId);
+    Tell(facts);
+    if (!facts.dumpPath.empty())
+        StartSecondCopy(facts.dumpPath);
 }
 
 DWORD WINAPI WatchForStackOverflow(void*) {
@@ -142,6 +155,8 @@ LONG WINAPI CrashFilter(EXCEPTION_POINTERS* exception) {
             ReportFromWatcher(exception);
         else
             WriteReport(exception, ::GetCurrentThreadId());
+    } else if (!g_state->disabled) {
+        Tell(g_state->firstKnown ? g_state->first : FactsOf(*exception->ExceptionRecord, {}));
     }
     ::TerminateProcess(::GetCurrentProcess(), kCrashExitStatus);
     return EXCEPTION_EXECUTE_HANDLER;
