@@ -45,21 +45,6 @@ cue::FlacDisc FlacDiscOf(const String& path) {
     return disc;
 }
 
-StringList FolderNames(const String& folder) {
-    StringList names;
-    WIN32_FIND_DATAW found{};
-    const String pattern = folder + u"*";
-    HANDLE search = FindFirstFileW(reinterpret_cast<const wchar_t*>(pattern.c_str()), &found);
-    if (search == INVALID_HANDLE_VALUE)
-        return names;
-    do {
-        if (!(found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY))
-            names.push_back(reinterpret_cast<const char16_t*>(found.cFileName));
-    } while (FindNextFileW(search, &found));
-    FindClose(search);
-    return names;
-}
-
 } // namespace
 
 CueDecoder::CueDecoder() : DecoderFrame(kTypes) {}
@@ -119,10 +104,10 @@ bool CueDecoder::OpenSheetFile(const String& path, DecodeOpenInfo& info, cue::Tr
 String CueDecoder::ImagePath(const String& sheetPath, const cue::CueFile& file) {
     // A FILE name may carry a folder below the sheet's, or be a full path of another machine.
     const String below = FolderOf(sheetPath) + FolderOf(file.name);
-    String match =
-        cue::MatchImageName(NamePart(file.name), FolderNames(below), CatalogExtensions(Catalog()));
+    String match = cue::MatchImageName(NamePart(file.name), FileNamesIn(below, u"*"),
+                                       CatalogExtensions(Catalog()));
     if (match.empty() && !FolderOf(file.name).empty()) {
-        match = cue::MatchImageName(NamePart(file.name), FolderNames(FolderOf(sheetPath)),
+        match = cue::MatchImageName(NamePart(file.name), FileNamesIn(FolderOf(sheetPath), u"*"),
                                     CatalogExtensions(Catalog()));
         return match.empty() ? match : FolderOf(sheetPath) + match;
     }

@@ -33,21 +33,28 @@ StringList LibraryFiles() {
     const String self = ThisLibraryPath();
     const String folder = self.substr(0, self.find_last_of(u'\\') + 1);
     StringList libraries;
-    WIN32_FIND_DATAW found{};
-    const String pattern = folder + u"*.dll";
-    HANDLE search = FindFirstFileW(reinterpret_cast<const wchar_t*>(pattern.c_str()), &found);
-    if (search == INVALID_HANDLE_VALUE)
-        return libraries;
-    do {
-        const String path = folder + reinterpret_cast<const char16_t*>(found.cFileName);
-        if (!(found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) && !EqualsNoCase(path, self))
-            libraries.push_back(path);
-    } while (FindNextFileW(search, &found));
-    FindClose(search);
+    for (const String& name : FileNamesIn(folder, u"*.dll"))
+        if (!EqualsNoCase(folder + name, self))
+            libraries.push_back(folder + name);
     return libraries;
 }
 
 } // namespace
+
+StringList FileNamesIn(const String& folder, StringView mask) {
+    StringList names;
+    WIN32_FIND_DATAW found{};
+    const String pattern = folder + String(mask);
+    HANDLE search = FindFirstFileW(reinterpret_cast<const wchar_t*>(pattern.c_str()), &found);
+    if (search == INVALID_HANDLE_VALUE)
+        return names;
+    do {
+        if (!(found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY))
+            names.push_back(reinterpret_cast<const char16_t*>(found.cFileName));
+    } while (FindNextFileW(search, &found));
+    FindClose(search);
+    return names;
+}
 
 std::vector<SiblingLibrary> SiblingCatalog() {
     std::vector<SiblingLibrary> catalog;

@@ -9,6 +9,9 @@
 
 namespace wm::bundled {
 
+// The names of the files (not folders) in `folder` (ending in a separator) matching `mask`.
+StringList FileNamesIn(const String& folder, StringView mask);
+
 // A decoder library beside this one and the extensions it reads.
 struct SiblingLibrary {
     String path;
