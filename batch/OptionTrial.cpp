@@ -23,21 +23,25 @@ constexpr uint32_t kTrialNumber = 0;
 
 } // namespace
 
-String TryOptions(const ConversionSetup& setup, const String& extension) {
-    ConversionSetup trial = setup;
-    trial.passThrough = SilentSource() + setup.passThrough;
-    const String output = setup.commandFolder + u"trial" + extension;
-    Conversion conversion({{u"-", u"-", {}}, output, 0, String(), {}}, trial, kTrialNumber);
-    const uint64_t startMs = ::GetTickCount64();
-    if (conversion.Start(0))
-        while (conversion.Poll(::GetTickCount64() - startMs))
-            ::WaitForSingleObject(conversion.Process(), 100);
-    const FileOutcome outcome = conversion.Finish(::GetTickCount64() - startMs);
-    DeleteFilePath(output);
+OptionTrial::OptionTrial(const ConversionSetup& setup, const String& extension)
+    : setup_(setup), output_(setup.commandFolder + u"trial" + extension),
+      startMs_(::GetTickCount64()) {
+    setup_.passThrough = SilentSource() + setup.passThrough;
+    conversion_ = std::make_unique<Conversion>(
+        PlannedConversion{{u"-", u"-", {}}, output_, 0, String(), {}}, setup_, kTrialNumber);
+    started_ = conversion_->Start(0);
+}
+
+String OptionTrial::Verdict() {
+    if (started_)
+        while (conversion_->Poll(::GetTickCount64() - startMs_))
+            ::WaitForSingleObject(conversion_->Process(), 100);
+    const FileOutcome outcome = conversion_->Finish(::GetTickCount64() - startMs_);
+    DeleteFilePath(output_);
     if (outcome.status == FileStatus::kConverted)
         return String();
     // The user never sees the trial's file: the reason names the trial instead.
-    String reason = InUserNames(outcome.reason, BatchTempName(output), u"the settings trial");
+    String reason = InUserNames(outcome.reason, BatchTempName(output_), u"the settings trial");
     constexpr StringView kErrorMark = u"Error: ";
     return reason.starts_with(kErrorMark) ? reason.substr(kErrorMark.size()) : reason;
 }

@@ -253,8 +253,7 @@ int Usage(const String& problem) {
 }
 
 // Settings the encoder or an effect refuses are said once, before anything is made.
-bool SettingsRefused(const ConversionSetup& setup, const String& extension) {
-    const String refused = TryOptions(setup, extension);
+bool SettingsRefused(const ConversionSetup& setup, const String& refused) {
     if (refused.empty())
         return false;
     RemoveFolder(setup.commandFolder, true);
@@ -265,7 +264,10 @@ bool SettingsRefused(const ConversionSetup& setup, const String& extension) {
 
 int PlanAndRun(const BatchOptions& o, const String& programFolder, const String& extension,
                const OutputRecord& record, const ConversionSetup& setup, ProgressView& view) {
+    OptionTrial trial(setup, extension);
     BatchPlan plan = PlanBatch(o, programFolder, extension, record);
+    // Waited for in every case: it writes into the command folder the batch removes.
+    const String refusal = trial.Verdict();
     for (const FileOutcome& s : plan.skipped)
         if (s.reason != u"up to date")
             view.Line(u"Skipped " + s.input + u": " + s.reason);
@@ -276,7 +278,7 @@ int PlanAndRun(const BatchOptions& o, const String& programFolder, const String&
         WriteErrorLine(u"Error: Nothing to do: no file that the installed decoders read.");
         return kBadUsage;
     }
-    if (!plan.conversions.empty() && SettingsRefused(setup, extension))
+    if (!plan.conversions.empty() && SettingsRefused(setup, refusal))
         return kBadUsage;
     if (!o.planFile.empty()) {
         RemoveFolder(setup.commandFolder, true);

@@ -89,6 +89,7 @@ class TwWavemill : private FlowHost {
     bool QuitRequested() override;
     void Heartbeat() override { parent_.Heartbeat(); }
     void Idle(uint32_t ms) override;
+    uint64_t NowMs() override { return ::GetTickCount64(); }
     void ProgressMarks(uint32_t count) override;
     void ParentLine(ParentKeyword keyword, StringView text) override;
     void StoreBytesEncoded(uint64_t total) override { parent_.StoreBytesEncoded(total); }

@@ -31,6 +31,7 @@ class FlowHost {
     virtual bool QuitRequested() = 0;
     virtual void Heartbeat() = 0;
     virtual void Idle(uint32_t ms) = 0;
+    virtual uint64_t NowMs() = 0;                   // a steady clock
     virtual void ProgressMarks(uint32_t count) = 0; // console "*" marks to add
     // One line for the parent (protocol/ParentLine.h); only called in parent mode.
     virtual void ParentLine(ParentKeyword keyword, StringView text) = 0;

@@ -1,6 +1,7 @@
 // The block loop: pulls blocks from one source and passes each through a list of stages (the
-// live effects, then the encoder), with the loop's rules: quit, heartbeat, back-off on empty
-// blocks, whole frames only, percent, progress marks and parent lines, bytes encoded.
+// live effects, then the encoder), with the loop's rules: quit, heartbeat and bytes encoded (at
+// most every 50 ms), back-off on empty blocks, whole frames only, percent, progress marks and
+// parent lines.
 // Portable: the platform supplies events, sleeping and output through FlowHost.
 #pragma once
 
@@ -36,6 +37,7 @@ class BlockPump {
   private:
     enum class Step { Next, Stop, Fail };
     Step Pump();
+    bool ContactDue();
     bool WholeFrames(AudioBlockInfo& block, Step& outcome);
     void ReportProgress(uint64_t msPosition);
     bool PassThroughStages(AudioBlockInfo& block);
@@ -48,6 +50,8 @@ class BlockPump {
     PumpSettings settings_;
     uint32_t reported_ = 0, empties_ = 0;
     uint64_t bytesEncoded_ = 0;
+    bool contacted_ = false;
+    uint64_t lastContactMs_ = 0;
     String lastInput_, lastOutput_;
 };
 

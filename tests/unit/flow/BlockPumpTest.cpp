@@ -70,13 +70,16 @@ class RecordingHost : public FlowHost {
     void ParentLine(ParentKeyword keyword, StringView text) override {
         lines.push_back(Narrow(String(KeywordText(keyword)) + String(text)));
     }
-    void StoreBytesEncoded(uint64_t total) override { bytes = total; }
+    void StoreBytesEncoded(uint64_t total) override { stored.push_back(total); }
+    // Each call is one block later: stepMs apart (by default every block is a contact).
+    uint64_t NowMs() override { return now += stepMs; }
     void Information(StringView text) override { infos.push_back(Narrow(text)); }
     void Error(StringView text) override { errors.push_back(Narrow(text)); }
     bool quit = false;
     int heartbeats = 0;
     uint32_t marks = 0;
-    uint64_t bytes = 0;
+    uint64_t now = 0, stepMs = 100;
+    std::vector<uint64_t> stored;
     std::vector<uint32_t> idles;
     std::vector<std::string> lines, infos, errors;
 };
@@ -106,7 +109,7 @@ TEST(BlockPump, PercentFromTheBlockStartAndMarksRoundDown) {
     EXPECT_EQ(run.host.marks, 60u);
     EXPECT_EQ(run.stage.seen, (std::vector<uint32_t>{400, 400, 400, 400, 0}));
     EXPECT_EQ(run.pumped, 1600u);
-    EXPECT_EQ(run.host.bytes, 1600u);
+    EXPECT_EQ(run.host.stored.back(), 1600u);
     EXPECT_FALSE(run.status.Failed());
 
     ScriptSource partial({{400, 0}, {400, 666, true}});
@@ -160,6 +163,26 @@ TEST(BlockPump, QuitStopsBeforeTheNextBlock) {
     EXPECT_FALSE(run.status.Failed()); // the finish fails the run when it sees the event
 }
 
+TEST(BlockPump, ParentContactsAtMostEvery50MsAndTheLastTotalAlways) {
+    std::deque<Scripted> script;
+    for (uint64_t i = 0; i < 12; ++i)
+        script.push_back({4, i, i == 11});
+    ScriptSource source(script);
+    Harness run;
+    run.host.stepMs = 20; // blocks at 20, 40, ... 240 ms: contacts at 20, 80, 140 and 200
+    run.Pump(source, {12, true, nullptr});
+    EXPECT_EQ(run.host.heartbeats, 4);
+    EXPECT_EQ(run.host.stored, (std::vector<uint64_t>{4, 16, 28, 40, 48}));
+
+    // A stop asked at 100 ms is seen at the next contact, 140 ms, before the seventh block.
+    ScriptSource stopped(script);
+    Harness quitting;
+    quitting.host.stepMs = 20;
+    stopped.onPull = [&](int pulls) { quitting.host.quit = quitting.host.quit || pulls == 5; };
+    quitting.Pump(stopped, {12, true, nullptr});
+    EXPECT_EQ(quitting.stage.seen.size(), 6u);
+}
+
 TEST(BlockPump, EmptyBlocksBackOffAndStillSeeAFailedRun) {
     ScriptSource source({{0, 0}, {0, 0}, {0, 0}, {0, 0}, {0, 0}, {4, 0}, {0, 0}, {4, 1, true}});
     Harness run;
@@ -205,7 +228,8 @@ TEST(BlockPump, TornFramesAndFailures) {
         EXPECT_TRUE(render.host.infos.empty() && render.host.errors.empty());
         EXPECT_FALSE(render.status.Failed());
         EXPECT_EQ(render.pumped, 1015u);
-        EXPECT_EQ(render.host.bytes, publish ? 1015u : 0u);
+        EXPECT_EQ(render.host.stored.empty() ? 0u : render.host.stored.back(),
+                  publish ? 1015u : 0u);
     }
 
     ScriptSource refused({{4, 0}, {4, 1}, {4, 2, true}});
