@@ -21,17 +21,18 @@ std::optional<LoudnessRecord> ReadLoudnessRecordFile(const String& path) {
     return ReadLoudnessRecord(text);
 }
 
-String SourceAlbumKey(const SourceFile& source, const String& programFolder) {
+String SourceAlbumKey(const SourceFile& source, SourceFactsReader& reader) {
     // A disc image's track reads the tags its cue sheet gives it.
-    const TagLookup tags = ReadSourceFacts(source.path, programFolder, source.track).tags;
+    const TagLookup tags = reader.Read(source.path, source.track).tags;
     return AlbumKey(source.path, tags(u"album"), tags(u"album artist"), tags(u"artist"));
 }
 
 AlbumGainRun::AlbumGainRun(const std::vector<PlannedConversion>& plan, const ConversionSetup& setup,
                            const String& programFolder)
     : plan_(plan), setup_(setup), programFolder_(programFolder) {
+    SourceFactsReader reader(programFolder);
     for (size_t i = 0; i < plan.size(); ++i)
-        ledger_.Add(i, SourceAlbumKey(plan[i].source, programFolder));
+        ledger_.Add(i, SourceAlbumKey(plan[i].source, reader));
 }
 
 void AlbumGainRun::ConversionEnded(uint32_t number, const FileOutcome& outcome) {

@@ -6,6 +6,7 @@
 #include "batch/AlbumGain.h"
 #include "batch/BatchReport.h"
 #include "batch/Conversion.h"
+#include "batch/SourceScan.h"
 
 #include <map>
 #include <optional>
@@ -14,7 +15,7 @@
 namespace wm {
 
 // The album of a source file by its tags (AlbumKey); empty when it has no album tag.
-String SourceAlbumKey(const SourceFile& source, const String& programFolder);
+String SourceAlbumKey(const SourceFile& source, SourceFactsReader& reader);
 
 // A converter's loudness record; nothing when it is missing or not whole.
 std::optional<LoudnessRecord> ReadLoudnessRecordFile(const String& path);

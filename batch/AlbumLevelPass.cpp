@@ -39,9 +39,10 @@ bool LevelAlbums(std::vector<PlannedConversion>& plan, const ConversionSetup& se
     const std::vector<PlannedConversion> measuringPlan = MeasuringPlan(plan, setup);
 
     AlbumLedger ledger;
+    SourceFactsReader reader(request.programFolder);
     for (size_t i = 0; i < plan.size(); ++i) {
         // A track without an album tag is leveled on its own.
-        const String key = SourceAlbumKey(plan[i].source, request.programFolder);
+        const String key = SourceAlbumKey(plan[i].source, reader);
         ledger.Add(i, key.empty() ? u"\n" + plan[i].source.path : key);
     }
     const String target = FloatToText(request.targetLufs, 1) + u" LUFS";

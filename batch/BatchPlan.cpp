@@ -138,8 +138,9 @@ void PlanOneSource(const BatchOptions& o, const SourceFile& source, const String
     OutputClaim claim;
     claim.source = source.path;
     claim.output = output;
-    const SourceFacts facts =
-        NeedsFacts(o) ? ReadSourceFacts(source.path, programFolder, source.track) : SourceFacts{};
+    const SourceFacts facts = NeedsFacts(o)
+                                  ? SourceFactsReader(programFolder).Read(source.path, source.track)
+                                  : SourceFacts{};
     Decide(o, source, claim, AdaptationFor(o, facts), record, plan);
 }
 
@@ -193,9 +194,9 @@ BatchPlan PlanBatch(const BatchOptions& o, const String& programFolder, const St
     std::vector<SourceFacts> facts;
     std::vector<OutputClaim> claims;
     StringList sources;
+    SourceFactsReader reader(programFolder);
     for (const SourceFile& s : scan.sources) {
-        facts.push_back(NeedsFacts(o) ? ReadSourceFacts(s.path, programFolder, s.track)
-                                      : SourceFacts{});
+        facts.push_back(NeedsFacts(o) ? reader.Read(s.path, s.track) : SourceFacts{});
         claims.push_back(ClaimFor(o, s, facts.back(), extension));
         sources.push_back(s.path);
     }

@@ -100,24 +100,23 @@ SourceScan ScanInputs(const StringList& inputs, const StringList& extensions,
     return scan;
 }
 
-SourceFacts ReadSourceFacts(const String& path, const String& programFolder, const String& track) {
+SourceFacts SourceFactsReader::Read(const String& path, const String& track) {
     auto tags = std::make_shared<IDTagSet>();
     SourceShape shape;
-    clTwDecoder decoder;
-    if (BindDecoder(decoder, path, programFolder, track)) {
+    if (BindDecoder(decoder_, path, programFolder_, track)) {
         DecodeOpenInfo info{};
         info.path = path.c_str();
         info.openMode = WM_OPEN_CONVERT;
-        if (decoder.Open(&info)) {
+        if (decoder_.Open(&info)) {
             if (info.tagData && info.tagSize)
                 tags->Deserialize(info.tagData, info.tagSize);
             shape = ShapeOf(info.format);
             ConversionInfo conversion{};
             conversion.inputPath = path.c_str();
-            decoder.Close(&conversion);
+            decoder_.Close(&conversion);
         }
     }
-    decoder.Unload();
+    decoder_.DestroyInstance();
     return {[tags](StringView name) { return tags->GetFirstValue(name); }, shape};
 }
 
