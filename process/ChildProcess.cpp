@@ -7,11 +7,16 @@ namespace wm {
 
 namespace {
 
+// Room for all a converter says between two of its parent's reads. The default (4 KB under Wine)
+// filled within one poll on a fast conversion's hundred progress lines, and the converter stood
+// still until the parent read again.
+constexpr DWORD kPipeBytes = 64 * 1024;
+
 // A pipe whose write end the child inherits; the parent keeps the read end to itself.
 bool MakeChildPipe(UniqueHandle& parentRead, UniqueHandle& childWrite) {
     SECURITY_ATTRIBUTES inherit{sizeof(inherit), nullptr, TRUE};
     HANDLE read = nullptr, write = nullptr;
-    if (!::CreatePipe(&read, &write, &inherit, 0))
+    if (!::CreatePipe(&read, &write, &inherit, kPipeBytes))
         return false;
     parentRead.reset(read);
     childWrite.reset(write);

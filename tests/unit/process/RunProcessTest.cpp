@@ -74,3 +74,16 @@ TEST(ChildProcess, PipesCarryEachChildsOutputAndEndWithIt) {
     EXPECT_TRUE(second.HasEnded());
     EXPECT_EQ(second.ExitCode(), 9u);
 }
+
+// A parent reads its converters' pipes between other work: a child that says 32 KB (a fast
+// conversion's lines and more) before its parent reads must still run to its end.
+TEST(ChildProcess, ChildEndsBeforeItsParentReads) {
+    ChildProcess child;
+    ASSERT_TRUE(child.Start(KernelPeerPath(), u"chatter 32768", CREATE_NO_WINDOW));
+    // A guard against a child held forever by a full pipe, not a measure of time.
+    for (int i = 0; i < 3000 && !child.HasEnded(); ++i)
+        ::Sleep(10);
+    ASSERT_TRUE(child.HasEnded());
+    EXPECT_EQ(child.ExitCode(), 8u);
+    EXPECT_EQ(ReadUntil(child, false, 32768).size(), 32768u);
+}

@@ -7,12 +7,15 @@
 //                                         released
 //   speak <release>               write "to out" on standard output and "to err" on standard
 //                                 error, wait for release, exit 7
+//   chatter <bytes>               write that many bytes on standard output in lines, exit 8
 #include "process/EventHandle.h"
 #include "process/SharedMemoryBlock.h"
 #include "process/UniqueHandle.h"
 #include "process/WinString.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 
 using namespace wm;
@@ -66,6 +69,19 @@ int Speak(char** argv) {
     return OpenEvent(argv[2]).Wait(30000) ? 7 : 5;
 }
 
+int Chatter(char** argv) {
+    const long bytes = std::strtol(argv[2], nullptr, 10);
+    static const char kLine[] = "MSGTO: Vrx: PCDone: 42 %, a line as long as a parent's line\r\n";
+    for (long left = bytes; left > 0;) {
+        const DWORD size = static_cast<DWORD>(std::min<long>(left, sizeof(kLine) - 1));
+        DWORD written = 0;
+        if (!::WriteFile(::GetStdHandle(STD_OUTPUT_HANDLE), kLine, size, &written, nullptr))
+            return 6;
+        left -= static_cast<long>(written);
+    }
+    return 8;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -77,5 +93,7 @@ int main(int argc, char** argv) {
         return LockFile(argv);
     if (argc >= 3 && std::strcmp(argv[1], "speak") == 0)
         return Speak(argv);
+    if (argc >= 3 && std::strcmp(argv[1], "chatter") == 0)
+        return Chatter(argv);
     return 2;
 }
