@@ -70,7 +70,7 @@ BlockPump::Step BlockPump::Pump() {
     Step outcome = Step::Next;
     if (!settings_.keepTornBlocks && !WholeFrames(block, outcome))
         return outcome;
-    ReportProgress(block.msPosition);
+    ReportProgress(block.msPosition, contact || end);
     if (!PassThroughStages(block))
         return Step::Fail;
     bytesEncoded_ += block.length;
@@ -94,11 +94,12 @@ bool BlockPump::WholeFrames(AudioBlockInfo& block, Step& outcome) {
     return false;
 }
 
-void BlockPump::ReportProgress(uint64_t msPosition) {
+// A parent's percent line is a round trip too: only at a contact, or with the last block.
+void BlockPump::ReportProgress(uint64_t msPosition, bool parentLineDue) {
     const uint64_t msLen = settings_.msLength ? settings_.msLength : 1;
     const auto percent = static_cast<uint32_t>(std::min<uint64_t>(100, msPosition * 100 / msLen));
     if (settings_.parentMode) {
-        if (percent > reported_) {
+        if (percent > reported_ && parentLineDue) {
             reported_ = percent;
             host_.ParentLine(ParentKeyword::PCDone, Widen(std::to_string(percent)) + u" %");
         }

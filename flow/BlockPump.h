@@ -1,7 +1,7 @@
 // The block loop: pulls blocks from one source and passes each through a list of stages (the
-// live effects, then the encoder), with the loop's rules: quit, heartbeat and bytes encoded (at
-// most every 50 ms), back-off on empty blocks, whole frames only, percent, progress marks and
-// parent lines.
+// live effects, then the encoder), with the loop's rules: quit, heartbeat, bytes encoded and the
+// parent's percent line (at most every 50 ms), back-off on empty blocks, whole frames only,
+// percent, progress marks and parent lines.
 // Portable: the platform supplies events, sleeping and output through FlowHost.
 #pragma once
 
@@ -39,7 +39,7 @@ class BlockPump {
     Step Pump();
     bool ContactDue();
     bool WholeFrames(AudioBlockInfo& block, Step& outcome);
-    void ReportProgress(uint64_t msPosition);
+    void ReportProgress(uint64_t msPosition, bool parentLineDue);
     bool PassThroughStages(AudioBlockInfo& block);
     void ReportChangedText(const WmChar* text, String& last, ParentKeyword keyword);
 

@@ -173,6 +173,8 @@ TEST(BlockPump, ParentContactsAtMostEvery50MsAndTheLastTotalAlways) {
     run.Pump(source, {12, true, nullptr});
     EXPECT_EQ(run.host.heartbeats, 4);
     EXPECT_EQ(run.host.stored, (std::vector<uint64_t>{4, 16, 28, 40, 48}));
+    EXPECT_EQ(run.host.lines, (std::vector<std::string>{"PCDone: 25 %", "PCDone: 50 %",
+                                                        "PCDone: 75 %", "PCDone: 91 %"}));
 
     // A stop asked at 100 ms is seen at the next contact, 140 ms, before the seventh block.
     ScriptSource stopped(script);
