@@ -33,7 +33,7 @@ struct LoudnessMeter::State {
     ebur128_state* meter;
 };
 
-LoudnessMeter::LoudnessMeter(bool truePeak) : truePeak_(truePeak) {}
+LoudnessMeter::LoudnessMeter(bool truePeak, MeterUse use) : truePeak_(truePeak), use_(use) {}
 
 LoudnessMeter::~LoudnessMeter() = default;
 
@@ -83,6 +83,9 @@ bool LoudnessMeter::Start(const WmWaveFormat& format) {
 
 // Feeds the meter up to each step's end, where the step's or the block's energy is read.
 template <typename Sample> bool LoudnessMeter::Feed(const Sample* samples, size_t frames) {
+    if (use_ == MeterUse::PeakOnly)
+        return AddFrames(state_->meter, samples, frames) == EBUR128_SUCCESS ||
+               Failed(u"libebur128 refused the audio");
     while (frames > 0) {
         const size_t n = std::min(frames, framesToStep_);
         if (AddFrames(state_->meter, samples, n) != EBUR128_SUCCESS)
@@ -127,7 +130,15 @@ bool LoudnessMeter::Result(LoudnessRecord& out) {
     if (!fault_.empty())
         return false;
     out.lufs = GatedLoudness(blocks_);
-    if (!state_) // nothing was encoded: silence of no length
+    out.blocks = blocks_;
+    return Peak(out.peak);
+}
+
+bool LoudnessMeter::Peak(double& out) {
+    out = 0;
+    if (!fault_.empty())
+        return false;
+    if (!state_) // nothing was measured: silence of no length
         return true;
     for (unsigned c = 0; c < format_.channels; ++c) {
         double peak = 0;
@@ -135,9 +146,8 @@ bool LoudnessMeter::Result(LoudnessRecord& out) {
                                   : ebur128_sample_peak(state_->meter, c, &peak);
         if (got != EBUR128_SUCCESS)
             return Failed(u"libebur128 gave no peak");
-        out.peak = std::max(out.peak, peak);
+        out = std::max(out, peak);
     }
-    out.blocks = blocks_;
     return true;
 }
 
