@@ -44,7 +44,9 @@ class LoudnessMeter {
 
     const bool truePeak_;
     const MeterUse use_;
-    std::unique_ptr<State> state_;
+    bool started_ = false;
+    std::unique_ptr<State> state_; // none for the sample peak alone
+    double samplePeak_ = 0;        // what measures it then
     WmWaveFormat format_{};
     size_t framesPerStep_ = 0;     // 100 ms: the gating blocks' step
     size_t framesToStep_ = 0;      // until the next step is complete

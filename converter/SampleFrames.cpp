@@ -2,6 +2,9 @@
 
 #include "wave/WaveFormat.h"
 
+#include <algorithm>
+#include <cmath>
+
 namespace wm {
 
 namespace {
@@ -17,6 +20,14 @@ void Widen(const uint8_t* p, unsigned width, size_t samples, std::vector<int32_t
                                               static_cast<uint32_t>(p[2]) << 24;
         out[i] = static_cast<int32_t>(raw);
     }
+}
+
+template <typename Sample> double LargestMagnitude(const void* data, size_t count) {
+    const auto* samples = static_cast<const Sample*>(data);
+    double largest = 0;
+    for (size_t i = 0; i < count; ++i)
+        largest = std::max(largest, std::fabs(static_cast<double>(samples[i])));
+    return largest;
 }
 
 } // namespace
@@ -43,6 +54,21 @@ bool ToMeterSamples(const WmWaveFormat& format, const void* data, size_t bytes,
         out.data = widened.data();
     }
     return true;
+}
+
+double SamplePeak(const MeterSamples& samples, unsigned channels) {
+    const size_t count = samples.frames * channels;
+    switch (samples.kind) {
+    case SampleKind::Int16:
+        return LargestMagnitude<int16_t>(samples.data, count) / 32768.0;
+    case SampleKind::Int32:
+        return LargestMagnitude<int32_t>(samples.data, count) / 2147483648.0;
+    case SampleKind::Float32:
+        return LargestMagnitude<float>(samples.data, count);
+    case SampleKind::Float64:
+        return LargestMagnitude<double>(samples.data, count);
+    }
+    return 0;
 }
 
 } // namespace wm
