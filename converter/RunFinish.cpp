@@ -113,13 +113,12 @@ bool TwWavemill::TagMeasuredLoudness() {
     return !status_.Failed();
 }
 
-// Whether anything reads the track's peak: the output's tags (an Opus file's hold gains only) or
-// the album's record.
+// Whether anything reads the track's peak: the output's tags or the album's record. An Opus
+// file's tags hold R128 gains and no peak, so its album's peak goes nowhere either.
 bool TwWavemill::PeakIsUsed() const {
-    if (IgnoredOutput(opt_.outputFile))
+    if (IgnoredOutput(opt_.outputFile) || EqualsNoCase(ExtensionOf(opt_.tagSourceFile), u".opus"))
         return false;
-    const bool tagged = tagWriterOn_ && !EqualsNoCase(ExtensionOf(opt_.tagSourceFile), u".opus");
-    return tagged || !opt_.loudness.recordFile.empty();
+    return tagWriterOn_ || !opt_.loudness.recordFile.empty();
 }
 
 bool TwWavemill::EncoderIsLossless() {
