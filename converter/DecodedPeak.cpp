@@ -18,9 +18,13 @@ String ReasonOf(clTwDecoder& decoder, StringView fallback) {
     return reason.empty() ? String(fallback) : reason;
 }
 
-bool MeterAll(clTwDecoder& decoder, LoudnessMeter& meter, String& why) {
+bool MeterAll(clTwDecoder& decoder, LoudnessMeter& meter, FlowHost& host, String& why) {
     unsigned empties = 0;
     for (;;) {
+        if (host.QuitRequested()) {
+            why = u"the run was asked to stop";
+            return false;
+        }
         AudioBlockInfo block{};
         if (!decoder.DecodeBlock(&block)) {
             why = ReasonOf(decoder, u"the decoder failed without a reason");
@@ -40,7 +44,8 @@ bool MeterAll(clTwDecoder& decoder, LoudnessMeter& meter, String& why) {
     }
 }
 
-bool DecodeAndMeter(clTwDecoder& decoder, const String& file, LoudnessMeter& meter, String& why) {
+bool DecodeAndMeter(clTwDecoder& decoder, const String& file, LoudnessMeter& meter, FlowHost& host,
+                    String& why) {
     // The widest output a decoder offers: a float decode keeps an overshoot above full scale.
     static char16_t kHighest[] = u"Highest Quality";
     PluginValue quality{};
@@ -53,7 +58,7 @@ bool DecodeAndMeter(clTwDecoder& decoder, const String& file, LoudnessMeter& met
         why = ReasonOf(decoder, u"the decoder could not open it");
         return false;
     }
-    const bool metered = MeterAll(decoder, meter, why);
+    const bool metered = MeterAll(decoder, meter, host, why);
     ConversionInfo conversion{};
     conversion.runError = metered ? 0 : 1;
     if (!decoder.Close(&conversion) && metered) {
@@ -65,8 +70,8 @@ bool DecodeAndMeter(clTwDecoder& decoder, const String& file, LoudnessMeter& met
 
 } // namespace
 
-bool DecodedPeak(const String& file, const String& programFolder, bool truePeak, double& peak,
-                 String& why) {
+bool DecodedPeak(const String& file, const String& programFolder, bool truePeak, FlowHost& host,
+                 double& peak, String& why) {
     LogScope scope("TwWavemill::DecodedPeak");
     clTwDecoder decoder;
     if (!clTwCodecHandler().FindDecoder(file, decoder, LogHostContext(), programFolder, false)) {
@@ -76,7 +81,7 @@ bool DecodedPeak(const String& file, const String& programFolder, bool truePeak,
     LogLine(u"Measuring the peak of '" + file + u"' decoded through " +
             FileNamePart(decoder.LibraryPath()));
     LoudnessMeter meter(truePeak, MeterUse::PeakOnly);
-    const bool ok = DecodeAndMeter(decoder, file, meter, why) && meter.Peak(peak);
+    const bool ok = DecodeAndMeter(decoder, file, meter, host, why) && meter.Peak(peak);
     if (!ok && why.empty())
         why = meter.Fault();
     decoder.Unload();

@@ -4,13 +4,14 @@
 // it needs against clipping.
 #pragma once
 
+#include "flow/BlockFlow.h"
 #include "text/String.h"
 
 namespace wm {
 
 // False, with why (the decoder's own reason where it gives one), when the file could not be
-// decoded to its end.
-bool DecodedPeak(const String& file, const String& programFolder, bool truePeak, double& peak,
-                 String& why);
+// decoded to its end; the host's stop request ends the decode too.
+bool DecodedPeak(const String& file, const String& programFolder, bool truePeak, FlowHost& host,
+                 double& peak, String& why);
 
 } // namespace wm

@@ -135,7 +135,8 @@ bool TwWavemill::EncoderIsLossless() {
 void TwWavemill::MeasureDecodedPeak(double& peak) {
     double decoded = 0;
     String why;
-    if (DecodedPeak(sink_.FileToWrite(), programFolder_, opt_.loudness.truePeak, decoded, why)) {
+    if (DecodedPeak(sink_.FileToWrite(), programFolder_, opt_.loudness.truePeak, *this, decoded,
+                    why)) {
         peak = decoded;
         return;
     }

@@ -3,7 +3,6 @@
 #include "wave/WaveFormat.h"
 
 #include <algorithm>
-#include <cmath>
 
 namespace wm {
 
@@ -22,12 +21,15 @@ void Widen(const uint8_t* p, unsigned width, size_t samples, std::vector<int32_t
     }
 }
 
+// The lowest and highest values in the samples' own type (a loop the compiler vectorises).
 template <typename Sample> double LargestMagnitude(const void* data, size_t count) {
     const auto* samples = static_cast<const Sample*>(data);
-    double largest = 0;
-    for (size_t i = 0; i < count; ++i)
-        largest = std::max(largest, std::fabs(static_cast<double>(samples[i])));
-    return largest;
+    Sample low = 0, high = 0;
+    for (size_t i = 0; i < count; ++i) {
+        low = std::min(low, samples[i]);
+        high = std::max(high, samples[i]);
+    }
+    return std::max(-static_cast<double>(low), static_cast<double>(high));
 }
 
 } // namespace
