@@ -33,20 +33,24 @@ struct LoudnessMeter::State {
     ebur128_state* meter;
 };
 
-LoudnessMeter::LoudnessMeter(bool truePeak) : truePeak_(truePeak) {}
+LoudnessMeter::LoudnessMeter(bool truePeak, MeterUse use) : truePeak_(truePeak), use_(use) {}
 
 LoudnessMeter::~LoudnessMeter() = default;
 
 bool LoudnessMeter::Add(const WmWaveFormat& format, const void* data, size_t bytes) {
     if (!fault_.empty())
         return false;
-    if (!state_ && !Start(format))
+    if (!started_ && !Start(format))
         return false;
     if (format.channels != format_.channels || format.samplesPerSec != format_.samplesPerSec)
         return Failed(u"the audio's format changed in the middle of the stream");
     MeterSamples samples;
     if (!ToMeterSamples(format, data, bytes, widened_, samples))
         return Failed(u"the sample format cannot be measured");
+    if (!state_) {
+        samplePeak_ = std::max(samplePeak_, SamplePeak(samples, format_.channels));
+        return true;
+    }
     switch (samples.kind) {
     case SampleKind::Int16:
         return Feed(static_cast<const int16_t*>(samples.data), samples.frames);
@@ -61,6 +65,11 @@ bool LoudnessMeter::Add(const WmWaveFormat& format, const void* data, size_t byt
 }
 
 bool LoudnessMeter::Start(const WmWaveFormat& format) {
+    started_ = true;
+    format_ = format;
+    // The sample peak alone needs none of libebur128's filtering.
+    if (use_ == MeterUse::PeakOnly && !truePeak_)
+        return true;
     // The momentary mode only: the integrated mode would sum every gating block a second time,
     // and the blocks read out here gate the track as they gate the album.
     const int mode =
@@ -69,7 +78,6 @@ bool LoudnessMeter::Start(const WmWaveFormat& format) {
     if (!meter)
         return Failed(u"libebur128 does not measure this channel count or rate");
     state_ = std::make_unique<State>(meter);
-    format_ = format;
     // The meter's own step (it rounds the same way): a gating block ends every 100 ms from the
     // first 400 ms on. Where the meter's 100 ms window is that step (every rate but those with
     // half a frame in 100 ms, such as 11025 Hz), each step's energy is read once and a block is
@@ -83,6 +91,9 @@ bool LoudnessMeter::Start(const WmWaveFormat& format) {
 
 // Feeds the meter up to each step's end, where the step's or the block's energy is read.
 template <typename Sample> bool LoudnessMeter::Feed(const Sample* samples, size_t frames) {
+    if (use_ == MeterUse::PeakOnly)
+        return AddFrames(state_->meter, samples, frames) == EBUR128_SUCCESS ||
+               Failed(u"libebur128 refused the audio");
     while (frames > 0) {
         const size_t n = std::min(frames, framesToStep_);
         if (AddFrames(state_->meter, samples, n) != EBUR128_SUCCESS)
@@ -127,17 +138,26 @@ bool LoudnessMeter::Result(LoudnessRecord& out) {
     if (!fault_.empty())
         return false;
     out.lufs = GatedLoudness(blocks_);
-    if (!state_) // nothing was encoded: silence of no length
+    out.blocks = blocks_;
+    return Peak(out.peak);
+}
+
+bool LoudnessMeter::Peak(double& out) {
+    out = 0;
+    if (!fault_.empty())
+        return false;
+    if (!state_) { // the sample peak alone, or nothing measured: silence of no length
+        out = samplePeak_;
         return true;
+    }
     for (unsigned c = 0; c < format_.channels; ++c) {
         double peak = 0;
         const int got = truePeak_ ? ebur128_true_peak(state_->meter, c, &peak)
                                   : ebur128_sample_peak(state_->meter, c, &peak);
         if (got != EBUR128_SUCCESS)
             return Failed(u"libebur128 gave no peak");
-        out.peak = std::max(out.peak, peak);
+        out = std::max(out, peak);
     }
-    out.blocks = blocks_;
     return true;
 }
 

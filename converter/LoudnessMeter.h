@@ -1,6 +1,6 @@
 // EBU R128 loudness of one track through libebur128: the energy of every 400 ms gating block,
 // the integrated loudness gated over them (as an album's is gated over all its tracks' blocks),
-// and the sample or true peak.
+// and the sample or true peak. A peak-only meter reads no gating blocks.
 #pragma once
 
 #include "sdk/wavemill_plugin.h"
@@ -15,9 +15,11 @@
 
 namespace wm {
 
+enum class MeterUse { LoudnessAndPeak, PeakOnly };
+
 class LoudnessMeter {
   public:
-    explicit LoudnessMeter(bool truePeak);
+    explicit LoudnessMeter(bool truePeak, MeterUse use = MeterUse::LoudnessAndPeak);
     ~LoudnessMeter();
     LoudnessMeter(const LoudnessMeter&) = delete;
     LoudnessMeter& operator=(const LoudnessMeter&) = delete;
@@ -26,6 +28,8 @@ class LoudnessMeter {
     bool Add(const WmWaveFormat& format, const void* data, size_t bytes);
     // After the last block; false, with Fault(), when the meter gives no values.
     bool Result(LoudnessRecord& out);
+    // After the last block: the largest channel's peak (0 when nothing was measured).
+    bool Peak(double& out);
     const String& Fault() const { return fault_; }
 
   private:
@@ -39,7 +43,10 @@ class LoudnessMeter {
     static constexpr unsigned kStepsPerBlock = 4; // and last 400 ms
 
     const bool truePeak_;
-    std::unique_ptr<State> state_;
+    const MeterUse use_;
+    bool started_ = false;
+    std::unique_ptr<State> state_; // none for the sample peak alone
+    double samplePeak_ = 0;        // what measures it then
     WmWaveFormat format_{};
     size_t framesPerStep_ = 0;     // 100 ms: the gating blocks' step
     size_t framesToStep_ = 0;      // until the next step is complete

@@ -1,5 +1,6 @@
 // The run's finish: closing the source and the plug-ins, moving the output into place, the tag
 // writer, the after-conversion hand-over and the summary.
+#include "converter/DecodedPeak.h"
 #include "converter/TwWavemill.h"
 #include "converter/UserStop.h"
 #include "files/FileAccess.h"
@@ -17,6 +18,15 @@
 #include <string>
 
 namespace wm {
+
+namespace {
+
+// An ".IGNORE" output is never written: the encoder names and writes its own files.
+bool IgnoredOutput(const String& outputFile) {
+    return EqualsNoCase(ExtensionOf(outputFile), u".IGNORE");
+}
+
+} // namespace
 
 void TwWavemill::Finish() {
     LogLine(u"============= CONVERSION END =============");
@@ -95,10 +105,44 @@ bool TwWavemill::TagMeasuredLoudness() {
     if (!std::isfinite(measured.lufs))
         Information(u"Information: ReplayGain: the track is silent or shorter than 0.4 s: it "
                     u"has no loudness, so no track gain is written (the peak is).");
+    if (PeakIsUsed() && !EncoderIsLossless())
+        MeasureDecodedPeak(measured.peak);
     tags_->PutMeasuredTrackGain(measured);
     if (!opt_.loudness.recordFile.empty() && !WriteLoudnessRecord(measured))
         status_.Fail("the loudness record could not be written");
     return !status_.Failed();
+}
+
+// Whether anything reads the track's peak: the output's tags or the album's record. An Opus
+// file's tags hold R128 gains and no peak, so its album's peak goes nowhere either.
+bool TwWavemill::PeakIsUsed() const {
+    if (IgnoredOutput(opt_.outputFile) || EqualsNoCase(ExtensionOf(opt_.tagSourceFile), u".opus"))
+        return false;
+    return tagWriterOn_ || !opt_.loudness.recordFile.empty();
+}
+
+bool TwWavemill::EncoderIsLossless() {
+    PluginValue pv{};
+    pv.pointer1 = encoderCommandLine_.data();
+    if (!encoder_.Get(WM_VALUE_LOSSLESS, &pv))
+        return false;
+    LogLine(u"The encoder answered \"Lossless\": the peak measured before it is the output's.");
+    return true;
+}
+
+// A lossy codec overshoots the audio it was handed: the peak players meet is the decoded one.
+// Without it the peak measured before the codec stays, and the user hears why.
+void TwWavemill::MeasureDecodedPeak(double& peak) {
+    double decoded = 0;
+    String why;
+    if (DecodedPeak(sink_.FileToWrite(), programFolder_, opt_.loudness.truePeak, *this, decoded,
+                    why)) {
+        peak = decoded;
+        return;
+    }
+    Information(WithReason(u"Information: ReplayGain: the peak written is the one before the "
+                           u"codec, as the output could not be decoded again",
+                           why));
 }
 
 bool TwWavemill::WriteLoudnessRecord(const LoudnessRecord& measured) {
@@ -127,8 +171,7 @@ void TwWavemill::AfterConversion() {
 // an ".IGNORE" output is never written, and a device (NUL) takes the output without a file.
 void TwWavemill::CheckOutputWritten(const StringList& outputs) {
     if (status_.Failed() || QuitRequested() || outputs.size() != 1 ||
-        outputs.front() != opt_.outputFile ||
-        EqualsNoCase(ExtensionOf(opt_.outputFile), u".IGNORE"))
+        outputs.front() != opt_.outputFile || IgnoredOutput(opt_.outputFile))
         return;
     if (FileExists(opt_.outputFile))
         return;

@@ -2,6 +2,8 @@
 
 #include "wave/WaveFormat.h"
 
+#include <algorithm>
+
 namespace wm {
 
 namespace {
@@ -17,6 +19,17 @@ void Widen(const uint8_t* p, unsigned width, size_t samples, std::vector<int32_t
                                               static_cast<uint32_t>(p[2]) << 24;
         out[i] = static_cast<int32_t>(raw);
     }
+}
+
+// The lowest and highest values in the samples' own type (a loop the compiler vectorises).
+template <typename Sample> double LargestMagnitude(const void* data, size_t count) {
+    const auto* samples = static_cast<const Sample*>(data);
+    Sample low = 0, high = 0;
+    for (size_t i = 0; i < count; ++i) {
+        low = std::min(low, samples[i]);
+        high = std::max(high, samples[i]);
+    }
+    return std::max(-static_cast<double>(low), static_cast<double>(high));
 }
 
 } // namespace
@@ -43,6 +56,21 @@ bool ToMeterSamples(const WmWaveFormat& format, const void* data, size_t bytes,
         out.data = widened.data();
     }
     return true;
+}
+
+double SamplePeak(const MeterSamples& samples, unsigned channels) {
+    const size_t count = samples.frames * channels;
+    switch (samples.kind) {
+    case SampleKind::Int16:
+        return LargestMagnitude<int16_t>(samples.data, count) / 32768.0;
+    case SampleKind::Int32:
+        return LargestMagnitude<int32_t>(samples.data, count) / 2147483648.0;
+    case SampleKind::Float32:
+        return LargestMagnitude<float>(samples.data, count);
+    case SampleKind::Float64:
+        return LargestMagnitude<double>(samples.data, count);
+    }
+    return 0;
 }
 
 } // namespace wm

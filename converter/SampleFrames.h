@@ -26,4 +26,8 @@ struct MeterSamples {
 bool ToMeterSamples(const WmWaveFormat& format, const void* data, size_t bytes,
                     std::vector<int32_t>& widened, MeterSamples& out);
 
+// The largest magnitude among the samples of `channels` channels, full scale 1: the value
+// libebur128's sample peak gives, without its filter's cost.
+double SamplePeak(const MeterSamples& samples, unsigned channels);
+
 } // namespace wm

@@ -69,6 +69,9 @@ class TwWavemill : private FlowHost {
     void Finish();
     bool EndEncoding();
     bool TagMeasuredLoudness();
+    bool PeakIsUsed() const;
+    bool EncoderIsLossless();
+    void MeasureDecodedPeak(double& peak);
     bool WriteLoudnessRecord(const LoudnessRecord& measured);
     void AfterConversion();
     void CheckOutputWritten(const StringList& outputs);

@@ -151,6 +151,11 @@ enum { WM_FORMAT_PCM = 1, WM_FORMAT_IEEE_FLOAT = 3, WM_FORMAT_EXTENSIBLE = 0xFFF
  * effect with these settings changes the level, which makes the source's replay-gain values
  * wrong; the run then drops them whoever asked for them. */
 #define WM_VALUE_CHANGES_LEVEL u"ChangesLevel"
+/* "ENC_Get", asked once the encoder has ended, only when the run measured loudness (-replaygain;
+ * pointer1 = the encoder's command line): non-zero when the output decodes to exactly the samples
+ * handed to the encoder. Answer 0 (or nothing) for a lossy output: the host then decodes the file
+ * just written to measure the peak players will meet, which a lossy codec's overshoot raises. */
+#define WM_VALUE_LOSSLESS u"Lossless"
 
 /* Decoder entry points: "Create", "Destroy", "Get", "Set", "Open", "Close", "DecodeBlock",
  * "SetPosition", "DeleteATag". hostContext is opaque to the plug-in. */

@@ -16,8 +16,9 @@ namespace wm::codec {
 class EncoderFrame {
   public:
     // A null `help` answers no help text; `replayGain` false when the tags have no place for it.
-    EncoderFrame(const char16_t* extension, const char16_t* help, bool replayGain = true)
-        : extension_(extension), help_(help), replayGain_(replayGain) {}
+    EncoderFrame(const char16_t* extension, const char16_t* help, Fidelity fidelity,
+                 bool replayGain = true)
+        : extension_(extension), help_(help), fidelity_(fidelity), replayGain_(replayGain) {}
     EncoderFrame(const EncoderFrame&) = delete;
     EncoderFrame& operator=(const EncoderFrame&) = delete;
     virtual ~EncoderFrame() = default;
@@ -25,7 +26,7 @@ class EncoderFrame {
     uint32_t Get(const WmChar* name, PluginValue* value) noexcept {
         if (uint32_t result = 0; information_.Answer(name, value, result))
             return result;
-        return AnswerEncoderValue(error_, name, value, extension_, help_, replayGain_);
+        return AnswerEncoderValue(error_, name, value, extension_, help_, fidelity_, replayGain_);
     }
     uint32_t Set(const WmChar* name, PluginValue* value) noexcept {
         return Is(name, WM_VALUE_BATCH_ID) ? 1 : SetOwn(name, value);
@@ -113,6 +114,7 @@ class EncoderFrame {
   private:
     const char16_t* extension_;
     const char16_t* help_;
+    Fidelity fidelity_;
     bool replayGain_;
 };
 

@@ -69,16 +69,22 @@ class InformationLines {
     StringList lines_;
 };
 
+// Whether the output decodes to exactly the samples the encoder was handed.
+enum class Fidelity { Lossy, Lossless };
+
 // The values every codec encoder answers alike: its last failure, whether ReplayGain is wanted
-// (when its tags have a place for it), its help text (none when null) and its output extension.
+// (when its tags have a place for it), whether it is lossless, its help text (none when null)
+// and its output extension.
 inline uint32_t AnswerEncoderValue(const LastError& error, const WmChar* name, PluginValue* value,
                                    const char16_t* extension, const char16_t* help,
-                                   bool replayGain = true) {
+                                   Fidelity fidelity, bool replayGain = true) {
     uint32_t result = 0;
     if (error.Answer(name, value, result))
         return result;
     if (Is(name, WM_VALUE_SEND_OVER_REPLAYGAIN_TAGS))
         return replayGain ? 1 : 0;
+    if (Is(name, WM_VALUE_LOSSLESS))
+        return fidelity == Fidelity::Lossless ? 1 : 0;
     const char16_t* text = !value                         ? nullptr
                            : Is(name, WM_VALUE_HELP)      ? help
                            : Is(name, WM_VALUE_EXTENSION) ? extension

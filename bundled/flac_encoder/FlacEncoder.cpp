@@ -43,7 +43,7 @@ String Decimal(uint64_t v) {
 
 } // namespace
 
-FlacEncoder::FlacEncoder() : codec::EncoderFrame(u".flac", kHelp) {}
+FlacEncoder::FlacEncoder() : codec::EncoderFrame(u".flac", kHelp, codec::Fidelity::Lossless) {}
 
 bool FlacEncoder::Start(const ConversionInfo& conversion) {
     String why;

@@ -33,7 +33,8 @@ String AacRefusal(const WmWaveFormat& source, bool, const codec::PcmLayout&) {
     return {};
 }
 
-const M4aCodec kAac = {AV_CODEC_ID_AAC, u"AAC", kHelp, ApplyAacOptions, AacRefusal};
+const M4aCodec kAac = {AV_CODEC_ID_AAC,        u"AAC",          kHelp,
+                       codec::Fidelity::Lossy, ApplyAacOptions, AacRefusal};
 
 struct AacEncoder : M4aEncoder {
     AacEncoder() : M4aEncoder(kAac) {}

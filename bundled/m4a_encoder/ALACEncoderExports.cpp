@@ -27,7 +27,8 @@ String AlacRefusal(const WmWaveFormat& source, bool isFloat, const codec::PcmLay
     return {};
 }
 
-const M4aCodec kAlac = {AV_CODEC_ID_ALAC, u"ALAC", kHelp, ApplyAlacOptions, AlacRefusal};
+const M4aCodec kAlac = {AV_CODEC_ID_ALAC,          u"ALAC",          kHelp,
+                        codec::Fidelity::Lossless, ApplyAlacOptions, AlacRefusal};
 
 struct AlacEncoder : M4aEncoder {
     AlacEncoder() : M4aEncoder(kAlac) {}

@@ -20,6 +20,7 @@ struct M4aCodec {
     AVCodecID id;
     const char16_t* name; // for the reasons of failures: "AAC", "ALAC"
     const char16_t* help;
+    codec::Fidelity fidelity;
     bool (*applyOptions)(StringView commandLine, AVCodecContext& codec, String& error);
     // Why the source cannot be held (rate, channels, bits), or empty.
     String (*refusal)(const WmWaveFormat& source, bool isFloat, const codec::PcmLayout& layout);
@@ -27,7 +28,8 @@ struct M4aCodec {
 
 class M4aEncoder : public codec::EncoderFrame {
   public:
-    explicit M4aEncoder(const M4aCodec& codec) : EncoderFrame(u".m4a", codec.help), codec_(codec) {}
+    explicit M4aEncoder(const M4aCodec& codec)
+        : EncoderFrame(u".m4a", codec.help, codec.fidelity), codec_(codec) {}
     ~M4aEncoder() override { Reset(); }
 
     uint32_t End() noexcept;

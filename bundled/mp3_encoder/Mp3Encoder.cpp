@@ -54,7 +54,7 @@ constexpr size_t kMp3Buffer = kSliceFrames * 5 / 4 + 7200;
 
 } // namespace
 
-Mp3Encoder::Mp3Encoder() : codec::EncoderFrame(u".mp3", kHelp) {}
+Mp3Encoder::Mp3Encoder() : codec::EncoderFrame(u".mp3", kHelp, codec::Fidelity::Lossy) {}
 
 bool Mp3Encoder::Start(const ConversionInfo& conversion) {
     information_.Clear();

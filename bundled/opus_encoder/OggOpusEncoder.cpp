@@ -38,7 +38,7 @@ int FrameDurationCode(double ms) {
 
 } // namespace
 
-OggOpusEncoder::OggOpusEncoder() : codec::EncoderFrame(u".opus", kHelp) {}
+OggOpusEncoder::OggOpusEncoder() : codec::EncoderFrame(u".opus", kHelp, codec::Fidelity::Lossy) {}
 
 bool OggOpusEncoder::Start(const ConversionInfo& conversion) {
     String why;

@@ -24,7 +24,8 @@ constexpr size_t kSliceFrames = 4096;
 
 } // namespace
 
-OggVorbisEncoder::OggVorbisEncoder() : codec::EncoderFrame(u".ogg", kHelp) {}
+OggVorbisEncoder::OggVorbisEncoder()
+    : codec::EncoderFrame(u".ogg", kHelp, codec::Fidelity::Lossy) {}
 
 bool OggVorbisEncoder::Start(const ConversionInfo& conversion) {
     String why;

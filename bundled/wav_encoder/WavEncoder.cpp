@@ -48,7 +48,8 @@ String OptionReason(const char16_t* lead, std::u16string_view name, const char16
 } // namespace
 
 // Wave output has no help text and nothing to configure; its tags have no place for ReplayGain.
-WavEncoder::WavEncoder() : codec::EncoderFrame(u".wav", nullptr, false) {}
+WavEncoder::WavEncoder()
+    : codec::EncoderFrame(u".wav", nullptr, codec::Fidelity::Lossless, false) {}
 
 String WavEncoder::Refusal(Refused why) const {
     switch (why) {

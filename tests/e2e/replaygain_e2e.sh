@@ -84,9 +84,10 @@ for t in t1 t2 t3; do
     wm -infile=$t.wav -outfile=$t.mp3 -convert_to=MP3 -V 2 -replaygain -truepeak -tag="title=Song $t"
     check "$t: -replaygain to MP3 exits 0" test $? -eq 0
     read -r lufs peak gain < <(loudgain_of $t.mp3)
-    ours=$(probe_tag $t.mp3 replaygain_track_gain)
-    echo "     $t.mp3: ours $ours; loudgain $gain dB on the decoded MP3"
+    ours=$(probe_tag $t.mp3 replaygain_track_gain) ourpeak=$(probe_tag $t.mp3 replaygain_track_peak)
+    echo "     $t.mp3: ours $ours, peak $ourpeak; loudgain $gain dB, true peak $peak on the decoded MP3"
     check "$t.mp3: track gain within 0.1 dB of loudgain's" near "${ours% dB}" "$gain" 0.1
+    check "$t.mp3: the decoded output's true peak, within 0.1 dB of loudgain's" peaks_near "$ourpeak" "$peak" 0.1
     check "$t.mp3: mpg123 decodes the whole file" test "$(mpg123 -q -s $t.mp3 | wc -c)" -gt 0
 done
 check "MP3: the other tags survive the rewrite" same "$(probe_tag t1.mp3 title)" "Song t1"
@@ -106,12 +107,13 @@ pcm_md5() { ffmpeg -v error -i "$1" -f s16le - | md5sum; }
 check "t1.m4a: the title and the samples kept" \
     test "$(probe_tag t1.m4a title):$(pcm_md5 t1.m4a)" = "Song t1:$(pcm_md5 t1.wav)"
 for t in t1 t2 t3 t4; do
-    wm -infile=$t.wav -outfile=a-$t.m4a -convert_to=AAC -replaygain
+    wm -infile=$t.wav -outfile=a-$t.m4a -convert_to=AAC -replaygain -truepeak
     check "$t: -replaygain to AAC exits 0" test $? -eq 0
     read -r lufs peak gain < <(loudgain_of a-$t.m4a)
-    ours=$(probe_tag a-$t.m4a replaygain_track_gain)
-    echo "     a-$t.m4a (AAC): ours $ours; loudgain $gain dB on the decoded AAC"
+    ours=$(probe_tag a-$t.m4a replaygain_track_gain) ourpeak=$(probe_tag a-$t.m4a replaygain_track_peak)
+    echo "     a-$t.m4a (AAC): ours $ours, peak $ourpeak; loudgain $gain dB, true peak $peak on the decoded AAC"
     check "a-$t.m4a: track gain within 0.1 dB of loudgain's" near "${ours% dB}" "$gain" 0.1
+    check "a-$t.m4a: the decoded output's true peak, within 0.1 dB of loudgain's" peaks_near "$ourpeak" "$peak" 0.1
 done
 # Carried over, each format its own way: FLAC to MP3 to Opus to M4A to FLAC keeps the gain.
 wm -infile=t1.flac -outfile=c.mp3 -convert_to=MP3 -V 2 && wm -infile=c.mp3 -outfile=c.opus -convert_to=Opus &&
@@ -135,13 +137,15 @@ for t in t1 t2 t3 t4; do
     check "$t.opus: within 0.1 dB of loudgain's on the output" near "$(awk -v g="$ours" 'BEGIN { print g - 5 }')" "$gain" 0.1
     check "$t.opus: opusinfo finds the stream whole, the title kept" \
         test "$(opusinfo $t.opus >/dev/null 2>&1 && echo whole):$(opusinfo $t.opus | grep -ci 'title=Song')" = whole:1
-    wm -infile=$t.wav -outfile=$t.ogg -convert_to=Vorbis -replaygain -tag="title=Song $t"
+    wm -infile=$t.wav -outfile=$t.ogg -convert_to=Vorbis -replaygain -truepeak -tag="title=Song $t"
     check "$t: -replaygain to Vorbis exits 0" test $? -eq 0
     read -r lufs peak gain < <(loudgain_of $t.ogg)
     ours=$(vorbiscomment -l $t.ogg | sed -n 's/^REPLAYGAIN_TRACK_GAIN=//p')
-    echo "     $t.ogg: ours $ours; loudgain on the output $gain dB"
+    ourpeak=$(vorbiscomment -l $t.ogg | sed -n 's/^REPLAYGAIN_TRACK_PEAK=//p')
+    echo "     $t.ogg: ours $ours, peak $ourpeak; loudgain on the output $gain dB, true peak $peak"
     check "$t.ogg: the gain is loudgain's on what the encoder got" near "${ours% dB}" "$source_gain" 0.05
     check "$t.ogg: within 0.1 dB of loudgain's on the output" near "${ours% dB}" "$gain" 0.1
+    check "$t.ogg: the decoded output's true peak, within 0.1 dB of loudgain's" peaks_near "$ourpeak" "$peak" 0.1
     check "$t.ogg: ogginfo finds no fault, the title kept" \
         test "$(ogginfo $t.ogg 2>&1 | grep -ciE 'warning|error'):$(vorbiscomment -l $t.ogg | grep -c 'TITLE=Song')" = 0:1
 done
@@ -226,24 +230,33 @@ wine "$stage/WavemillBatch.exe" -convert_to=FLAC -replaygain=album -out=one albu
 check "an album of one track: album gain = track gain" \
     same "$(flac_tag one/t3.flac REPLAYGAIN_ALBUM_GAIN)" "$(flac_tag one/t3.flac REPLAYGAIN_TRACK_GAIN)"
 
-# Album gain written into M4A and Opus outputs, each format's way, within 0.1 dB of loudgain -a's
-# on the decoded outputs (for Opus both to -23 LUFS).
+# Album gain written into M4A, MP3, Opus and Vorbis outputs, each format's way, within 0.1 dB of
+# loudgain -a's on the decoded outputs (for Opus both to -23 LUFS); the album peak, the largest
+# of the decoded tracks' true peaks, too.
 loudgain_album_gain() { loudgain -O -q -a "$@" | awk -F'\t' '$1 == "Album" {sub(/ dB/, "", $9); print $9}'; }
-wine "$stage/WavemillBatch.exe" -convert_to=AAC -replaygain=album -out=aac album </dev/null >batch.out 2>&1
+loudgain_album_peak() { loudgain -O -q -a "$@" | awk -F'\t' '$1 == "Album" {print $4}'; }
+wine "$stage/WavemillBatch.exe" -convert_to=AAC -replaygain=album -truepeak -out=aac album </dev/null >batch.out 2>&1
 check "album gain into AAC outputs: the free-form atom in every one" \
     test "$(for t in t1 t2 t3 t4; do probe_tag aac/album/$t.m4a replaygain_album_gain; done | grep -c ' dB$')" -eq 4
 again=$(loudgain_album_gain aac/album/t?.m4a) got=$(probe_tag aac/album/t1.m4a replaygain_album_gain)
 check "AAC album gain $got within 0.1 dB of loudgain -a's $again dB" near "${got% dB}" "$again" 0.1
+apeak=$(loudgain_album_peak aac/album/t?.m4a) got=$(probe_tag aac/album/t2.m4a replaygain_album_peak)
+check "AAC album peak $got within 0.1 dB of loudgain -a's $apeak" peaks_near "$got" "$apeak" 0.1
+wine "$stage/WavemillBatch.exe" -convert_to=MP3 -replaygain=album -truepeak -out=mp3 album </dev/null >batch.out 2>&1
+apeak=$(loudgain_album_peak mp3/album/t?.mp3) got=$(probe_tag mp3/album/t3.mp3 replaygain_album_peak)
+check "MP3 album peak $got within 0.1 dB of loudgain -a's $apeak" peaks_near "$got" "$apeak" 0.1
 wine "$stage/WavemillBatch.exe" -convert_to=Opus -replaygain=album -out=opus album </dev/null >batch.out 2>&1
 check "album gain into Opus outputs: R128_ALBUM_GAIN, one value for all" \
     test "$(for t in t1 t2 t3 t4; do opusinfo opus/album/$t.opus | sed -n 's/^[[:space:]]*R128_ALBUM_GAIN=//p'; done | sort -u | grep -c .)" -eq 1
 again=$(loudgain_album_gain opus/album/t?.opus)
 got=$(opusinfo opus/album/t1.opus | awk '{ sub(/^[ \t]*/, "") } sub(/^R128_ALBUM_GAIN=/, "") { printf "%.2f", $0 / 256 }')
 check "Opus album gain $got within 0.1 dB of loudgain -a's $again dB" near "$got" "$again" 0.1
-wine "$stage/WavemillBatch.exe" -convert_to=Vorbis -replaygain=album -out=vorbis album </dev/null >batch.out 2>&1
-again=$(loudgain_album_gain vorbis/album/t?.ogg)
+wine "$stage/WavemillBatch.exe" -convert_to=Vorbis -replaygain=album -truepeak -out=vorbis album </dev/null >batch.out 2>&1
+again=$(loudgain_album_gain vorbis/album/t?.ogg) apeak=$(loudgain_album_peak vorbis/album/t?.ogg)
 got=$(vorbiscomment -l vorbis/album/t4.ogg | sed -n 's/^REPLAYGAIN_ALBUM_GAIN=//p')
 check "Vorbis album gain $got within 0.1 dB of loudgain -a's $again dB" near "${got% dB}" "$again" 0.1
+got=$(vorbiscomment -l vorbis/album/t1.ogg | sed -n 's/^REPLAYGAIN_ALBUM_PEAK=//p')
+check "Vorbis album peak $got within 0.1 dB of loudgain -a's $apeak" peaks_near "$got" "$apeak" 0.1
 
 # --- -albumloudness: one gain for the whole album, measured first, under the true-peak ceiling ---
 # ffmpeg's ebur128 filter gives the loudness of every 400 ms block (one each 100 ms at 48 kHz;
@@ -273,6 +286,22 @@ read -r alufs apeak again < <(loudgain -O -q -a loud/album/t?.flac | awk -F'\t' 
 echo "     -5 LUFS asked: $alufs LUFS, true peak $apeak"
 check "a target above the ceiling: the true peak stays at -1 dBTP" peaks_near "$apeak" 0.891251 0.1
 check "a target above the ceiling: the album stays below it" awk -v a="$alufs" 'BEGIN { exit !(a < -5.5) }'
+
+# --- which outputs are decoded again for their peak ---
+# The scripted test encoder writes raw PCM; its ".wmt" output goes to the test decoder, which
+# refuses anything that is not a script. Said lossy, the output is decoded, the decode fails and
+# the run says so; said lossless, it is not decoded at all.
+for lossless in 0 1; do
+    wine "$stage/Wavemill.exe" -infile=t3.wav -outfile=l$lossless.wmt -convert_to=TestEnc \
+        -lossless=$lossless -replaygain -loudnessrecord=l$lossless.loudness </dev/null 2>&1 |
+        tr -d '\0' >decode$lossless.out
+done
+check "a lossy output that cannot be decoded: the run says the peak is the one before the codec, and why" \
+    grep -q "the peak written is the one before the codec, as the output could not be decoded again: no test script" decode0.out
+check "... and keeps that peak (sox's maximum amplitude of the source)" \
+    same "$(sed -n 's/^peak=//p' l0.loudness | awk '{printf "%.6f", $1}')" "$(sample_peak t3.wav)"
+check "an output its encoder calls lossless is not decoded again" \
+    test "$(grep -c "could not be decoded" decode1.out):$(grep -c '^peak=' l1.loudness)" = 0:1
 
 # --- usage ---
 wm -infile=t1.wav -outfile=a.flac -convert_to=FLAC -replaygain=album

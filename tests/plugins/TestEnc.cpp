@@ -120,6 +120,10 @@ WM_PLUGIN_EXPORT uint32_t ENC_Get(void* instance, const WmChar* name, PluginValu
         value->pointer1 = const_cast<char16_t*>(u".raw");
         return 1;
     }
+    if (n == WM_VALUE_LOSSLESS) {
+        ReadOptions(*e, static_cast<const char16_t*>(value->pointer1));
+        return e->Flag(u"lossless");
+    }
     return n == u"SendOverReplayGainTags" && e->Flag(u"sendreplaygain");
 }
 

@@ -1,6 +1,7 @@
 // An encoder that breaks one rule on purpose (a BREAK_... definition); without one it keeps
-// every rule: it writes the PCM it receives as a WAV file whose sizes it fills in at the end,
-// and refuses every option but the ones the host passes to every encoder.
+// every rule: it writes the PCM it receives as a WAV file whose sizes it fills in at the end
+// (so it answers "Lossless"), and refuses every option but the ones the host passes to every
+// encoder.
 #include "sdk/wavemill_plugin.h"
 
 #include <windows.h>
@@ -130,6 +131,8 @@ WM_PLUGIN_EXPORT uint32_t ENC_Get(void* instance, const WmChar* name, PluginValu
         value->pointer1 = const_cast<char16_t*>(static_cast<Encoder*>(instance)->lastError);
         return value->pointer1 != nullptr;
     }
+    if (asked == WM_VALUE_LOSSLESS)
+        return 1;
     if (asked != WM_VALUE_EXTENSION)
         return 0;
 #ifdef BREAK_EXTENSION
@@ -201,6 +204,11 @@ WM_PLUGIN_EXPORT uint32_t ENC_EncodeBlock(void* instance, AudioBlockInfo* block)
 #ifdef BREAK_GLOBAL_PENDING
     g_pending.append(static_cast<const char*>(block->data), block->length);
     return g_pending.size() < 65536 || FlushPending(e->file);
+#elif defined(BREAK_NOT_LOSSLESS)
+    // The lowest bit of each block's first byte flipped: inaudible, yet not the samples given.
+    std::string changed(static_cast<const char*>(block->data), block->length);
+    changed[0] = static_cast<char>(changed[0] ^ 1);
+    return WriteAll(e->file, changed.data(), block->length);
 #else
     return WriteAll(e->file, block->data, block->length);
 #endif

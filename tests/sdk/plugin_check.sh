@@ -162,6 +162,7 @@ ANSWERS_ALL unknown-value
 SECOND_BLOCK_BAD second-block
 HARDCODED_44K read-back
 GLOBAL_PENDING two-encoders
+NOT_LOSSLESS lossless
 MATRIX
 encoder_fails TYPED_OPTIONS begin -options=-level=5
 

@@ -45,7 +45,7 @@ ReadBack ReadOutputBack(const String& output);
 // the audio with what was encoded; a length the encoder's own information lines explain (a
 // frame too small for the data a decoder trims by) is a note.
 void CheckReadBack(const String& output, const std::vector<uint8_t>& audio,
-                   const WmWaveFormat& format, const StringList& encoderInformation,
+                   const WmWaveFormat& format, const StringList& encoderInformation, bool lossless,
                    Report& report);
 
 template <class Binding> constexpr const char* DestroyCallOf() {

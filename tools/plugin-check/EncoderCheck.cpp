@@ -69,6 +69,16 @@ bool AskRunValues(clTwEncoder& encoder, const CheckJob& job, Report& report) {
     return true;
 }
 
+// Whether the output is said to decode to exactly the audio encoded, asked as the host asks it
+// once the encoder has ended.
+bool AnswersLossless(clTwEncoder& encoder, const CheckJob& job) {
+    String options = job.options;
+    PluginValue value{};
+    value.pointer1 = options.data();
+    CallGuard guard("ENC_Get \"Lossless\"");
+    return encoder.Get(WM_VALUE_LOSSLESS, &value) != 0;
+}
+
 // The encoder's lines that are not errors, as the host asks them once a run has ended.
 StringList Information(clTwEncoder& encoder) {
     CallGuard guard("ENC_Get \"Information\"");
@@ -282,7 +292,8 @@ bool ConvertFormat(clTwEncoder& encoder, const CheckJob& job, const String& exte
     if (!End(encoder, c, &tagAfterwards, report))
         return false;
     CheckWrittenFiles(c, report);
-    CheckReadBack(c.output, audio, format, Information(encoder), report);
+    CheckReadBack(c.output, audio, format, Information(encoder), AnswersLossless(encoder, job),
+                  report);
     return true;
 }
 
@@ -376,7 +387,8 @@ void CheckEncoder(const CheckJob& job, Report& report) {
         return;
     CheckCommunicate(encoder, u"AfterConversion", report);
     CheckWrittenFiles(c, report);
-    CheckReadBack(c.output, audio, c.format, Information(encoder), report);
+    CheckReadBack(c.output, audio, c.format, Information(encoder), AnswersLossless(encoder, job),
+                  report);
     const ReadBack alone = ReadOutputBack(c.output);
     if (tagAfterwards)
         report.Note("asks for tags afterwards: the decoder that reads " + Narrow(extension) +

@@ -84,7 +84,7 @@ ReadBack ReadOutputBack(const String& output) {
 }
 
 void CheckReadBack(const String& output, const std::vector<uint8_t>& audio,
-                   const WmWaveFormat& format, const StringList& encoderInformation,
+                   const WmWaveFormat& format, const StringList& encoderInformation, bool lossless,
                    Report& report) {
     const ReadBack read = ReadOutputBack(output);
     if (!read.found) {
@@ -105,6 +105,11 @@ void CheckReadBack(const String& output, const std::vector<uint8_t>& audio,
     const WmWaveFormat& back = read.format;
     const std::vector<double> sent = SampleValues(audio, format),
                               got = SampleValues(read.audio, back);
+    // The host takes the answer's word and measures the peak before the codec.
+    if (lossless && (back.channels != format.channels ||
+                     back.samplesPerSec != format.samplesPerSec || got != sent))
+        report.Violation(Rule::Lossless, through + "is not sample for sample the audio encoded, "
+                                                   "yet the encoder answers \"Lossless\"");
     if (back.channels == format.channels && back.samplesPerSec != format.samplesPerSec)
         CompareDurations(through, sent.size() / format.channels, format, got.size() / back.channels,
                          back, report);

@@ -104,6 +104,8 @@ const std::vector<RuleInfo> kTable = {
      "nothing is written beside the output unless reported"},
     {Rule::ReadBack, "read-back", kEncoder, kFail,
      "the output reads back as the audio encoded, in its format"},
+    {Rule::Lossless, "lossless", kEncoder, kFail,
+     "an encoder that answers \"Lossless\" reads back sample for sample"},
     {Rule::AfterEnd, "after-end", kEncoder, kFail,
      "\"ENC_EncodeBlock\" after \"ENC_EndConversion\" answers 0"},
     {Rule::FailedOpen, "failed-open", kEncoder, kFail,

@@ -68,6 +68,7 @@ enum class Rule : uint8_t {
     OutputOpen,
     OutputElsewhere,
     ReadBack,
+    Lossless,
     AfterEnd,
     FailedOpen,
     OptionsIgnored,

@@ -139,5 +139,24 @@ TEST_F(CodecPlugins, EncoderRefusalsSayWhy) {
     EXPECT_NE(LastError(encGet_, enc_).find("integer PCM"), std::string::npos);
 }
 
+// Only a lossless encoder may spare the host the decode that finds a lossy output's peak.
+TEST_F(CodecPlugins, OnlyLosslessEncodersSaySo) {
+    // The M4A encoders load FFmpeg's libraries, which sit at the top of the staged tree.
+    ASSERT_TRUE(SetDllDirectoryW(reinterpret_cast<const wchar_t*>(StageDir().c_str())));
+    for (auto [library, lossless] : {std::pair{u"encoder\\FLAC.dll", 1u},
+                                     {u"encoder\\ALAC.dll", 1u},
+                                     {u"encoder\\MP3.dll", 0u},
+                                     {u"encoder\\AAC.dll", 0u},
+                                     {u"encoder\\Vorbis.dll", 0u},
+                                     {u"encoder\\Opus.dll", 0u}}) {
+        EncoderEntryPoints enc;
+        ASSERT_TRUE(BindAll(LoadStaged(library), enc));
+        void* encoder = enc.create(nullptr);
+        PluginValue value{};
+        EXPECT_EQ(enc.get(encoder, WM_VALUE_LOSSLESS, &value), lossless) << Narrow(library);
+        enc.destroy(encoder);
+    }
+}
+
 } // namespace
 } // namespace wm::test

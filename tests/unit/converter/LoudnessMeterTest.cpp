@@ -73,11 +73,15 @@ Reference Measure(const std::vector<int8_t>& s, unsigned channels, unsigned rate
     return r;
 }
 
-LoudnessRecord Meter(const WmWaveFormat& format, const std::vector<uint8_t>& bytes) {
-    LoudnessMeter meter(false);
+void Feed(LoudnessMeter& meter, const WmWaveFormat& format, const std::vector<uint8_t>& bytes) {
     const size_t piece = 12347 * format.blockAlign; // no multiple of the 100 ms step
     for (size_t at = 0; at < bytes.size(); at += piece)
         EXPECT_TRUE(meter.Add(format, bytes.data() + at, std::min(piece, bytes.size() - at)));
+}
+
+LoudnessRecord Meter(const WmWaveFormat& format, const std::vector<uint8_t>& bytes) {
+    LoudnessMeter meter(false);
+    Feed(meter, format, bytes);
     LoudnessRecord out;
     EXPECT_TRUE(meter.Result(out)) << Narrow(meter.Fault());
     return out;
@@ -117,6 +121,23 @@ TEST(LoudnessMeterTest, TooShortOrSilentHasAPeakButNoLoudness) {
     EXPECT_TRUE(std::isinf(silent.lufs) && silent.lufs < 0);
     EXPECT_EQ(silent.peak, 0);
     EXPECT_EQ(silent.blocks.size(), 37u);
+}
+
+// The decoded output's peak is measured alone: it must be the peak the whole meter gives.
+TEST(LoudnessMeterTest, PeakOnlyGivesTheWholeMetersPeak) {
+    const WmWaveFormat format = WaveFormat::Pcm(6, 48000, 24, false).AsRecord();
+    const auto bytes = Encode(Signal(6, 48000 * 3 + 101), 24, false);
+    for (bool truePeak : {false, true}) {
+        LoudnessMeter whole(truePeak), peakOnly(truePeak, MeterUse::PeakOnly);
+        Feed(whole, format, bytes);
+        Feed(peakOnly, format, bytes);
+        LoudnessRecord record;
+        double peak = 0;
+        ASSERT_TRUE(whole.Result(record));
+        ASSERT_TRUE(peakOnly.Peak(peak));
+        EXPECT_GT(peak, 0.3);
+        EXPECT_EQ(peak, record.peak) << (truePeak ? "true peak" : "sample peak");
+    }
 }
 
 } // namespace

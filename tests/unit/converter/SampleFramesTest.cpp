@@ -53,5 +53,18 @@ TEST(SampleFramesTest, WiderLayoutsPassAsTheyAreAndUnknownOnesAreRefused) {
     EXPECT_FALSE(ToMeterSamples(Format(1, 12), doubles, sizeof doubles, widened, out));
 }
 
+// The lowest value of each integer layout is full scale; a float past it stays past it.
+TEST(SampleFramesTest, SamplePeakIsTheLargestMagnitudeOfFullScale) {
+    const int16_t sixteen[] = {1000, -32768, 32767};
+    EXPECT_EQ(SamplePeak({SampleKind::Int16, sixteen, 1}, 3), 1.0);
+    EXPECT_EQ(SamplePeak({SampleKind::Int16, sixteen, 1}, 1), 1000 / 32768.0);
+    const int32_t thirtyTwo[] = {-(1 << 29), 1 << 28};
+    EXPECT_EQ(SamplePeak({SampleKind::Int32, thirtyTwo, 2}, 1), 0.25);
+    const float floats[] = {0.5f, -1.5f};
+    EXPECT_EQ(SamplePeak({SampleKind::Float32, floats, 1}, 2), 1.5);
+    const double doubles[] = {-0.125, 0.0625};
+    EXPECT_EQ(SamplePeak({SampleKind::Float64, doubles, 2}, 1), 0.125);
+}
+
 } // namespace
 } // namespace wm

@@ -110,13 +110,14 @@ TEST_F(WavPlugins, EncoderRefusesABlockOfAnotherFormatAndSaysWhy) {
 }
 
 // The codec frame answers ReplayGain and help for the other encoders; a wave file's tags have
-// no place for ReplayGain, and Wave output has no options to explain.
+// no place for ReplayGain, and Wave output has no options to explain. It is lossless.
 TEST_F(WavPlugins, EncoderAnswersOnlyWhatWaveOutputHas) {
     PluginValue value{};
     ASSERT_EQ(encApi_.get(enc_, WM_VALUE_EXTENSION, &value), 1u);
     EXPECT_EQ(String(static_cast<const char16_t*>(value.pointer1)), u".wav");
     EXPECT_EQ(encApi_.get(enc_, WM_VALUE_SEND_OVER_REPLAYGAIN_TAGS, &value), 0u);
     EXPECT_EQ(encApi_.get(enc_, WM_VALUE_HELP, &value), 0u);
+    EXPECT_EQ(encApi_.get(enc_, WM_VALUE_LOSSLESS, &value), 1u); // the samples as they came
 }
 
 TEST_F(WavPlugins, EncoderWritesTheTagsInTheSamePassAndDropsAFailedRunsFile) {
