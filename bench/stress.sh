@@ -54,7 +54,7 @@ classify() {
     local n=$1 src=${sources[$(($1 % 5))]} codec=${codecs[$(($1 / 5 % 4))]}
     local out=out/$n.${codec#*:} err=out/$n.err status
     wine "$stage/Wavemill.exe" -silent -infile="$src" -outfile="$out" -convert_to="${codec%%:*}" \
-        </dev/null >/dev/null 2>"$err"
+        </dev/null >"out/$n.said" 2>"$err"
     status=$?
     local size
     size=$(stat -c %s "$err")
@@ -69,11 +69,12 @@ classify() {
     elif [ ! -s "$out" ]; then
         echo "success without output"
     else
-        rm -f "$out" "$err"
+        rm -f "$out" "$err" "out/$n.said"
         echo ok
         return
     fi
-    echo "  #$n $src -> ${codec%%:*}: status $status; error stream: $(tr -d '\0' <"$err" | head -c 300 | tr '\r\n' '  ')" >>details.txt
+    # How far a silent failure got: every run's standard output begins with its "msLen" line.
+    echo "  #$n $src -> ${codec%%:*}: status $status; error stream: $(tr -d '\0' <"$err" | head -c 300 | tr '\r\n' '  '); standard output: $(tr -d '\0' <"out/$n.said" | head -c 200 | tr '\r\n' '  ')" >>details.txt
 }
 export -f classify
 export stage
