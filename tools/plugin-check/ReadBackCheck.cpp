@@ -83,25 +83,12 @@ ReadBack ReadOutputBack(const String& output) {
     return back;
 }
 
-void CheckReadBack(const String& output, const std::vector<uint8_t>& audio,
-                   const WmWaveFormat& format, const StringList& encoderInformation, bool lossless,
-                   Report& report) {
-    const ReadBack read = ReadOutputBack(output);
-    if (!read.found) {
-        report.Note("no installed decoder reads " + Narrow(ExtensionOf(output)) +
-                    " files: the output was not read back");
-        return;
-    }
-    const std::string name = Narrow(read.decoder);
-    const std::string through = "read back through " + name + ", the output ";
-    if (!read.read) {
-        report.Violation(Rule::ReadBack, name + " cannot read the output back: " + read.why);
-        return;
-    }
-    // A file just written needs no allowance: a decoder that had to work around it (a header
-    // whose sizes were never written, say) says so.
-    for (const String& line : read.information)
-        report.Violation(Rule::ReadBack, through + "needed a workaround: " + Narrow(line));
+namespace {
+
+// The output read back against the audio encoded: its shape, its length and its samples.
+void CompareReadBack(const std::string& through, const std::vector<uint8_t>& audio,
+                     const WmWaveFormat& format, const ReadBack& read,
+                     const StringList& encoderInformation, bool lossless, Report& report) {
     const WmWaveFormat& back = read.format;
     const std::vector<double> sent = SampleValues(audio, format),
                               got = SampleValues(read.audio, back);
@@ -135,6 +122,30 @@ void CheckReadBack(const String& output, const std::vector<uint8_t>& audio,
                                                 : "matches the audio encoded (signal to "
                                                   "difference " +
                                                       DecibelText(db) + ")"));
+}
+
+} // namespace
+
+void CheckReadBack(const String& output, const std::vector<uint8_t>& audio,
+                   const WmWaveFormat& format, const StringList& encoderInformation, bool lossless,
+                   Report& report) {
+    const ReadBack read = ReadOutputBack(output);
+    if (!read.found) {
+        report.Note("no installed decoder reads " + Narrow(ExtensionOf(output)) +
+                    " files: the output was not read back");
+        return;
+    }
+    const std::string name = Narrow(read.decoder);
+    const std::string through = "read back through " + name + ", the output ";
+    if (!read.read) {
+        report.Violation(Rule::ReadBack, name + " cannot read the output back: " + read.why);
+        return;
+    }
+    // A file just written needs no allowance: a decoder that had to work around it (a header
+    // whose sizes were never written, say) says so.
+    for (const String& line : read.information)
+        report.Violation(Rule::ReadBack, through + "needed a workaround: " + Narrow(line));
+    CompareReadBack(through, audio, format, read, encoderInformation, lossless, report);
 }
 
 } // namespace wm::check
