@@ -103,7 +103,7 @@ bool Console::Drain(bool parentMode, bool silent, RunStatus& status) {
     }
     if (ReadWaiting(errorRead_.get(), scratch_)) {
         found = true;
-        status.Fail("an error line was logged");
+        status.FailSaid();
         if (parentMode || !errIsConsole_) {
             WriteBytes(stdErr_, scratch_.data(), scratch_.size());
         } else {

@@ -216,6 +216,12 @@ void TwWavemill::Report() {
         console_.Write(status_.Failed() ? String(u"Conversion Failed.") : summary, true);
     if (status_.Failed() && status_.FirstReason())
         LogLine(u"Run failed: " + Widen(status_.FirstReason()));
+    // A failure no line explained would leave a script with a bare status 1: name its cause.
+    // The console's own end relays it.
+    if (status_.FailedUnsaid())
+        LogError(u"Error: The conversion failed: " +
+                 Widen(status_.FirstReason() ? status_.FirstReason() : "no reason was kept") +
+                 u".");
 }
 
 } // namespace wm

@@ -8,4 +8,9 @@ void RunStatus::Fail(const char* why) {
     failed_.store(1);
 }
 
+void RunStatus::FailSaid() {
+    Fail("an error line was logged");
+    said_.store(1);
+}
+
 } // namespace wm

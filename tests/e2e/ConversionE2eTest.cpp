@@ -203,6 +203,9 @@ TEST(Conversion, QuitAndAfterConversionErrorEventsKeepTheOutput) {
     SetEvent(quit.get());
     run.join();
     EXPECT_EQ(r.exitCode, 1);
+    // No plug-in said anything: the run names the cause itself.
+    EXPECT_TRUE(Contains(r.err, "Error: The conversion failed: the parent asked the run to stop."))
+        << r.err;
     EXPECT_EQ(ReadText(out), "precious");
     EXPECT_FALSE(Exists(out + u".tmp.raw"));
     EXPECT_EQ(ReadText(closeLog), "Close runError=1\n");
@@ -213,6 +216,7 @@ TEST(Conversion, QuitAndAfterConversionErrorEventsKeepTheOutput) {
     in = WriteScript(dir, "in.wmt", "block 400 3\n");
     r = RunWavemill(Args(in, out, u" -evtafterconvseterror=" + EventName(u"WmTestAfter")));
     EXPECT_EQ(r.exitCode, 1);
+    EXPECT_TRUE(Contains(r.err, "the parent marked the run failed.")) << r.err;
     EXPECT_EQ(ReadText(out), "precious");
 }
 
