@@ -300,6 +300,7 @@ bool TwWavemill::BeginEncoder(const WmWaveFormat& format) {
     // An empty last block may come with its format left zeroed.
     encodedFormat_ = format.blockAlign ? format : openInfo_.format;
     conversion_.sourceFormat = &encodedFormat_;
+    AskEncoderForDecodedPeak();
     if (!encoder_.BeginConversion(&Conversion())) {
         encoderState_ = EncoderState::Refused;
         LogError(WithReason(u"Error: Encoder '" + opt_.codec +

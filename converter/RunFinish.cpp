@@ -105,7 +105,7 @@ bool TwWavemill::TagMeasuredLoudness() {
     if (!std::isfinite(measured.lufs))
         Information(u"Information: ReplayGain: the track is silent or shorter than 0.4 s: it "
                     u"has no loudness, so no track gain is written (the peak is).");
-    if (PeakIsUsed() && !EncoderIsLossless())
+    if (PeakIsUsed() && !EncoderIsLossless() && !EncoderDecodedPeak(measured.peak))
         MeasureDecodedPeak(measured.peak);
     tags_->PutMeasuredTrackGain(measured);
     if (!opt_.loudness.recordFile.empty() && !WriteLoudnessRecord(measured))
@@ -127,6 +127,27 @@ bool TwWavemill::EncoderIsLossless() {
     if (!encoder_.Get(WM_VALUE_LOSSLESS, &pv))
         return false;
     LogLine(u"The encoder answered \"Lossless\": the peak measured before it is the output's.");
+    return true;
+}
+
+// An encoder that decodes its output while writing it saves the run a decode afterwards. The
+// true peak needs the host's meter, so only the sample peak is asked for.
+void TwWavemill::AskEncoderForDecodedPeak() {
+    if (!opt_.loudness.measure || opt_.loudness.truePeak || !PeakIsUsed())
+        return;
+    PluginValue pv{};
+    pv.value1 = 1;
+    encoder_.Set(WM_VALUE_DECODED_PEAK, &pv);
+}
+
+bool TwWavemill::EncoderDecodedPeak(double& peak) {
+    double decoded = 0;
+    PluginValue pv{};
+    pv.pointer1 = &decoded;
+    if (opt_.loudness.truePeak || !encoder_.Get(WM_VALUE_DECODED_PEAK, &pv))
+        return false;
+    LogLine(u"The encoder answered \"DecodedPeak\": " + FloatToText(decoded, 6));
+    peak = decoded;
     return true;
 }
 

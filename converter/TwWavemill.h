@@ -71,6 +71,8 @@ class TwWavemill : private FlowHost {
     bool TagMeasuredLoudness();
     bool PeakIsUsed() const;
     bool EncoderIsLossless();
+    void AskEncoderForDecodedPeak();
+    bool EncoderDecodedPeak(double& peak);
     void MeasureDecodedPeak(double& peak);
     bool WriteLoudnessRecord(const LoudnessRecord& measured);
     void AfterConversion();

@@ -156,6 +156,14 @@ enum { WM_FORMAT_PCM = 1, WM_FORMAT_IEEE_FLOAT = 3, WM_FORMAT_EXTENSIBLE = 0xFFF
  * handed to the encoder. Answer 0 (or nothing) for a lossy output: the host then decodes the file
  * just written to measure the peak players will meet, which a lossy codec's overshoot raises. */
 #define WM_VALUE_LOSSLESS u"Lossless"
+/* "ENC_Set", before "ENC_BeginConversion", only when the run measures loudness (-replaygain) and
+ * writes a sample peak: value1 = 1 asks the encoder to decode its own output while it writes it.
+ * An encoder that can answers non-zero. Once it has ended and has not answered "Lossless",
+ * "ENC_Get" of the same name fills the double that pointer1 points at with the largest sample
+ * magnitude of that decode (1.0 = full scale; a lossy codec's overshoot may pass it) and answers
+ * non-zero. Answer 0 to either (or fail the decode): the host then decodes the finished file
+ * itself, after the encoder, which costs the run that decode's time. */
+#define WM_VALUE_DECODED_PEAK u"DecodedPeak"
 
 /* Decoder entry points: "Create", "Destroy", "Get", "Set", "Open", "Close", "DecodeBlock",
  * "SetPosition", "DeleteATag". hostContext is opaque to the plug-in. */

@@ -26,6 +26,8 @@ class EncoderFrame {
     uint32_t Get(const WmChar* name, PluginValue* value) noexcept {
         if (uint32_t result = 0; information_.Answer(name, value, result))
             return result;
+        if (uint32_t result = GetOwn(name, value))
+            return result;
         return AnswerEncoderValue(error_, name, value, extension_, help_, fidelity_, replayGain_);
     }
     uint32_t Set(const WmChar* name, PluginValue* value) noexcept {
@@ -72,6 +74,8 @@ class EncoderFrame {
     }
     // A value of the codec's own; 0 when it has none of that name.
     virtual uint32_t SetOwn(const WmChar*, PluginValue*) noexcept { return 0; }
+    // An answer of the codec's own to Get; 0 leaves the question to the shared answers.
+    virtual uint32_t GetOwn(const WmChar*, PluginValue*) noexcept { return 0; }
     // Opens the codec and the output file; false with the reason in error_.
     virtual bool Start(const ConversionInfo& conversion) = 0;
     // Encodes whole frames of the begun format; false with the reason in error_.

@@ -56,6 +56,20 @@ constexpr size_t kMp3Buffer = kSliceFrames * 5 / 4 + 7200;
 
 Mp3Encoder::Mp3Encoder() : codec::EncoderFrame(u".mp3", kHelp, codec::Fidelity::Lossy) {}
 
+uint32_t Mp3Encoder::SetOwn(const WmChar* name, PluginValue* value) noexcept {
+    if (!codec::Is(name, WM_VALUE_DECODED_PEAK) || !value)
+        return 0;
+    peakAsked_ = value->value1 != 0;
+    return 1;
+}
+
+uint32_t Mp3Encoder::GetOwn(const WmChar* name, PluginValue* value) noexcept {
+    if (!codec::Is(name, WM_VALUE_DECODED_PEAK) || !value || !value->pointer1 || !peakKnown_)
+        return 0;
+    *static_cast<double*>(value->pointer1) = decodedPeak_;
+    return 1;
+}
+
 bool Mp3Encoder::Start(const ConversionInfo& conversion) {
     information_.Clear();
     format_ = *conversion.sourceFormat;
@@ -95,6 +109,10 @@ bool Mp3Encoder::Start(const ConversionInfo& conversion) {
                          (format_.samplesPerSec > 48000 ? u"the highest rate MP3 holds"
                                                         : u"LAME's choice for this bit rate"));
     mp3_.resize(kMp3Buffer);
+    peakKnown_ = false;
+    // Without a decoder the host decodes the file afterwards: slower, never wrong.
+    if (peakAsked_)
+        peakDecoder_.Start(lame_get_out_samplerate(lame_));
     if (!out_.Create(conversion.outputPath))
         return error_.Failed(u"the output file cannot be created");
     return WriteTag(conversion);
@@ -158,6 +176,7 @@ bool Mp3Encoder::WriteOutput(int bytes) {
         return error_.Failed(u"LAME failed (" + Widen(std::to_string(bytes)) + u")");
     if (bytes > 0 && !out_.Write(mp3_.data(), static_cast<size_t>(bytes)))
         return error_.Failed(u"writing the output file failed");
+    peakDecoder_.Feed(mp3_.data(), static_cast<size_t>(bytes));
     return true;
 }
 
@@ -165,6 +184,8 @@ uint32_t Mp3Encoder::End() noexcept {
     if (!begun_)
         return error_.Fail(u"the encoder has not begun");
     bool ok = WriteOutput(lame_encode_flush(lame_, mp3_.data(), static_cast<int>(mp3_.size())));
+    if (ok && peakDecoder_.Started())
+        peakKnown_ = peakDecoder_.Finish(decodedPeak_);
     if (ok) {
         // The info frame replaces the placeholder LAME put first, now that the counts are known.
         const size_t n = lame_get_lametag_frame(lame_, mp3_.data(), mp3_.size());
@@ -183,6 +204,7 @@ void Mp3Encoder::Reset() {
     if (lame_)
         lame_close(lame_);
     lame_ = nullptr;
+    peakDecoder_.Abandon();
     out_.Abandon();
     begun_ = false;
     audioAt_ = 0;

@@ -5,6 +5,7 @@
 
 #include "bundled/codec/EncoderFrame.h"
 #include "bundled/codec/PcmConvert.h"
+#include "bundled/mp3_encoder/Mp3PeakDecoder.h"
 #include "bundled/win/BufferedWriter.h"
 
 #include <lame/lame.h>
@@ -22,6 +23,8 @@ class Mp3Encoder final : public codec::EncoderFrame {
     uint32_t End() noexcept;
 
   private:
+    uint32_t SetOwn(const WmChar* name, PluginValue* value) noexcept override;
+    uint32_t GetOwn(const WmChar* name, PluginValue* value) noexcept override;
     bool Start(const ConversionInfo& conversion) override;
     bool WriteTag(const ConversionInfo& conversion);
     bool EncodeFrames(const uint8_t* data, size_t frames) override;
@@ -39,6 +42,11 @@ class Mp3Encoder final : public codec::EncoderFrame {
     std::vector<int32_t> left_, right_;
     std::vector<float> leftFloat_, rightFloat_;
     std::vector<uint8_t> mp3_;
+    // The host asked for the decoded peak; it is known once the encoder has ended.
+    bool peakAsked_ = false;
+    bool peakKnown_ = false;
+    double decodedPeak_ = 0;
+    Mp3PeakDecoder peakDecoder_;
 };
 
 } // namespace wm::bundled

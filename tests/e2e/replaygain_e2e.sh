@@ -91,6 +91,18 @@ for t in t1 t2 t3; do
     check "$t.mp3: mpg123 decodes the whole file" test "$(mpg123 -q -s $t.mp3 | wc -c)" -gt 0
 done
 check "MP3: the other tags survive the rewrite" same "$(probe_tag t1.mp3 title)" "Song t1"
+# Without -truepeak the MP3 encoder decodes its own frames for the peak while it writes them:
+# the decoded output's sample peak, past full scale too, as ffmpeg's float decoder reads it.
+ffmpeg_peak() {
+    ffmpeg -nostats -i "$1" -af astats=measure_perchannel=none:measure_overall=Peak_level -f null - 2>&1 |
+        awk '/Peak level dB:/ {printf "%.6f", exp($NF / 20 * log(10))}'
+}
+for t in t1 t3; do
+    wm -infile=$t.wav -outfile=sp-$t.mp3 -convert_to=MP3 -V 2 -replaygain
+    ours=$(probe_tag sp-$t.mp3 replaygain_track_peak) theirs=$(ffmpeg_peak sp-$t.mp3)
+    echo "     sp-$t.mp3: sample peak ours $ours, ffmpeg's $theirs"
+    check "sp-$t.mp3: the sample peak is the decoded output's, within 0.02 dB" peaks_near "$ours" "$theirs" 0.02
+done
 # Carried over, each format its own way: MP3 to FLAC keeps the measured values.
 wm -infile=t1.mp3 -outfile=from-mp3.flac -convert_to=FLAC
 check "MP3 to FLAC carries the gain as REPLAYGAIN_TRACK_GAIN" \

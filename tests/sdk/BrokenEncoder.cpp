@@ -6,6 +6,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -21,6 +22,8 @@ struct Encoder {
     uint32_t dataBytes = 0;
     const char16_t* lastError = nullptr;
     std::u16string reported; // tag block handed back as the second block
+    bool peakAsked = false;  // "DecodedPeak": the largest 16-bit sample written, as it reads back
+    int peak16 = 0;
 };
 
 void Put32(uint8_t* p, uint32_t v) {
@@ -51,6 +54,27 @@ void WaveHeader(uint8_t* h, const WmWaveFormat& f, uint32_t dataBytes) {
     std::memcpy(h + 20, &plain, 16);
     std::memcpy(h + 36, "data", 4);
     Put32(h + 40, dataBytes);
+}
+
+// The largest magnitude among 16-bit samples; other formats are not asked about.
+void TrackPeak(Encoder* e, const AudioBlockInfo* block) {
+    if (!e->peakAsked || e->format.bitsPerSample != 16)
+        return;
+    const auto* samples = static_cast<const uint8_t*>(block->data);
+    for (uint32_t at = 0; at + 2 <= block->length; at += 2) {
+        int16_t v;
+        std::memcpy(&v, samples + at, 2);
+        e->peak16 = std::max(e->peak16, v < 0 ? -int(v) : int(v));
+    }
+}
+
+// The peak in full-scale units, as "DecodedPeak" answers it.
+double PeakOf(const Encoder* e) {
+#ifdef BREAK_DECODED_PEAK
+    return e->peak16 / 65536.0; // the 16-bit range taken for unsigned: 6 dB too low
+#else
+    return e->peak16 / 32768.0;
+#endif
 }
 
 bool WriteAll(HANDLE file, const void* data, DWORD size) {
@@ -133,6 +157,13 @@ WM_PLUGIN_EXPORT uint32_t ENC_Get(void* instance, const WmChar* name, PluginValu
     }
     if (asked == WM_VALUE_LOSSLESS)
         return 1;
+    if (asked == WM_VALUE_DECODED_PEAK) {
+        const auto* e = static_cast<Encoder*>(instance);
+        if (!e->peakAsked || e->format.bitsPerSample != 16 || !value->pointer1)
+            return 0;
+        *static_cast<double*>(value->pointer1) = PeakOf(e);
+        return 1;
+    }
     if (asked != WM_VALUE_EXTENSION)
         return 0;
 #ifdef BREAK_EXTENSION
@@ -143,8 +174,11 @@ WM_PLUGIN_EXPORT uint32_t ENC_Get(void* instance, const WmChar* name, PluginValu
     return 1;
 }
 
-WM_PLUGIN_EXPORT uint32_t ENC_Set(void*, const WmChar*, PluginValue*) {
-    return 0;
+WM_PLUGIN_EXPORT uint32_t ENC_Set(void* instance, const WmChar* name, PluginValue* value) {
+    if (std::u16string_view(name) != WM_VALUE_DECODED_PEAK || !value)
+        return 0;
+    static_cast<Encoder*>(instance)->peakAsked = value->value1 != 0;
+    return 1;
 }
 
 WM_PLUGIN_EXPORT uint32_t ENC_ShowConfigBit(void*, void*, void*) {
@@ -171,6 +205,7 @@ WM_PLUGIN_EXPORT uint32_t ENC_BeginConversion(void* instance, ConversionInfo* co
     }
     e->format = *conversion->sourceFormat;
     e->dataBytes = 0;
+    e->peak16 = 0;
     e->file = CreateFileW(reinterpret_cast<const wchar_t*>(conversion->outputPath), GENERIC_WRITE,
                           FILE_SHARE_READ, nullptr, CREATE_ALWAYS, 0, nullptr);
     uint8_t header[kHeaderSize];
@@ -201,6 +236,7 @@ WM_PLUGIN_EXPORT uint32_t ENC_EncodeBlock(void* instance, AudioBlockInfo* block)
     if (block->length == 0 || e->file == INVALID_HANDLE_VALUE)
         return 1;
     e->dataBytes += block->length;
+    TrackPeak(e, block);
 #ifdef BREAK_GLOBAL_PENDING
     g_pending.append(static_cast<const char*>(block->data), block->length);
     return g_pending.size() < 65536 || FlushPending(e->file);

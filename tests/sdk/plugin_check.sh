@@ -163,6 +163,7 @@ SECOND_BLOCK_BAD second-block
 HARDCODED_44K read-back
 GLOBAL_PENDING two-encoders
 NOT_LOSSLESS lossless
+DECODED_PEAK decoded-peak
 MATRIX
 encoder_fails TYPED_OPTIONS begin -options=-level=5
 

@@ -48,6 +48,12 @@ void CheckReadBack(const String& output, const std::vector<uint8_t>& audio,
                    const WmWaveFormat& format, const StringList& encoderInformation, bool lossless,
                    Report& report);
 
+// Asks an encoder, before it begins, to decode its own output for the peak ("DecodedPeak");
+// true when it takes the request.
+bool AskDecodedPeak(clTwEncoder& encoder);
+// Once it has ended: the peak it answers against the peak of its output read back.
+void CheckDecodedPeak(clTwEncoder& encoder, const ReadBack& read, Report& report);
+
 template <class Binding> constexpr const char* DestroyCallOf() {
     if constexpr (std::is_same_v<Binding, clTwDecoder>)
         return "Destroy";

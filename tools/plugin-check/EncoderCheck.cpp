@@ -383,6 +383,7 @@ void CheckEncoder(const CheckJob& job, Report& report) {
     Prepare(c, NewWorkFolder("encoder"), extension, job);
     uint32_t tagAfterwards = 0;
     CheckCommunicate(encoder, u"BeforeOpen", report);
+    const bool peakAsked = AskDecodedPeak(encoder);
     if (!Encode(encoder, c, audio, report) || !End(encoder, c, &tagAfterwards, report))
         return;
     CheckCommunicate(encoder, u"AfterConversion", report);
@@ -390,6 +391,8 @@ void CheckEncoder(const CheckJob& job, Report& report) {
     CheckReadBack(c.output, audio, c.format, Information(encoder), AnswersLossless(encoder, job),
                   report);
     const ReadBack alone = ReadOutputBack(c.output);
+    if (peakAsked)
+        CheckDecodedPeak(encoder, alone, report);
     if (tagAfterwards)
         report.Note("asks for tags afterwards: the decoder that reads " + Narrow(extension) +
                     " files must write them through \"IDTags\"");

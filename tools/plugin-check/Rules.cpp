@@ -106,6 +106,8 @@ const std::vector<RuleInfo> kTable = {
      "the output reads back as the audio encoded, in its format"},
     {Rule::Lossless, "lossless", kEncoder, kFail,
      "an encoder that answers \"Lossless\" reads back sample for sample"},
+    {Rule::DecodedPeak, "decoded-peak", kEncoder, kFail,
+     "an encoder that answers \"DecodedPeak\" gives the peak its output reads back with"},
     {Rule::AfterEnd, "after-end", kEncoder, kFail,
      "\"ENC_EncodeBlock\" after \"ENC_EndConversion\" answers 0"},
     {Rule::FailedOpen, "failed-open", kEncoder, kFail,

@@ -69,6 +69,7 @@ enum class Rule : uint8_t {
     OutputElsewhere,
     ReadBack,
     Lossless,
+    DecodedPeak,
     AfterEnd,
     FailedOpen,
     OptionsIgnored,
