@@ -27,19 +27,32 @@ bool Mp3PeakDecoder::Start(long rate) {
     return true;
 }
 
+namespace {
+// About a second and a half of a 320 kbps stream.
+constexpr size_t kHandOverBytes = 64 * 1024;
+} // namespace
+
 void Mp3PeakDecoder::Feed(const uint8_t* data, size_t size) {
     if (!Started() || size == 0)
         return;
+    gathered_.insert(gathered_.end(), data, data + size);
+    if (gathered_.size() >= kHandOverBytes)
+        HandOver();
+}
+
+void Mp3PeakDecoder::HandOver() {
     {
         std::lock_guard<std::mutex> hold(lock_);
-        pending_.insert(pending_.end(), data, data + size);
+        pending_.insert(pending_.end(), gathered_.begin(), gathered_.end());
     }
+    gathered_.clear();
     fed_.notify_one();
 }
 
 bool Mp3PeakDecoder::Finish(double& peak) {
     if (!Started())
         return false;
+    HandOver();
     {
         std::lock_guard<std::mutex> hold(lock_);
         ending_ = true;
@@ -70,6 +83,7 @@ void Mp3PeakDecoder::Release() {
         mpg123_delete(handle_);
     }
     handle_ = nullptr;
+    std::vector<uint8_t>().swap(gathered_);
     std::vector<uint8_t>().swap(pending_);
 }
 

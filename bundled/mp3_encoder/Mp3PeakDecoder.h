@@ -32,6 +32,7 @@ class Mp3PeakDecoder {
     void Abandon();
 
   private:
+    void HandOver();
     void DecodeFed();
     bool DecodeChunk(const std::vector<uint8_t>& chunk);
     void Release();
@@ -40,6 +41,9 @@ class Mp3PeakDecoder {
     std::thread thread_;
     std::mutex lock_;
     std::condition_variable fed_;
+    // Frames gather on the encoder's side and cross in large pieces: every crossing wakes the
+    // thread, and a wake costs a round trip through the system under Wine.
+    std::vector<uint8_t> gathered_;
     std::vector<uint8_t> pending_; // guarded by lock_
     bool ending_ = false;          // guarded by lock_
     bool dropping_ = false;        // guarded by lock_: Abandon, no more decoding
