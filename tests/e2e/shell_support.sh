@@ -22,6 +22,7 @@ last_run() {
 # $wm_limit seconds: one that does is a hang, killed and reported (status 124), never run again.
 wm_limit=${WM_TIME_LIMIT:-120}
 wm() {
+    touch wm.start
     timeout -k 5 "$wm_limit" wine "$stage/Wavemill.exe" -silent "$@" </dev/null >wm.out 2>wm.err16
     wm_status=$? wm_args="$*"
     if [ $wm_status -eq 124 ] || [ $wm_status -eq 137 ]; then
@@ -36,6 +37,10 @@ wm() {
     fi
     echo "FAIL Wavemill $* ended with status $wm_status and no error line of its own; its error stream:"
     tr -d '\0' <wm.err16 | cat -v | awk 'NR <= 5'
+    # How far it got: its standard output (the source's length once opened), and a crash dump.
+    echo "     its standard output:"
+    tr -d '\0\r' <wm.out | awk 'NR <= 5 { print "     " $0 }'
+    find "$WINEPREFIX/drive_c/users" -path '*/crashes/*' -newer wm.start 2>/dev/null | sed 's/^/     crash dump: /'
     failures=$((failures + 1))
     return $wm_status
 }
