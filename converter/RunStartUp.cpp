@@ -43,6 +43,9 @@ bool TwWavemill::StartUp() {
     String commandFile;
     if (options_.Find(option::kCommandFile, &commandFile) && !ReadTwCommandFile(commandFile)) {
         MessageBoxW(nullptr, L"Error reading Tw Command File.", L"Wavemill", MB_OK | MB_ICONERROR);
+        // The box may never be seen (no desktop, a script): the console hears it too, so that a
+        // run that says nothing is one that never started.
+        LogError(u"Error reading Tw Command File '" + commandFile + u"'.", "TwWavemill::StartUp");
         status_.Fail("the command file could not be read");
         return false;
     }
