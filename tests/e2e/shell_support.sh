@@ -21,24 +21,28 @@ last_run() {
 # since a check that expects a failure would otherwise pass on it. No run may take longer than
 # $wm_limit seconds: one that does is a hang, killed and reported (status 124), never run again.
 wm_limit=${WM_TIME_LIMIT:-120}
-lost_starts=0
+refused_starts=0
+wine_start_errors=-all,err+virtual
+refused_by_wine() { grep -qa 'failed to map the shared user data' "$1"; }
+# Wine's errors of its memory set-up are let through: the one that refuses a start says so there.
 wm_once() {
     touch wm.start
-    timeout -k 5 "$wm_limit" wine "$stage/Wavemill.exe" -silent "$@" </dev/null >wm.out 2>wm.err16
+    WINEDEBUG=$wine_start_errors timeout -k 5 "$wm_limit" wine "$stage/Wavemill.exe" -silent "$@" \
+        </dev/null >wm.out 2>wm.err16
     wm_status=$?
 }
-# A failure that said nothing at all, on either stream, and left no crash dump never reached the
-# program: every failure of Wavemill says why, and a crash leaves its dump. Wine loses such a
-# start now and then; that start, and only that, is made again, once, counted and printed.
-lost_start() {
-    [ $wm_status -ne 0 ] && [ $wm_status -ne 124 ] && [ $wm_status -ne 137 ] && [ ! -s wm.out ] &&
-        [ ! -s wm.err16 ] && [ -z "$(find "$WINEPREFIX/drive_c/users" -path '*/crashes/*' -newer wm.start 2>/dev/null)" ]
+# Wine refuses a start now and then before any line of the program runs: the shared user data
+# page cannot be mapped where Windows has it, as Linux happened to put something there (status 1,
+# nothing on standard output). That start, and only that, is made again, once, counted and
+# printed.
+refused_start() {
+    [ $wm_status -eq 1 ] && [ ! -s wm.out ] && refused_by_wine wm.err16
 }
 wm() {
     wm_once "$@"
-    if lost_start; then
-        lost_starts=$((lost_starts + 1))
-        echo "note: Wine lost the start of Wavemill $* (status $wm_status, nothing said): started again"
+    if refused_start; then
+        refused_starts=$((refused_starts + 1))
+        echo "note: Wine refused the start of Wavemill $* ($(grep -ao 'failed to map the shared user data[^[:cntrl:]]*' wm.err16)): started again"
         wm_once "$@"
     fi
     wm_args="$*"
@@ -77,7 +81,7 @@ e2e_start() {
 }
 # e2e_verdict <what>: the script's end, failing when a check failed.
 e2e_verdict() {
-    ((lost_starts)) && echo "$lost_starts start(s) of Wavemill lost by Wine and made again"
+    ((refused_starts)) && echo "$refused_starts start(s) of Wavemill refused by Wine and made again"
     if ((failures)); then echo "$failures check(s) failed"; exit 1; fi
     echo "all $1 checks passed"
 }
