@@ -166,6 +166,8 @@ FileOutcome Conversion::Finish(uint64_t nowMs) {
     outcome.audioMs = report_.lengthMs;
     outcome.seconds = static_cast<double>(nowMs - startMs_) / 1000.0;
     outcome.notes = report_.information;
+    if (supervisor_.StartedAgain())
+        outcome.notes.push_back(u"started again: the system lost the converter's first start");
     if (supervisor_.Outcome() != Verdict::kDone)
         return Failed(outcome, supervisor_.Reason());
     if (!MoveWithRetry(temp_, plan_.output, MOVEFILE_REPLACE_EXISTING, kMoveRetryMs))

@@ -2,6 +2,8 @@
 
 #include "text/NumberText.h"
 
+#include <atomic>
+
 namespace wm {
 
 namespace {
@@ -20,7 +22,13 @@ String CrashReason(const String& dumpPath, StringView converterLine) {
     return reason;
 }
 
+std::atomic<uint32_t> lostStartsMadeAgain{0};
+
 } // namespace
+
+uint32_t LostStartsMadeAgain() {
+    return lostStartsMadeAgain;
+}
 
 Supervisor::Supervisor(ConverterPort& port, const SupervisionPolicy& policy)
     : port_(port), policy_(policy), watch_(0, policy.hangMs) {}
@@ -48,7 +56,7 @@ bool Supervisor::Poll(uint64_t nowMs) {
     everBeat_ = everBeat_ || sight_.heartbeat;
     if (sight_.ended) {
         verdict_ = Decide();
-        return false;
+        return verdict_ == Verdict::kLostStart && !startedAgain_ && StartAgain(nowMs);
     }
     if (sight_.heartbeat)
         watch_.Beat(nowMs);
@@ -62,6 +70,16 @@ bool Supervisor::Poll(uint64_t nowMs) {
     port_.EndNow();
     verdict_ = hang == HangKind::kHeartbeat ? Verdict::kHungHeartbeat : Verdict::kHungProgress;
     return false;
+}
+
+// A start the system lost (Wine refusing to map a new process) is the one failure that may be
+// tried again: once, and said in the file's notes and the summary.
+bool Supervisor::StartAgain(uint64_t nowMs) {
+    startedAgain_ = true;
+    ++lostStartsMadeAgain;
+    verdict_ = Verdict::kRunning;
+    sight_ = ConverterSight{};
+    return Start(nowMs);
 }
 
 void Supervisor::Stop() {
@@ -110,7 +128,8 @@ String Supervisor::Reason() const {
                    : String(u"the converter ended without an output (status 0, no crash dump)");
     case Verdict::kLostStart:
         return u"exit status " + IntToText(sight_.exitCode) +
-               u" before the converter ran (no heartbeat, no line): the system lost the start";
+               u" before the converter ran (no heartbeat, no line), twice: the system lost the "
+               u"start";
     case Verdict::kCrashed:
         return CrashReason(sight_.crashDump, sight_.firstError);
     case Verdict::kHungHeartbeat:

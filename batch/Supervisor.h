@@ -48,7 +48,7 @@ enum class Verdict {
     kDone,              // status 0 and an output
     kFailed,            // a failure that said why
     kFailedWithoutLine, // a failure that said nothing, or status 0 without an output
-    kLostStart,         // ended with a failure before its first heartbeat and without a line
+    kLostStart,         // ended failed before its first heartbeat and without a line, twice
     kCrashed,
     kHungHeartbeat,
     kHungProgress,
@@ -58,13 +58,17 @@ enum class Verdict {
     kKilled,  // ended at the user's second Ctrl-C
 };
 
+// How many converters of this process were started again after a lost start (the settings
+// trial's included), for the batch's last lines.
+uint32_t LostStartsMadeAgain();
+
 class Supervisor {
   public:
     Supervisor(ConverterPort& port, const SupervisionPolicy& policy);
 
     // False when it did not start: the verdict says why.
     bool Start(uint64_t nowMs);
-    // Takes one look; ends a hung converter. True while it runs.
+    // Takes one look; ends a hung converter, starts a lost start once more. True while it runs.
     bool Poll(uint64_t nowMs);
     void Stop();
     void Kill();
@@ -74,9 +78,12 @@ class Supervisor {
     String Reason() const;
     // The last look, for the progress view and the report.
     const ConverterSight& Sight() const { return sight_; }
+    // The system lost its first start and it was started again: said, never hidden.
+    bool StartedAgain() const { return startedAgain_; }
 
   private:
     Verdict Decide() const;
+    bool StartAgain(uint64_t nowMs);
 
     ConverterPort& port_;
     SupervisionPolicy policy_;
@@ -86,6 +93,7 @@ class Supervisor {
     String startProblem_;
     uint64_t dumpSeenMs_ = 0;
     bool started_ = false, stopped_ = false, killed_ = false, everBeat_ = false;
+    bool startedAgain_ = false;
 };
 
 } // namespace wm

@@ -8,6 +8,7 @@
 #include "batch/BatchRun.h"
 #include "batch/OptionTrial.h"
 #include "batch/ProgressView.h"
+#include "batch/Supervisor.h"
 #include "crash/CrashHandler.h"
 #include "files/FileAccess.h"
 #include "files/FileOps.h"
@@ -224,6 +225,9 @@ int RunPlanned(const BatchOptions& o, BatchPlan& plan, const OutputRecord& recor
     if (const uint32_t refused = RefusedStartsRetried())
         view.Line(u"The system refused " + IntToText(refused) +
                   u" converter start(s) (error 1359); each was made again.");
+    if (const uint32_t lost = LostStartsMadeAgain())
+        view.Line(u"The system lost " + IntToText(lost) +
+                  u" converter start(s) (ended before the converter ran); each was made again.");
     if (result.stopped)
         view.Line(u"Stopped by the user; run the same command again to convert the rest.");
     if (!o.reportFile.empty() && !WriteReport(o, all))

@@ -59,7 +59,7 @@ for i in 1 2 3 4 5 6; do printf 'format 8000 1 16\nsleep 250\nblock 1600 24\n' >
 # Two at a time: s3 and s4 run when the user stops the batch, after the first two ended.
 mkdir -p stopped/slow
 echo 'older output' >stopped/slow/s4.raw && touch -d 2020-01-01 stopped/slow/s4.raw
-wine "$stage/WavemillBatch.exe" -convert_to=TestEnc -jobs=2 -out=stopped slow </dev/null >batch.out 2>&1 &
+command wine "$stage/WavemillBatch.exe" -convert_to=TestEnc -jobs=2 -out=stopped slow </dev/null >batch.out 2>&1 &
 pid=$!
 for _ in $(seq 50); do grep -q '^\[1/' batch.out 2>/dev/null && break; sleep 0.2; done
 # The wine command becomes the Windows process itself: the signal reaches only this batch.
@@ -96,6 +96,22 @@ check "faults: ... and that dump exists" \
 check "faults: the good files converted" test "$(grep -c '"status":"converted"' faults.json)" -eq 3
 check "faults: no output or temporary file for the failed ones" \
     test "$(find faults-out -name 'hang*' -o -name 'crash*' | grep -c .)" -eq 0
+
+# --- Lost starts: a converter whose first start of each command line ends at once, silent, as a
+# start Wine refused; each is started again once and said, and the files convert whole ---
+cp -rl "$stage" lost-stage && mv lost-stage/Wavemill.exe lost-stage/WavemillReal.exe &&
+    cp "$LOST_START_CONVERTER" lost-stage/Wavemill.exe
+mkdir -p lost && for i in 1 2 3; do sox -R -V1 -n -r 44100 -c 2 -b 16 lost/l$i.wav synth 0.5 sine $((300 * i)); done
+wine lost-stage/WavemillBatch.exe -convert_to=FLAC -jobs=2 -out=lost-out -report=lost.csv lost \
+    </dev/null >batch.out 2>&1
+check "lost starts: every file converted, exit 0" test $? -eq 0 -a "$(grep -c ',converted,' lost.csv)" -eq 3
+check "lost starts: ... with their samples" \
+    test "$(for i in 1 2 3; do same_audio lost/l$i.wav lost-out/lost/l$i.flac && echo ok; done | grep -c ok)" -eq 3
+check "lost starts: each file's notes say it was started again" \
+    test "$(grep -c "started again: the system lost the converter's first start" lost.csv)" -eq 3
+check "lost starts: the count at the end, the settings trial's included" \
+    grep -q "^The system lost 4 converter start(s) (ended before the converter ran); each was made again." batch.out
+grep -q '^The system lost 4' batch.out || shown
 
 # --- A full disk: the files that fit are complete, the batch stops starting more once, saying why;
 # a read-only destination likewise ---

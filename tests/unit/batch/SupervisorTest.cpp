@@ -16,9 +16,10 @@ class ScriptedConverter : public ConverterPort {
     StartResult startResult = StartResult::kStarted;
     // What the converter shows at a look, given how many looks came before.
     std::function<ConverterSight(int look)> script = [](int) { return ConverterSight{}; };
-    int looks = 0, quits = 0, kills = 0;
+    int looks = 0, quits = 0, kills = 0, launches = 0;
 
     StartResult Launch(String& problem) override {
+        ++launches;
         if (startResult == StartResult::kFailed)
             problem = u"cannot start 'Wavemill.exe' (Win:2)";
         return startResult;
@@ -99,17 +100,37 @@ TEST(Supervisor, EndsThatSpeakForThemselves) {
     }
 }
 
-// A converter that ends failed before its first heartbeat, without a line, never ran: Wine lost
-// the start (its server going away). It is told apart from a failure of ours, not retried.
-TEST(Supervisor, AStartThatNeverRanIsToldApart) {
-    ScriptedConverter port;
-    port.script = [](int) { return Ended(1); };
-    Supervisor s(port, Policy());
+// A converter that ends failed before its first heartbeat, without a line, never ran: the system
+// lost the start (Wine refusing to map the new process). It is started again once, and said.
+TEST(Supervisor, AStartThatNeverRanIsStartedAgainOnce) {
+    ScriptedConverter lostTwice;
+    lostTwice.script = [](int) { return Ended(1); };
+    Supervisor s(lostTwice, Policy());
     ASSERT_TRUE(s.Start(0));
-    EXPECT_EQ(RunToEnd(s), 0u);
+    EXPECT_EQ(RunToEnd(s), kStepMs);
+    EXPECT_EQ(lostTwice.launches, 2);
+    EXPECT_TRUE(s.StartedAgain());
     EXPECT_EQ(s.Outcome(), Verdict::kLostStart);
-    EXPECT_EQ(s.Reason(), u"exit status 1 before the converter ran (no heartbeat, no line): the "
-                          u"system lost the start");
+    EXPECT_EQ(s.Reason(), u"exit status 1 before the converter ran (no heartbeat, no line), twice: "
+                          u"the system lost the start");
+
+    ScriptedConverter lostOnce;
+    lostOnce.script = [](int look) { return look == 0 ? Ended(1) : Live(3, Ended(0))(look - 1); };
+    Supervisor again(lostOnce, Policy());
+    ASSERT_TRUE(again.Start(0));
+    RunToEnd(again);
+    EXPECT_EQ(lostOnce.launches, 2);
+    EXPECT_TRUE(again.StartedAgain());
+    EXPECT_EQ(again.Outcome(), Verdict::kDone);
+
+    // One that beat once ran: its silent failure is ours, never started again.
+    ScriptedConverter ran;
+    ran.script = Live(1, Ended(1));
+    Supervisor failed(ran, Policy());
+    ASSERT_TRUE(failed.Start(0));
+    RunToEnd(failed);
+    EXPECT_EQ(ran.launches, 1);
+    EXPECT_EQ(failed.Outcome(), Verdict::kFailedWithoutLine);
 }
 
 TEST(Supervisor, ACrashOutranksItsStatusAndItsDumpBuysTime) {
