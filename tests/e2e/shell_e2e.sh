@@ -128,7 +128,7 @@ fi
 # status 1, a line saying so, the existing output kept, no temporary output left.
 printf 'format 44100 2 16\nsleep 50\nblock 4000 400\n' >slow.wmt
 echo keep >stopped.raw
-wine "$stage/Wavemill.exe" -silent -infile=slow.wmt -outfile=stopped.raw -convert_to=TestEnc \
+command wine "$stage/Wavemill.exe" -silent -infile=slow.wmt -outfile=stopped.raw -convert_to=TestEnc \
     </dev/null >/dev/null 2>stop-err.txt &
 pid=$!
 sleep 2

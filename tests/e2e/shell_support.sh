@@ -21,7 +21,6 @@ last_run() {
 # since a check that expects a failure would otherwise pass on it. No run may take longer than
 # $wm_limit seconds: one that does is a hang, killed and reported (status 124), never run again.
 wm_limit=${WM_TIME_LIMIT:-120}
-refused_starts=0
 wine_start_errors=-all,err+virtual
 refused_by_wine() { grep -qa 'failed to map the shared user data' "$1"; }
 # Wine's errors of its memory set-up are let through: the one that refuses a start says so there.
@@ -38,11 +37,16 @@ wm_once() {
 refused_start() {
     [ $wm_status -eq 1 ] && [ ! -s wm.out ] && refused_by_wine wm.err16
 }
+# Counted in a file of the work folder (e2e_start): many starts are made inside $(...), whose
+# variables do not come back.
+note_refused() {
+    echo "$1" >>"$refused_log"
+    echo "note: Wine refused the start of $1 ($(grep -ao 'failed to map the shared user data[^[:cntrl:]]*' "$2")): started again" >&2
+}
 wm() {
     wm_once "$@"
     if refused_start; then
-        refused_starts=$((refused_starts + 1))
-        echo "note: Wine refused the start of Wavemill $* ($(grep -ao 'failed to map the shared user data[^[:cntrl:]]*' wm.err16)): started again"
+        note_refused "Wavemill $*" wm.err16 2>&1
         wm_once "$@"
     fi
     wm_args="$*"
@@ -78,12 +82,34 @@ e2e_start() {
         command -v "$tool" >/dev/null || { echo "SKIP: $tool is not installed"; exit 77; }
     done
     rm -rf "$work" && mkdir -p "$work" && cd "$work" || exit 1
+    refused_log=$work/refused-starts.txt
+    : >"$refused_log"
 }
 # e2e_verdict <what>: the script's end, failing when a check failed.
 e2e_verdict() {
-    ((refused_starts)) && echo "$refused_starts start(s) of Wavemill refused by Wine and made again"
+    local refused
+    refused=$(wc -l <"$refused_log")
+    ((refused)) && echo "$refused start(s) refused by Wine and made again"
     if ((failures)); then echo "$failures check(s) failed"; exit 1; fi
     echo "all $1 checks passed"
+}
+# Every other Windows program a script starts (the batch, the test tools, Wavemill where its
+# output is read directly) goes through this: a start Wine refused (status 1 and its line) is made
+# again, once, counted and printed. The program's error stream comes after it ended. A script that
+# signals the process itself starts it with `command wine`.
+wine() {
+    local errors status
+    errors=$(mktemp)
+    WINEDEBUG=$wine_start_errors command wine "$@" 2>"$errors"
+    status=$?
+    if [ $status -eq 1 ] && refused_by_wine "$errors"; then
+        note_refused "$*" "$errors"
+        WINEDEBUG=$wine_start_errors command wine "$@" 2>"$errors"
+        status=$?
+    fi
+    cat "$errors" >&2
+    rm -f "$errors"
+    return $status
 }
 wavtool() {
     wine "$wavtool" "$@" </dev/null | tr -d '\r'
