@@ -43,7 +43,11 @@ void Mp3PeakDecoder::Feed(const uint8_t* data, size_t size) {
 void Mp3PeakDecoder::HandOver() {
     {
         std::lock_guard<std::mutex> hold(lock_);
-        pending_.insert(pending_.end(), gathered_.begin(), gathered_.end());
+        // The decoding thread has nearly always taken the last piece: hand over the buffer itself.
+        if (pending_.empty())
+            pending_.swap(gathered_);
+        else
+            pending_.insert(pending_.end(), gathered_.begin(), gathered_.end());
     }
     gathered_.clear();
     fed_.notify_one();
