@@ -141,18 +141,22 @@ bool Mp3Encoder::EncodeSlice(const uint8_t* data, size_t frames) {
     if (isFloat_) {
         leftFloat_.resize(frames);
         rightFloat_.resize(frames);
-        const auto* p = data;
         const size_t width = format_.bitsPerSample / 8;
-        for (size_t i = 0; i < frames * channels; ++i) {
+        const auto sample = [data, width](size_t i) {
             float v;
             if (width == 8) {
                 double d;
-                std::memcpy(&d, p + 8 * i, 8);
-                v = static_cast<float>(d);
-            } else {
-                std::memcpy(&v, p + 4 * i, 4);
+                std::memcpy(&d, data + 8 * i, 8);
+                return static_cast<float>(d);
             }
-            (i % channels ? rightFloat_ : leftFloat_)[i / channels] = v;
+            std::memcpy(&v, data + 4 * i, 4);
+            return v;
+        };
+        // One or two channels (begin refuses more); frame by frame, no division per sample.
+        for (size_t f = 0; f < frames; ++f) {
+            leftFloat_[f] = sample(f * channels);
+            if (channels == 2)
+                rightFloat_[f] = sample(f * 2 + 1);
         }
         bytes = lame_encode_buffer_ieee_float(lame_, leftFloat_.data(), rightFloat_.data(),
                                               static_cast<int>(frames), mp3_.data(),
@@ -162,9 +166,14 @@ bool Mp3Encoder::EncodeSlice(const uint8_t* data, size_t frames) {
         interleaved_.resize(frames * channels);
         codec::UnpackPcm(data, frames, layout_, interleaved_.data());
         const unsigned shift = 32u - layout_.validBits;
-        for (size_t i = 0; i < frames * channels; ++i)
-            (i % channels ? right_ : left_)[i / channels] =
-                static_cast<int32_t>(static_cast<uint32_t>(interleaved_[i]) << shift);
+        const auto full = [this, shift](size_t i) {
+            return static_cast<int32_t>(static_cast<uint32_t>(interleaved_[i]) << shift);
+        };
+        for (size_t f = 0; f < frames; ++f) {
+            left_[f] = full(f * channels);
+            if (channels == 2)
+                right_[f] = full(f * 2 + 1);
+        }
         bytes = lame_encode_buffer_int(lame_, left_.data(), right_.data(), static_cast<int>(frames),
                                        mp3_.data(), static_cast<int>(mp3_.size()));
     }
