@@ -4,6 +4,7 @@
 #include "files/FileAccess.h"
 #include "files/FileOps.h"
 #include "files/PathText.h"
+#include "process/ProcessStart.h"
 #include "protocol/ConverterOptions.h"
 #include "protocol/NamedObjects.h"
 #include "text/NumberText.h"
@@ -14,6 +15,9 @@ namespace {
 
 // Long enough for a file held a moment by a virus scanner or an indexer.
 constexpr uint32_t kMoveRetryMs = 2000;
+
+// How much of a converter's standard error is searched for Wine's words about a lost start.
+constexpr size_t kWineWordsWithin = 4096;
 
 uint64_t FileTimeNow() {
     FILETIME now{};
@@ -65,6 +69,7 @@ bool Conversion::Start(uint64_t nowMs) {
 
 ConverterPort::StartResult Conversion::Launch(String& problem) {
     startFileTime_ = FileTimeNow();
+    errorsSeen_.clear();
     // A temporary file of ours left by a batch that was killed outright.
     DeleteFilePath(temp_);
     const ParentObjectNames names =
@@ -102,6 +107,9 @@ void Conversion::ReadPipes() {
         TakeParentLine(line, report_);
     bytes.clear();
     child_.ReadErrors(bytes);
+    // Wine's own words come first, before anything of the converter's.
+    if (errorsSeen_.size() < kWineWordsWithin)
+        errorsSeen_.append(bytes, 0, kWineWordsWithin - errorsSeen_.size());
     errLines_.Feed(bytes.data(), bytes.size());
     for (String line; errLines_.NextLine(line);)
         TakeErrorLine(line, report_);
@@ -119,6 +127,7 @@ ConverterSight Conversion::Look() {
             TakeErrorLine(rest, report_);
         sight.exitCode = child_.ExitCode();
         sight.outputWritten = FileExists(temp_);
+        sight.wineCouldNotMap = errorsSeen_.find(kWineCouldNotMapProcess) != std::string::npos;
     }
     // The converter only ever sets the heartbeat; the parent clears it to see the next beat.
     if (heartbeat_.IsSet()) {

@@ -89,6 +89,7 @@ class Conversion : private ConverterPort {
     SharedMemoryBlock bytesEncoded_;
     ChildProcess child_;
     Utf16LineSplitter outLines_, errLines_;
+    std::string errorsSeen_; // the first bytes of its standard error, as they came
     ConverterReport report_;
     Supervisor supervisor_;
     uint64_t startMs_ = 0;

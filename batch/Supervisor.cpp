@@ -105,10 +105,13 @@ Verdict Supervisor::Decide() const {
         return Verdict::kKilled;
     if (stopped_)
         return Verdict::kStopped;
-    // Every failure of a converter that ran says why; one that never beat and said nothing
-    // never reached its first line: the system lost the start.
+    // Every failure of a converter that ran says why; one that never beat and said nothing, or
+    // only Wine's words that it could not map the new process, never reached its first line:
+    // the system lost the start.
+    if (sight_.exitCode != 0 && !everBeat_ && (sight_.firstError.empty() || sight_.wineCouldNotMap))
+        return Verdict::kLostStart;
     if (sight_.exitCode != 0 && sight_.firstError.empty())
-        return everBeat_ ? Verdict::kFailedWithoutLine : Verdict::kLostStart;
+        return Verdict::kFailedWithoutLine;
     if (sight_.exitCode != 0)
         return Verdict::kFailed;
     return sight_.outputWritten ? Verdict::kDone : Verdict::kFailedWithoutLine;

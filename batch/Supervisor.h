@@ -19,9 +19,10 @@ struct ConverterSight {
     bool heartbeat = false; // it beat since the last look
     int percent = 0;
     int64_t bytesEncoded = 0;
-    String crashDump;           // a dump it wrote since its start (full path), or empty
-    String firstError;          // its first error line, without the "  [context]" part
-    bool outputWritten = false; // once ended: its output file exists
+    String crashDump;             // a dump it wrote since its start (full path), or empty
+    String firstError;            // its first error line, without the "  [context]" part
+    bool outputWritten = false;   // once ended: its output file exists
+    bool wineCouldNotMap = false; // Wine's words that it could not map the new process
 };
 
 // What the supervisor may do to a converter, and how it sees it.
@@ -48,7 +49,7 @@ enum class Verdict {
     kDone,              // status 0 and an output
     kFailed,            // a failure that said why
     kFailedWithoutLine, // a failure that said nothing, or status 0 without an output
-    kLostStart,         // ended failed before its first heartbeat and without a line, twice
+    kLostStart,         // ended failed before its first heartbeat, no line of its own, twice
     kCrashed,
     kHungHeartbeat,
     kHungProgress,

@@ -7,6 +7,7 @@
 #include <windows.h>
 
 #include <cstdint>
+#include <string_view>
 
 namespace wm {
 
@@ -19,5 +20,10 @@ bool StartProcess(wchar_t* commandLine, bool inheritHandles, DWORD creationFlags
 
 // Starts refused with 1359 and made again, in this process so far.
 uint32_t RefusedStartsRetried();
+
+// The other refusal: Wine could not map a new process (its shared user data page) and ended it
+// with status 1 before any of its code ran. With Wine's error messages let through, these words
+// (plain bytes, not UTF-16) reach the process's standard error.
+inline constexpr std::string_view kWineCouldNotMapProcess = "failed to map the shared user data";
 
 } // namespace wm

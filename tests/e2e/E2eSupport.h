@@ -21,8 +21,9 @@ struct RunResult {
     int exitCode = -1;
     bool timedOut = false;
     uint32_t processId = 0;
-    std::string out; // standard output, UTF-16LE decoded to UTF-8
-    std::string err; // standard error, decoded the same way
+    std::string out;             // standard output, UTF-16LE decoded to UTF-8
+    std::string err;             // standard error, decoded the same way
+    bool unmappedByWine = false; // status 1 and Wine's line that it could not map the process
 };
 
 struct RunOptions {

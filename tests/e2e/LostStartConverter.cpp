@@ -1,7 +1,8 @@
 // Stands in for Wavemill.exe in a copy of the staged tree whose real converter is renamed
-// WavemillReal.exe. The first start of each command line ends at once with status 1 and says
-// nothing, as a start that Wine refused does; the next runs the real converter with the same
-// arguments, standard handles and named objects, and ends with its status.
+// WavemillReal.exe. The first start of each command line ends at once with status 1 and only
+// the line Wine writes when it cannot map a new process (its error messages let through, as
+// they are by default); the next runs the real converter with the same arguments, standard
+// handles and named objects, and ends with its status.
 #include <windows.h>
 
 #include <cstdint>
@@ -49,8 +50,12 @@ bool FirstStart(const std::wstring& folder, const std::wstring& arguments) {
 int wmain() {
     const std::wstring folder = OwnFolder();
     const std::wstring arguments = Arguments(::GetCommandLineW());
-    if (FirstStart(folder, arguments))
+    if (FirstStart(folder, arguments)) {
+        std::fputs("0024:err:virtual:virtual_alloc_first_teb wine: failed to map the shared user "
+                   "data: c0000018\n",
+                   stderr);
         return 1;
+    }
     const std::wstring real = folder + L"WavemillReal.exe";
     std::wstring commandLine = L"\"" + real + L"\"" + arguments;
     STARTUPINFOW startup{};

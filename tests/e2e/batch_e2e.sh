@@ -97,8 +97,9 @@ check "faults: the good files converted" test "$(grep -c '"status":"converted"' 
 check "faults: no output or temporary file for the failed ones" \
     test "$(find faults-out -name 'hang*' -o -name 'crash*' | grep -c .)" -eq 0
 
-# --- Lost starts: a converter whose first start of each command line ends at once, silent, as a
-# start Wine refused; each is started again once and said, and the files convert whole ---
+# --- Lost starts: a converter whose first start of each command line ends at once with Wine's
+# words that it could not map the process; each is started again once and said, and the files
+# convert whole ---
 cp -rl "$stage" lost-stage && mv lost-stage/Wavemill.exe lost-stage/WavemillReal.exe &&
     cp "$LOST_START_CONVERTER" lost-stage/Wavemill.exe
 mkdir -p lost && for i in 1 2 3; do sox -R -V1 -n -r 44100 -c 2 -b 16 lost/l$i.wav synth 0.5 sine $((300 * i)); done

@@ -13,8 +13,16 @@ done
 mkdir -p "$out"
 rm -rf "$out"/*.png "$out"/*.wmt "$out"/*.raw "$out/wineprefix"
 # A copy of the suite's prefix with a server of its own: Wine's desktop process, once started
-# without a display by another test, would keep every later window off the X server.
-cp -a "$2" "$out/wineprefix" || { echo "FAIL: cannot copy the prefix"; exit 1; }
+# without a display by another test, would keep every later window off the X server. The users'
+# Temp folders stay behind (made empty): tests running beside this one make and remove their
+# scratch folders there while the copy is taken.
+copy_prefix() {
+    mkdir -p "$2" || return 1
+    tar -C "$1" --exclude='./drive_c/users/*/Temp' -cf - . | tar -C "$2" -xf -
+    [ "${PIPESTATUS[0]}${PIPESTATUS[1]}" = 00 ] || return 1
+    for user in "$2"/drive_c/users/*/; do mkdir -p "$user/Temp" || return 1; done
+}
+copy_prefix "$2" "$out/wineprefix" || { echo "FAIL: cannot copy the prefix"; exit 1; }
 export WINEPREFIX=$out/wineprefix
 
 fail() {

@@ -114,8 +114,13 @@ TEST(Supervisor, AStartThatNeverRanIsStartedAgainOnce) {
     EXPECT_EQ(s.Reason(), u"exit status 1 before the converter ran (no heartbeat, no line), twice: "
                           u"the system lost the start");
 
+    // Wine's own line, when its error messages are let through, is no line of the converter's.
     ScriptedConverter lostOnce;
-    lostOnce.script = [](int look) { return look == 0 ? Ended(1) : Live(3, Ended(0))(look - 1); };
+    lostOnce.script = [](int look) {
+        ConverterSight unmapped = Ended(1, u"\u3030\u3432 (Wine's line read as UTF-16)");
+        unmapped.wineCouldNotMap = true;
+        return look == 0 ? unmapped : Live(3, Ended(0))(look - 1);
+    };
     Supervisor again(lostOnce, Policy());
     ASSERT_TRUE(again.Start(0));
     RunToEnd(again);
