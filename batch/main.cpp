@@ -181,6 +181,27 @@ ConversionSetup MakeSetup(const BatchOptions& o, const String& wavemill) {
     return setup;
 }
 
+// The conversions a stop or a full destination left unstarted, each with why.
+void AddNotStarted(const BatchPlan& plan, const BatchResult& result,
+                   std::vector<FileOutcome>& all) {
+    for (size_t i = plan.conversions.size() - result.notStarted; i < plan.conversions.size(); ++i)
+        all.push_back(Outcome(plan.conversions[i].source.path, plan.conversions[i].output,
+                              FileStatus::kSkipped,
+                              result.halted.empty() ? String(u"not started: the batch was stopped")
+                                                    : u"not started: " + result.halted));
+}
+
+// The one retry the batch allows itself, a start the system refused or lost, is said, never
+// hidden.
+void SayStartsMadeAgain(ProgressView& view) {
+    if (const uint32_t refused = RefusedStartsRetried())
+        view.Line(u"The system refused " + IntToText(refused) +
+                  u" converter start(s) (error 1359); each was made again.");
+    if (const uint32_t lost = LostStartsMadeAgain())
+        view.Line(u"The system lost " + IntToText(lost) +
+                  u" converter start(s) (ended before the converter ran); each was made again.");
+}
+
 int RunPlanned(const BatchOptions& o, BatchPlan& plan, const OutputRecord& record,
                const ConversionSetup& setup, ProgressView& view) {
     SYSTEM_INFO system{};
@@ -214,20 +235,10 @@ int RunPlanned(const BatchOptions& o, BatchPlan& plan, const OutputRecord& recor
     if (albums)
         notes.insert(albums->Missing().begin(), albums->Missing().end());
     NoteAlbumProblems(notes, all, view);
-    for (size_t i = plan.conversions.size() - result.notStarted; i < plan.conversions.size(); ++i)
-        all.push_back(Outcome(plan.conversions[i].source.path, plan.conversions[i].output,
-                              FileStatus::kSkipped,
-                              result.halted.empty() ? String(u"not started: the batch was stopped")
-                                                    : u"not started: " + result.halted));
+    AddNotStarted(plan, result, all);
     for (const String& line : SummaryLines(all))
         view.Line(line);
-    // The one retry the batch allows itself is said, never hidden.
-    if (const uint32_t refused = RefusedStartsRetried())
-        view.Line(u"The system refused " + IntToText(refused) +
-                  u" converter start(s) (error 1359); each was made again.");
-    if (const uint32_t lost = LostStartsMadeAgain())
-        view.Line(u"The system lost " + IntToText(lost) +
-                  u" converter start(s) (ended before the converter ran); each was made again.");
+    SayStartsMadeAgain(view);
     if (result.stopped)
         view.Line(u"Stopped by the user; run the same command again to convert the rest.");
     if (!o.reportFile.empty() && !WriteReport(o, all))
