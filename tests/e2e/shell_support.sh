@@ -22,7 +22,8 @@ last_run() {
 # $wm_limit seconds: one that does is a hang, killed and reported (status 124), never run again.
 wm_limit=${WM_TIME_LIMIT:-120}
 wine_start_errors=-all,err+virtual
-refused_by_wine() { grep -qa 'failed to map the shared user data' "$1"; }
+wine_refusal='failed to map the shared user data'
+refused_by_wine() { grep -qa "$wine_refusal" "$1"; }
 # Wine's errors of its memory set-up are let through: the one that refuses a start says so there.
 wm_once() {
     touch wm.start
@@ -41,7 +42,7 @@ refused_start() {
 # variables do not come back.
 note_refused() {
     echo "$1" >>"$refused_log"
-    echo "note: Wine refused the start of $1 ($(grep -ao 'failed to map the shared user data[^[:cntrl:]]*' "$2")): started again" >&2
+    echo "note: Wine refused the start of $1 ($(grep -ao "$wine_refusal[^[:cntrl:]]*" "$2")): started again" >&2
 }
 wm() {
     wm_once "$@"
